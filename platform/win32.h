@@ -1,7 +1,8 @@
 // The part of the Windows API that the library uses.
 //
-// On Windows these are Windows' own headers. Elsewhere the same names are declared here, with the same sizes and
-// layouts, and the simulator implements the calls: Windows itself is the seam at which the library is tested.
+// On Windows these are Windows' own headers. Elsewhere the same names are declared here, with the same sizes
+// and layouts, and the simulator implements the calls: Windows itself is the seam at which the library is
+// tested.
 #pragma once
 
 #ifdef _WIN32
@@ -56,12 +57,12 @@ constexpr BOOL TRUE = 1;
 constexpr std::size_t MAX_PATH = 260;
 inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1));
 
-struct GUID {
+typedef struct _GUID {
   std::uint32_t Data1;
   std::uint16_t Data2;
   std::uint16_t Data3;
   std::uint8_t Data4[8];
-};
+} GUID;
 
 union LARGE_INTEGER {
   struct {
@@ -134,12 +135,16 @@ constexpr DWORD FILE_DEVICE_CHANGER = 0x30;
 
 // SCSI port driver (ntddscsi.h, ntddstor.h)
 
-constexpr DWORD IOCTL_SCSI_GET_INQUIRY_DATA = CTL_CODE(FILE_DEVICE_CONTROLLER, 0x0403, METHOD_BUFFERED, FILE_ANY_ACCESS);
-constexpr DWORD IOCTL_SCSI_GET_CAPABILITIES = CTL_CODE(FILE_DEVICE_CONTROLLER, 0x0404, METHOD_BUFFERED, FILE_ANY_ACCESS);
+constexpr DWORD IOCTL_SCSI_GET_INQUIRY_DATA =
+    CTL_CODE(FILE_DEVICE_CONTROLLER, 0x0403, METHOD_BUFFERED, FILE_ANY_ACCESS);
+constexpr DWORD IOCTL_SCSI_GET_CAPABILITIES =
+    CTL_CODE(FILE_DEVICE_CONTROLLER, 0x0404, METHOD_BUFFERED, FILE_ANY_ACCESS);
 constexpr DWORD IOCTL_SCSI_PASS_THROUGH_DIRECT =
     CTL_CODE(FILE_DEVICE_CONTROLLER, 0x0405, METHOD_BUFFERED, FILE_READ_ACCESS | FILE_WRITE_ACCESS);
-constexpr DWORD IOCTL_SCSI_GET_ADDRESS = CTL_CODE(FILE_DEVICE_CONTROLLER, 0x0406, METHOD_BUFFERED, FILE_ANY_ACCESS);
-constexpr DWORD IOCTL_SCSI_RESCAN_BUS = CTL_CODE(FILE_DEVICE_CONTROLLER, 0x0407, METHOD_BUFFERED, FILE_ANY_ACCESS);
+constexpr DWORD IOCTL_SCSI_GET_ADDRESS =
+    CTL_CODE(FILE_DEVICE_CONTROLLER, 0x0406, METHOD_BUFFERED, FILE_ANY_ACCESS);
+constexpr DWORD IOCTL_SCSI_RESCAN_BUS =
+    CTL_CODE(FILE_DEVICE_CONTROLLER, 0x0407, METHOD_BUFFERED, FILE_ANY_ACCESS);
 constexpr DWORD IOCTL_STORAGE_QUERY_PROPERTY =
     CTL_CODE(FILE_DEVICE_MASS_STORAGE, 0x0500, METHOD_BUFFERED, FILE_ANY_ACCESS);
 
@@ -280,16 +285,20 @@ struct TAPE_SET_MEDIA_PARAMETERS {
 
 // Changer interface (ntddchgr.h, winioctl.h)
 
-constexpr DWORD IOCTL_CHANGER_GET_PARAMETERS = CTL_CODE(FILE_DEVICE_CHANGER, 0x00, METHOD_BUFFERED, FILE_READ_ACCESS);
+constexpr DWORD IOCTL_CHANGER_GET_PARAMETERS =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x00, METHOD_BUFFERED, FILE_READ_ACCESS);
 constexpr DWORD IOCTL_CHANGER_SET_ACCESS =
     CTL_CODE(FILE_DEVICE_CHANGER, 0x04, METHOD_BUFFERED, FILE_READ_ACCESS | FILE_WRITE_ACCESS);
 constexpr DWORD IOCTL_CHANGER_GET_ELEMENT_STATUS =
     CTL_CODE(FILE_DEVICE_CHANGER, 0x05, METHOD_BUFFERED, FILE_READ_ACCESS | FILE_WRITE_ACCESS);
 constexpr DWORD IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS =
     CTL_CODE(FILE_DEVICE_CHANGER, 0x06, METHOD_BUFFERED, FILE_READ_ACCESS);
-constexpr DWORD IOCTL_CHANGER_SET_POSITION = CTL_CODE(FILE_DEVICE_CHANGER, 0x07, METHOD_BUFFERED, FILE_READ_ACCESS);
-constexpr DWORD IOCTL_CHANGER_EXCHANGE_MEDIUM = CTL_CODE(FILE_DEVICE_CHANGER, 0x08, METHOD_BUFFERED, FILE_READ_ACCESS);
-constexpr DWORD IOCTL_CHANGER_MOVE_MEDIUM = CTL_CODE(FILE_DEVICE_CHANGER, 0x09, METHOD_BUFFERED, FILE_READ_ACCESS);
+constexpr DWORD IOCTL_CHANGER_SET_POSITION =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x07, METHOD_BUFFERED, FILE_READ_ACCESS);
+constexpr DWORD IOCTL_CHANGER_EXCHANGE_MEDIUM =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x08, METHOD_BUFFERED, FILE_READ_ACCESS);
+constexpr DWORD IOCTL_CHANGER_MOVE_MEDIUM =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x09, METHOD_BUFFERED, FILE_READ_ACCESS);
 
 constexpr DWORD CHANGER_EXCHANGE_MEDIA = 0x20;
 constexpr DWORD LOCK_ELEMENT = 0;
@@ -482,14 +491,15 @@ void Sleep(DWORD milliseconds);
 
 DWORD EraseTape(HANDLE device, DWORD type, BOOL immediate);
 DWORD PrepareTape(HANDLE device, DWORD operation, BOOL immediate);
-DWORD SetTapePosition(HANDLE device, DWORD method, DWORD partition, DWORD offsetLow, DWORD offsetHigh, BOOL immediate);
+DWORD SetTapePosition(HANDLE device, DWORD method, DWORD partition, DWORD offsetLow, DWORD offsetHigh,
+                      BOOL immediate);
 DWORD WriteTapemark(HANDLE device, DWORD type, DWORD count, BOOL immediate);
 DWORD GetTapeParameters(HANDLE device, DWORD operation, LPDWORD size, LPVOID information);
 DWORD SetTapeParameters(HANDLE device, DWORD operation, LPVOID information);
 
 HDEVINFO SetupDiGetClassDevsA(const GUID* interfaceClass, PCSTR enumerator, HWND parent, DWORD flags);
-BOOL SetupDiEnumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA* device, const GUID* interfaceClass, DWORD index,
-                                 SP_DEVICE_INTERFACE_DATA* data);
+BOOL SetupDiEnumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA* device, const GUID* interfaceClass,
+                                 DWORD index, SP_DEVICE_INTERFACE_DATA* data);
 BOOL SetupDiGetDeviceInterfaceDetailA(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
                                       SP_DEVICE_INTERFACE_DETAIL_DATA_A* detail, DWORD size, PDWORD required,
                                       SP_DEVINFO_DATA* device);

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kiv/device/target.h"
+#include "kiv/scsi/driver_command.h"
+
+/// Access with which a driver device is opened; any other value opens read-only.
+inline constexpr std::uint32_t OPEN_READ_WRITE = 1;
+inline constexpr std::uint32_t OPEN_READONLY = 2;
+inline constexpr std::uint32_t OPEN_WRITEONLY = 3;
+
+/// A tape drive or tape library opened by name through the maker's own device driver.
+///
+/// Driver commands run with scsiExecCmd. A CDB command runs as its driver twin; where the driver has no
+/// request for it, the CDB itself is sent on the driver's handle.
+class KIV_API QORScsiTarget : public ScsiTarget {
+ public:
+  using ScsiTarget::openDevice;
+  using ScsiTarget::openDeviceNoInq;
+
+  ReturnCode scsiExecCDB(GenericScsiCommand& cmd) override;
+  ReturnCode openDevice() override;
+
+  virtual ReturnCode scsiExecCmd(QORScsiCommand& cmd);
+  /// Opens and identifies the device "\\.\tape0", "\\.\changer0", ...
+  virtual ReturnCode openDevice(const char* name, std::uint32_t mode);
+  virtual ReturnCode openDeviceNoInq(const char* name, std::uint32_t mode);
+  /// The name is not const here: a slot of its own, beside the base's operation of the same arguments.
+  virtual ReturnCode openDeviceNoInq(std::uint8_t hostAdapter, std::uint64_t target, std::uint8_t bus,
+                                     std::uint64_t unit, char* name, std::uint32_t mode);
+
+  /// Fills the address from the driver device. CMD_OK or CMD_ERROR.
+  ReturnCode getDevicePath();
+
+  void setInstanceNumber(int number) { instanceNumber = number; }
+  int getInstanceNumber() const { return instanceNumber; }
+
+ private:
+  std::int32_t instanceNumber = 0;
+};

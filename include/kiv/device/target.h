@@ -1,0 +1,142 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "kiv/api.h"
+#include "kiv/scsi/command.h"
+#include "kiv/types.h"
+
+struct _SP_DEVINFO_DATA;
+
+/// Fills a newly allocated buffer with the DOS device names (zero-terminated, ended by an empty name), as
+/// QueryDosDeviceA with no name gives them, and returns the size used; 0 when they could not be read. Release
+/// the list with free().
+KIV_API ulong32 getDosDevices(char** list);
+
+/// A tape drive or tape library reached through the operating system's SCSI port driver.
+///
+/// Addressed by host adapter (port number), bus (path id), target id and LUN. One thread at a time.
+class KIV_API ScsiTarget {
+ public:
+  ScsiTarget();
+  ScsiTarget(const ScsiTarget& other);
+  ScsiTarget& operator=(const ScsiTarget& other);
+  /// Closes nothing: owners close first.
+  virtual ~ScsiTarget();
+
+  /// Executes one command; returns its execution status. Nothing is retried.
+  virtual ReturnCode scsiExecCDB(GenericScsiCommand& cmd);
+  /// Finds and opens the device at an address, identifies it and loads its time-out table.
+  virtual ReturnCode openDevice(std::uint8_t hostAdapter, std::uint64_t target, std::uint8_t bus,
+                                std::uint64_t unit, const char* name, std::uint32_t mode);
+  /// The same without identification.
+  virtual ReturnCode openDeviceNoInq(std::uint8_t hostAdapter, std::uint64_t target, std::uint8_t bus,
+                                     std::uint64_t unit, const char* name, std::uint32_t mode);
+  /// Opens the stored address: CMD_NO_ADDRESS while it is incomplete, CMD_OK when already open.
+  virtual ReturnCode openDevice();
+  /// Always CMD_OK.
+  virtual ReturnCode closeDevice();
+  /// Identifies the device with INQUIRY; does nothing when that is done already.
+  virtual ReturnCode retrieveInitialInquiryData();
+  /// Bytes moved by the last scsiExecCDB.
+  virtual ulong32 GetTransferredDataLength();
+  /// Asks the adapter; bytes, 0 when it does not tell.
+  virtual ulong32 GetMaximumTransferLength();
+
+  /// A reset is not supported: CMD_NOT_SUPPORTED.
+  ReturnCode resetDevice();
+
+  bool isOpened() const;
+  bool isInquiryDataValid() const { return inquiryDataValid; }
+
+  /// Fills the time-out table from the values built in for this model; tape drives only.
+  void setTimeoutValuesForModel();
+  /// Seconds for an operation code; 0 when the table has no entry.
+  ulong32 getTimeoutForOpcode(std::uint8_t opcode);
+
+  /// The value of a property, or null; valid until the property is set again.
+  const char* getProperty(const char* key);
+  ReturnCode setProperty(const char* key, const char* value);
+
+  const char* getModelName() const { return modelName.c_str(); }
+  const char* getVendorName() const { return vendorName.c_str(); }
+  const char* getFirmwareVersion() const { return firmwareVersion.c_str(); }
+  const char* getSerialNumber() const { return serialNumber.c_str(); }
+  const char* getDeviceSpecialFile() const { return deviceSpecialFile.c_str(); }
+  const char* getDriverName() const { return driverName.c_str(); }
+  const char* getTapeDrvVersion() const { return tapeDrvVersion.c_str(); }
+  const char* getInterfaceType() const { return interfaceType.c_str(); }
+  /// INQUIRY byte 0, qualifier bits included.
+  std::uint8_t getDeviceTyp() const { return deviceTyp; }
+  std::uint8_t getHostAdapterId() const { return hostAdapterId; }
+  std::uint64_t getTargetId() const { return targetId; }
+  std::uint64_t getLun() const { return lun; }
+  std::uint8_t getBusNumber() const { return busNumber; }
+  std::uint8_t getBusyBit() const { return busyBit; }
+  std::uint8_t getLengthTargetId() const { return lengthTargetId; }
+  std::uint8_t getLengthLun() const { return lengthLun; }
+  std::uint8_t getInquiryByte6() const { return inquiryByte6; }
+  std::uint8_t getInquiryByte7() const { return inquiryByte7; }
+  std::uint32_t getDeviceOpenMode() const { return deviceOpenMode; }
+  void* getDeviceHandle() const { return deviceHandle; }
+
+  ReturnCode setModelName(const char* text);
+  ReturnCode setVendorName(const char* text);
+  ReturnCode setFirmwareVersion(const char* text);
+  ReturnCode setSerialNumber(const char* text);
+  ReturnCode setDeviceSpecialFile(const char* text);
+  ReturnCode setDriverName(const char* text);
+  ReturnCode setTapeDrvVersion(const char* text);
+  ReturnCode setInterfaceType(const char* text);
+  ReturnCode setDeviceTyp(std::uint8_t value);
+  ReturnCode setHostAdapterId(std::uint8_t value);
+  ReturnCode setTargetId(std::uint64_t value);
+  ReturnCode setLun(std::uint64_t value);
+  ReturnCode setBusNumber(std::uint8_t value);
+  ReturnCode setBusyBit(std::uint8_t value);
+  ReturnCode setLengthTargetId(std::uint8_t value);
+  ReturnCode setLengthLun(std::uint8_t value);
+  ReturnCode setDeviceOpenMode(std::uint32_t value);
+  ReturnCode setDeviceHandle(void* handle);
+
+  /// Same device: the identification texts, the device type and the address are equal.
+  bool operator==(const ScsiTarget& other) const;
+  /// By host adapter, then target id, then LUN, then bus.
+  bool operator<(const ScsiTarget& other) const;
+
+ protected:
+  /// Logs what the system tells about the host adapter of this target.
+  void queryHostAdapterInformation();
+  static bool getDeviceRegistryProperty(void* deviceSet, _SP_DEVINFO_DATA* device, ulong32 property,
+                                        std::string& text);
+  static bool getDeviceDriverRegistryProperty(void* deviceSet, _SP_DEVINFO_DATA* device,
+                                              const char* valueName, std::string& text);
+
+  void* deviceHandle;
+  std::string modelName;
+  std::string vendorName;
+  std::string firmwareVersion;
+  std::string serialNumber = "       ";
+  std::string deviceSpecialFile;
+  std::string driverName;
+  std::string tapeDrvVersion;
+  std::string interfaceType;
+  std::uint8_t deviceTyp = 0xFF;
+  std::uint8_t hostAdapterId = 0xFF;
+  std::uint64_t targetId = 0xFFFFFFFF;
+  std::uint64_t lun = 0xFFFFFFFF;
+  std::uint8_t busNumber = 0xFF;
+  std::uint8_t busyBit = 1;
+  std::uint8_t lengthTargetId = 1;
+  std::uint8_t lengthLun = 1;
+  std::uint8_t inquiryByte6 = 0;
+  std::uint8_t inquiryByte7 = 0;
+  void* secondHandle;
+  bool inquiryDataValid = false;
+  std::uint32_t deviceOpenMode = 1;
+  std::map<std::string, std::string> properties;
+  ulong32 maximumTransferLength = 0;
+  ulong32 transferredDataLength = 0;
+};

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kiv/scsi/command.h"
+
+/// A command carried out by the maker's device driver or by the operating system's tape and changer
+/// interfaces.
+///
+/// Made from a generic command, it borrows that command's buffers, and its destructor writes the outcome
+/// back. On its own it owns its buffers like any command.
+class KIV_API QORScsiCommand : public ScsiCommand {
+ public:
+  QORScsiCommand();
+  explicit QORScsiCommand(CDBLength cdbBytes);
+  explicit QORScsiCommand(GenericScsiCommand* generic);
+  ~QORScsiCommand() override;
+
+  /// With a generic command these resize its buffers and borrow them anew.
+  ReturnCode setSenseDataLength(std::uint8_t n) override;
+  ReturnCode setIoDataLength(ulong32 n) override;
+  ReturnCode setCdbLength(std::uint8_t n) override;
+
+  /// Does the operation on an open driver handle. CMD_OK, CMD_ERROR, or CMD_NOT_SUPPORTED when the driver has
+  /// no request for it: the caller may then send the CDB instead. The base answers CMD_NOT_SUPPORTED.
+  virtual ReturnCode doOperation(void* deviceHandle);
+
+ protected:
+  /// Zeroes the data buffer, then copies at most its length from `source`.
+  void copyIoData(const void* source, ulong32 n);
+
+  GenericScsiCommand* genericCommand = nullptr;
+
+ private:
+  void borrowBuffers();
+};

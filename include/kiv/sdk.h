@@ -1,0 +1,13 @@
+#pragma once
+
+// Every class that kiv.dll exports.
+#include "kiv/device/controller.h"
+#include "kiv/device/driver_target.h"
+#include "kiv/device/target.h"
+#include "kiv/frame/logger.h"
+#include "kiv/frame/modes.h"
+#include "kiv/frame/text.h"
+#include "kiv/kiv.h"
+#include "kiv/scsi/big_endian.h"
+#include "kiv/scsi/command.h"
+#include "kiv/scsi/driver_command.h"
