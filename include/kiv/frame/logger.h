@@ -8,7 +8,8 @@
 /// How much is logged: an entry is written when its level is not above the logger's.
 enum logLevels : int { LOG_NONE = -1, LOG_ERROR = 0, LOG_WARNING = 1, LOG_INFO = 2, LOG_DEBUG = 3 };
 
-#define KIV_PRINTF(format, arguments) __attribute__((format(gnu_printf, format, arguments)))
+// The message is a printf format whose arguments the compiler checks.
+#define KIV_PRINTF __attribute__((format(gnu_printf, 4, 5)))
 
 /// The library's one diagnostic channel: one-line entries and hex dumps on standard output, flushed line by
 /// line.
@@ -37,13 +38,13 @@ class KIV_API Logger {
   /// The printf-style forms format nothing when the level filters the entry out; they also return false when
   /// memory for the text cannot be had.
   bool logError(std::string component, unsigned short line, std::string message);
-  bool logError(std::string component, unsigned short line, const char* format, ...) KIV_PRINTF(4, 5);
+  bool logError(std::string component, unsigned short line, const char* format, ...) KIV_PRINTF;
   bool logWarning(std::string component, unsigned short line, std::string message);
-  bool logWarning(std::string component, unsigned short line, const char* format, ...) KIV_PRINTF(4, 5);
+  bool logWarning(std::string component, unsigned short line, const char* format, ...) KIV_PRINTF;
   bool logInfo(std::string component, unsigned short line, std::string message);
-  bool logInfo(std::string component, unsigned short line, const char* format, ...) KIV_PRINTF(4, 5);
+  bool logInfo(std::string component, unsigned short line, const char* format, ...) KIV_PRINTF;
   bool logDebug(std::string component, unsigned short line, std::string message);
-  bool logDebug(std::string component, unsigned short line, const char* format, ...) KIV_PRINTF(4, 5);
+  bool logDebug(std::string component, unsigned short line, const char* format, ...) KIV_PRINTF;
 
   /// Writes a titled hex dump, eight bytes a row, at LOG_INFO and above. False when the level filtered it
   /// out.
@@ -57,3 +58,5 @@ class KIV_API Logger {
 
 /// Every module logs through this pointer.
 extern KIV_API Logger* logger;
+
+#undef KIV_PRINTF
