@@ -1,6 +1,10 @@
 #pragma once
 
 // Every class that kiv.dll exports.
+#include "kiv/config/component_id.h"
+#include "kiv/config/config_filename.h"
+#include "kiv/config/component_id.h"
+#include "kiv/config/config_filename.h"
 #include "kiv/device/controller.h"
 #include "kiv/device/driver_target.h"
 #include "kiv/device/target.h"

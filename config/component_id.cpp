@@ -1,0 +1,54 @@
+#include "kiv/config/component_id.h"
+
+#include "config/configuration_file.h"
+#include "kiv/frame/logger.h"
+#include "kiv/frame/modes.h"
+
+namespace {
+
+bool contains(const std::string& text, const char* wanted) { return text.find(wanted) != std::string::npos; }
+
+bool namesMaker(const std::string& product) { return contains(product, "QOR"); }
+
+}  // namespace
+
+bool ComponentId::initialize(const char* fileName) {
+  if (!readConfigurationFile(fileName, [this](const std::string& line) { return addEntry(line); })) {
+    status = CONFIG_NO_FILE;
+    return false;
+  }
+  logger->logDebug("CFGC", 0, "Component Map contains %d entries", static_cast<int>(table.size()));
+  int index = 0;
+  for (const auto& [product, id] : table) {
+    logger->logDebug("CFGC", 0, "Component ID [%d]: %s ==>%s<==", index++, product.c_str(), id.c_str());
+    if (contains(product, "AutomationReady")) automationReadyMode = true;
+  }
+  logger->logDebug("CFGC", 0, "AutomationReadyCheck=%s", automationReadyMode ? "true" : "false");
+  logger->logDebug("CFGC", 0, "LibraryCheck=%s", libraryMode ? "true" : "false");
+  status = table.empty() ? CONFIG_EMPTY : CONFIG_READ;
+  return status == CONFIG_READ;
+}
+
+bool ComponentId::addEntry(std::string line) {
+  std::string id;
+  if (line != "* *" && cutField(line, id)) {
+    if (!table.try_emplace(line, id).second) {
+      logger->logDebug("CFGC", 0, "%s/%s is already configured, item will be ignored", line.c_str(),
+                       id.c_str());
+    }
+    return true;
+  }
+  if (contains(line, "AutomationReadyCheck=false")) automationReadyMode = false;
+  if (contains(line, "LibraryCheck=true")) libraryMode = true;
+  return false;
+}
+
+bool ComponentId::isValid(const std::string& product) const {
+  if (status == CONFIG_NO_FILE) return namesMaker(product);
+  return status == CONFIG_READ && table.contains(product);
+}
+
+std::string ComponentId::getId4InquiryData(const std::string& product) {
+  if (status == CONFIG_NO_FILE && namesMaker(product)) return {};
+  return table[product];
+}

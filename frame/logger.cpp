@@ -1,0 +1,149 @@
+#include "kiv/frame/logger.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <new>
+#include <sstream>
+#include <utility>
+
+#include "platform/win32.h"
+
+namespace {
+
+constexpr std::size_t TIME_TEXT_LENGTH = 24;
+constexpr ulong32 BYTES_PER_ROW = 8;
+
+using CText = std::unique_ptr<char, decltype(&std::free)>;
+
+/// The local time as ctime writes it, without its line feed.
+std::string timeText() {
+  const __time64_t now = _time64(nullptr);
+  const char* text = _ctime64(&now);
+  return text ? std::string(text).substr(0, TIME_TEXT_LENGTH) : std::string(TIME_TEXT_LENGTH, ' ');
+}
+
+/// What every line begins with, up to the message.
+std::string linePrefix(const std::string& component, unsigned short line, const std::string& letter) {
+  std::ostringstream prefix;
+  prefix << std::left << std::setw(4) << std::setfill('_') << component;
+  prefix << std::right << std::setw(4) << std::setfill('0') << line << letter;
+  prefix << " '" << timeText() << "' ";
+  return prefix.str();
+}
+
+/// The text of a printf format, or null when memory for it cannot be had.
+CText formatText(const char* format, va_list arguments) {
+  constexpr std::size_t FIRST_SIZE = 100;
+  // vsnprintf keeps failing on text that it cannot encode; no message is as long as this.
+  constexpr std::size_t LAST_SIZE_AFTER_FAILURE = std::size_t{1} << 20;
+  CText buffer(nullptr, &std::free);
+  for (std::size_t size = FIRST_SIZE;;) {
+    char* grown = static_cast<char*>(std::realloc(buffer.get(), size));
+    if (!grown) return {nullptr, &std::free};
+    static_cast<void>(buffer.release());
+    buffer.reset(grown);
+    va_list pass;
+    va_copy(pass, arguments);
+    const int length = std::vsnprintf(grown, size, format, pass);
+    va_end(pass);
+    if (length >= 0 && static_cast<std::size_t>(length) < size) return buffer;
+    if (length < 0 && size >= LAST_SIZE_AFTER_FAILURE) return {nullptr, &std::free};
+    size = length >= 0 ? static_cast<std::size_t>(length) + 1 : size * 2;
+  }
+}
+
+using TextForm = bool (Logger::*)(std::string, unsigned short, std::string);
+
+/// Formats an entry that the level lets through, and writes it.
+bool logFormatted(Logger& target, TextForm write, std::string& component, unsigned short line,
+                  const char* format, va_list arguments) {
+  try {
+    const CText text = formatText(format, arguments);
+    return text && (target.*write)(std::move(component), line, std::string(text.get()));
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+}  // namespace
+
+Logger::Logger() : level(LOG_NONE), fileName("logfile.txt") {}
+
+Logger::~Logger() = default;
+
+Logger& Logger::getLogger() {
+  static Logger l;
+  return l;
+}
+
+void Logger::setLogLevel(logLevels newLevel) { level = newLevel; }
+
+void Logger::setFileName(std::string name) { fileName = std::move(name); }
+
+void Logger::clear() {
+  if (level > LOG_ERROR) std::ofstream(fileName, std::ios::out | std::ios::trunc);
+}
+
+bool Logger::logEntry(std::string component, unsigned short line, std::string letter, std::string message,
+                      logLevels entryLevel) {
+  if (entryLevel > level) return false;
+  std::cout << linePrefix(component, line, letter) << message << '\n' << std::flush;
+  return true;
+}
+
+// The level is looked at first, so that a filtered entry costs no formatting.
+#define KIV_LOG_LEVEL(function, letter, entryLevel)                                                  \
+  bool Logger::function(std::string component, unsigned short line, std::string message) {           \
+    return logEntry(std::move(component), line, letter, std::move(message), entryLevel);             \
+  }                                                                                                  \
+  bool Logger::function(std::string component, unsigned short line, const char* format, ...) {       \
+    if (entryLevel > level) return false;                                                            \
+    va_list arguments;                                                                               \
+    va_start(arguments, format);                                                                     \
+    const bool written = logFormatted(*this, &Logger::function, component, line, format, arguments); \
+    va_end(arguments);                                                                               \
+    return written;                                                                                  \
+  }
+
+KIV_LOG_LEVEL(logError, "E", LOG_ERROR)
+KIV_LOG_LEVEL(logWarning, "W", LOG_WARNING)
+KIV_LOG_LEVEL(logInfo, "I", LOG_INFO)
+KIV_LOG_LEVEL(logDebug, "D", LOG_DEBUG)
+#undef KIV_LOG_LEVEL
+
+bool Logger::logBinary(std::string component, unsigned short line, std::string message, const char* data,
+                       ulong32 length) {
+  if (level < LOG_INFO) return false;
+  // The number format set here stays on the stream: from the second row on, offsets are padded with zeros,
+  // and the byte counts of later titles are hexadecimal. Readers of these logs know them so.
+  std::ostream& out = std::cout;
+  out << linePrefix(component, line, "B") << message << " (" << length << " bytes):\n";
+  if (!data) length = 0;
+  for (ulong32 row = 0; row < length;) {
+    const ulong32 count = std::min(BYTES_PER_ROW, length - row);
+    out << "  " << std::uppercase << std::hex << std::setw(3) << row << "  ";
+    for (ulong32 slot = 0; slot < BYTES_PER_ROW; ++slot) {
+      if (slot == BYTES_PER_ROW / 2) out << ' ';
+      if (slot < count) {
+        out << ' ' << std::setfill('0') << std::setw(2)
+            << static_cast<unsigned>(static_cast<unsigned char>(data[row + slot]));
+      } else {
+        out << "   ";
+      }
+    }
+    out << "     " << std::flush;
+    for (ulong32 slot = 0; slot < count; ++slot) {
+      const auto byte = static_cast<unsigned char>(data[row + slot]);
+      out << (byte < 0x20 || byte > 0x7A ? '.' : static_cast<char>(byte)) << ' ';
+    }
+    out << '\n' << std::flush;
+    row += count;
+  }
+  return true;
+}
