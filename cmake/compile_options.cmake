@@ -6,7 +6,7 @@ target_compile_options(kiv_options INTERFACE
 
 if(KIV_SANITIZE)
   # Line numbers without variables: what a sanitizer's report needs, at half the build time.
-  target_compile_options(kiv_options INTERFACE -O1 -g1 -fsanitize=${KIV_SANITIZE} -fno-sanitize-recover=all
+  target_compile_options(kiv_options INTERFACE -g1 -fsanitize=${KIV_SANITIZE} -fno-sanitize-recover=all
                                                -fno-omit-frame-pointer)
   target_link_options(kiv_options INTERFACE -fsanitize=${KIV_SANITIZE})
 endif()
