@@ -17,3 +17,5 @@
 #include "kiv/scsi/big_endian.h"
 #include "kiv/scsi/command.h"
 #include "kiv/scsi/driver_command.h"
+#include "kiv/scsi/standard_commands.h"
+#include "kiv/scsi/standard_driver_commands.h"

@@ -8,16 +8,14 @@
 
 /// The outcome of a command execution and of most target operations.
 using ReturnCode = std::uint32_t;
-inline constexpr ReturnCode CMD_OK = 0;  ///< completed with SCSI status GOOD
-inline constexpr ReturnCode CMD_ERROR =
-    2;  ///< not executed yet, transport failed, other status, or timed out
-inline constexpr ReturnCode CMD_NO_MEMORY = 6;        ///< a buffer could not be allocated
-inline constexpr ReturnCode CMD_BUSY = 7;             ///< SCSI status BUSY
-inline constexpr ReturnCode CMD_NOT_SUPPORTED = 8;    ///< the chosen path has no way to do this
-inline constexpr ReturnCode CMD_NO_ADDRESS = 9;       ///< the target's address is still incomplete
-inline constexpr ReturnCode CMD_INVALID_HANDLE = 11;  ///< the target is not open
-inline constexpr ReturnCode CMD_INVALID_PARAMETER_TYPE =
-    12;  ///< the driver does not handle this parameter type
+inline constexpr ReturnCode CMD_OK = 0;     ///< completed with SCSI status GOOD
+inline constexpr ReturnCode CMD_ERROR = 2;  ///< not executed yet, no transport, other status, or timed out
+inline constexpr ReturnCode CMD_NO_MEMORY = 6;                ///< a buffer could not be allocated
+inline constexpr ReturnCode CMD_BUSY = 7;                     ///< SCSI status BUSY
+inline constexpr ReturnCode CMD_NOT_SUPPORTED = 8;            ///< the chosen path has no way to do this
+inline constexpr ReturnCode CMD_NO_ADDRESS = 9;               ///< the target's address is still incomplete
+inline constexpr ReturnCode CMD_INVALID_HANDLE = 11;          ///< the target is not open
+inline constexpr ReturnCode CMD_INVALID_PARAMETER_TYPE = 12;  ///< the driver does not know this parameter
 
 /// CDB lengths in bytes.
 enum CDBLength : std::uint8_t { CDB_6 = 6, CDB_10 = 10, CDB_12 = 12, CDB_16 = 16 };
@@ -29,6 +27,8 @@ enum ScsiDataDirection : std::uint32_t { SCSI_DATA_NONE = 0, SCSI_DATA_IN = 1, S
 inline constexpr std::uint8_t DEFAULT_SENSE_LENGTH = 32;
 /// Seconds that a command may take unless told otherwise.
 inline constexpr ulong32 DEFAULT_TIME_OUT = 30;
+
+class QORScsiCommand;
 
 /// One request to a drive or library: the CDB, the data and sense buffers, and after execution the outcome.
 ///
@@ -122,9 +122,11 @@ class KIV_API ScsiCommand {
   std::uint8_t hostStatus = 0xFF;
   bool timeoutOccurred = false;
   ulong32 additionalFailureCode = 0;
-};
 
-class QORScsiCommand;
+ private:
+  friend class QORScsiCommand;
+  void copyOutcome(const ScsiCommand& other);
+};
 
 /// A command that is sent as a CDB.
 class KIV_API GenericScsiCommand : public ScsiCommand {
@@ -134,4 +136,9 @@ class KIV_API GenericScsiCommand : public ScsiCommand {
   /// A newly allocated twin that does the same through the maker's driver, for the caller to delete; null
   /// when this command has none. The twin borrows this command's buffers, so this command must outlive it.
   virtual QORScsiCommand* createQORCommand();
+
+ protected:
+  /// A command with its data phase; `timeOutSeconds` as in setTimeOut.
+  GenericScsiCommand(CDBLength cdbBytes, ScsiDataDirection direction, ulong32 ioBytes,
+                     ulong32 timeOutSeconds = DEFAULT_TIME_OUT);
 };

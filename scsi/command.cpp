@@ -1,0 +1,148 @@
+#include "kiv/scsi/command.h"
+
+#include <algorithm>
+#include <new>
+
+#include "kiv/frame/logger.h"
+#include "kiv/scsi/big_endian.h"
+
+namespace {
+
+/// Replaces a buffer by a zeroed one of n bytes, or by none.
+template <typename Length>
+ReturnCode replaceBuffer(std::uint8_t*& buffer, Length& length, Length n) {
+  delete[] buffer;
+  buffer = n == 0 ? nullptr : new (std::nothrow) std::uint8_t[n]();
+  length = buffer == nullptr ? Length{0} : n;
+  return length == n ? CMD_OK : CMD_NO_MEMORY;
+}
+
+}  // namespace
+
+ScsiCommand::ScsiCommand() = default;
+
+ScsiCommand::ScsiCommand(CDBLength cdbBytes) {
+  replaceBuffer(senseData, senseDataLength, DEFAULT_SENSE_LENGTH);
+  replaceBuffer<std::uint8_t>(cdb, cdbLength, cdbBytes);
+}
+
+ScsiCommand::~ScsiCommand() {
+  delete[] ioData;
+  delete[] senseData;
+  delete[] cdb;
+}
+
+ReturnCode ScsiCommand::setSenseDataLength(std::uint8_t n) {
+  return replaceBuffer(senseData, senseDataLength, n);
+}
+
+ReturnCode ScsiCommand::setIoDataLength(ulong32 n) {
+  return n == ioDataLength ? CMD_OK : replaceBuffer(ioData, ioDataLength, n);
+}
+
+ReturnCode ScsiCommand::setCdbLength(std::uint8_t n) { return replaceBuffer(cdb, cdbLength, n); }
+
+ReturnCode ScsiCommand::setTimeOut(ulong32 seconds) {
+  timeOut = seconds;
+  logger->logDebug("SCSI", 0, "set CDB timeoutvalue %ld for opcode %02X set", static_cast<long>(seconds),
+                   readByte(cdbSpan(), 0));
+  return CMD_OK;
+}
+
+ReturnCode ScsiCommand::setDataDirection(ScsiDataDirection direction) {
+  dataDirection = direction;
+  return CMD_OK;
+}
+
+ReturnCode ScsiCommand::setCallBackFunction(void* function) {
+  callback = function;
+  return CMD_OK;
+}
+
+ReturnCode ScsiCommand::setExecutionStatus(ReturnCode status) {
+  executionStatus = status;
+  return CMD_OK;
+}
+
+ReturnCode ScsiCommand::setTargetStatus(std::uint8_t status) {
+  targetStatus = status;
+  return CMD_OK;
+}
+
+ReturnCode ScsiCommand::setHostStatus(std::uint8_t status) {
+  hostStatus = status;
+  return CMD_OK;
+}
+
+ReturnCode ScsiCommand::setTimeoutOccured(bool occurred) {
+  timeoutOccurred = occurred;
+  return CMD_OK;
+}
+
+ReturnCode ScsiCommand::setAdditionalFailureCode(ulong32 code) {
+  additionalFailureCode = code;
+  return CMD_OK;
+}
+
+std::uint32_t ScsiCommand::getCmdCode() const { return cdbSpan().empty() ? 0xFFFFFFFF : cdb[0]; }
+
+ReturnCode ScsiCommand::setCmdCode(std::uint8_t code) {
+  writeBigEndian(cdbSpan(), 0, 1, code);
+  return CMD_OK;
+}
+
+ReturnCode ScsiCommand::clearSenseData() {
+  std::ranges::fill(senseSpan(), std::uint8_t{0});
+  return CMD_OK;
+}
+
+ReturnCode ScsiCommand::clearStatusData() {
+  executionStatus = CMD_ERROR;
+  targetStatus = 0xFF;
+  hostStatus = 0xFF;
+  timeoutOccurred = false;
+  additionalFailureCode = 0;
+  return CMD_OK;
+}
+
+ReturnCode ScsiCommand::takeoverCmdData(ScsiCommand& other) {
+  ReturnCode result = CMD_OK;
+  // A buffer that both share, as a twin and its command do, already holds what would be copied.
+  if (cdb != other.cdb) {
+    result = std::max(result, setCdbLength(other.cdbLength));
+    std::copy_n(other.cdb, cdbLength, cdb);
+  }
+  if (senseData != other.senseData) {
+    result = std::max(result, setSenseDataLength(other.senseDataLength));
+    std::copy_n(other.senseData, senseDataLength, senseData);
+  }
+  if (ioData != other.ioData) {
+    result = std::max(result, setIoDataLength(other.ioDataLength));
+    std::copy_n(other.ioData, ioDataLength, ioData);
+  }
+  copyOutcome(other);
+  return result;
+}
+
+void ScsiCommand::copyOutcome(const ScsiCommand& other) {
+  executionStatus = other.executionStatus;
+  targetStatus = other.targetStatus;
+  hostStatus = other.hostStatus;
+  timeoutOccurred = other.timeoutOccurred;
+  additionalFailureCode = other.additionalFailureCode;
+}
+
+bool ScsiCommand::isSenseDataValid() const { return (readByte(senseSpan(), 0) & 0x7F) != 0; }
+std::uint8_t ScsiCommand::getSenseKey() const { return readByte(senseSpan(), 2) & 0x0F; }
+std::uint8_t ScsiCommand::getASC() const { return readByte(senseSpan(), 12); }
+std::uint8_t ScsiCommand::getASCQ() const { return readByte(senseSpan(), 13); }
+
+GenericScsiCommand::GenericScsiCommand(CDBLength cdbBytes, ScsiDataDirection direction, ulong32 ioBytes,
+                                       ulong32 timeOutSeconds)
+    : ScsiCommand(cdbBytes) {
+  ScsiCommand::setIoDataLength(ioBytes);
+  dataDirection = direction;
+  timeOut = timeOutSeconds;
+}
+
+QORScsiCommand* GenericScsiCommand::createQORCommand() { return nullptr; }
