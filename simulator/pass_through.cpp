@@ -1,6 +1,7 @@
 // IOCTL_SCSI_PASS_THROUGH_DIRECT: what a port driver checks and does before and after a command reaches the
 // device.
 #include <algorithm>
+#include <cstdio>
 
 #include "simulator/room.h"
 
@@ -65,9 +66,8 @@ void passThrough(ControlRequest& request, VirtualAdapter& adapter, VirtualDevice
 
   JournalEntry& entry = request.entry;
   entry.call = "CDB";
-  entry.address = device ? device->address()
-                         : "H" + std::to_string(adapter.number()) + "-B" + std::to_string(block.PathId) +
-                               "-T" + std::to_string(block.TargetId) + "-L" + std::to_string(block.Lun);
+  entry.address =
+      device ? device->address() : addressText(adapter.number(), block.PathId, block.TargetId, block.Lun);
   entry.cdb.assign(block.Cdb, block.Cdb + block.CdbLength);
   entry.text = toHex(entry.cdb);
   entry.dataOut.assign(command.dataOut.begin(),

@@ -16,7 +16,10 @@ static DWORD answerTape(const char* call, HANDLE device, std::string text, Actio
 
 static std::string words(std::initializer_list<std::int64_t> values) {
   std::string text;
-  for (std::int64_t value : values) text += (text.empty() ? "" : " ") + std::to_string(value);
+  for (std::int64_t value : values) {
+    if (!text.empty()) text += ' ';
+    text += std::to_string(value);
+  }
   return text;
 }
 

@@ -1,6 +1,7 @@
 #include "simulator/virtual_device.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <limits>
 
 #include "simulator/room.h"
@@ -25,9 +26,14 @@ VirtualDevice::VirtualDevice(Room& room, PeripheralType type, DeviceOptions opti
             [this](ScsiRequest& request) { reportLuns(request); });
 }
 
+std::string addressText(unsigned adapter, unsigned bus, unsigned target, unsigned lun) {
+  char text[64];
+  std::snprintf(text, sizeof text, "H%u-B%u-T%u-L%u", adapter, bus, target, lun);
+  return text;
+}
+
 std::string VirtualDevice::address() const {
-  return "H" + std::to_string(options_.adapter) + "-B" + std::to_string(options_.bus) + "-T" +
-         std::to_string(options_.target) + "-L" + std::to_string(options_.lun);
+  return addressText(options_.adapter, options_.bus, options_.target, options_.lun);
 }
 
 void VirtualDevice::onCommand(std::uint8_t operation, Bytes usage, Handler handler) {

@@ -34,6 +34,9 @@ struct DeviceOptions {
   std::uint64_t worldWideName = 0;  ///< NAA identifier of the logical unit; 0: made from the address
 };
 
+/// "H0-B0-T5-L0"
+std::string addressText(unsigned adapter, unsigned bus, unsigned target, unsigned lun);
+
 class VirtualDevice {
  public:
   VirtualDevice(Room& room, PeripheralType type, DeviceOptions options);
@@ -45,7 +48,6 @@ class VirtualDevice {
   PeripheralType type() const { return type_; }
   const DeviceOptions& options() const { return options_; }
   DeviceOptions& options() { return options_; }
-  /// "H0-B0-T5-L0"
   std::string address() const;
   const std::string& level() const { return options_.level; }
 

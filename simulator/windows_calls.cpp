@@ -215,7 +215,7 @@ void sleep(DWORD milliseconds) {
 }
 
 __time64_t time64(__time64_t* result) {
-  const Room* room = Room::current();
+  Room* room = Room::current();
   if (!room) return real::time64(result);
   const __time64_t now = room->clock().seconds();
   if (result) *result = now;
