@@ -10,6 +10,8 @@
 #include <windows.h>
 // windows.h comes first: the others do not include it.
 #include <direct.h>
+#include <fcntl.h>
+#include <io.h>
 #include <ntddscsi.h>
 #include <setupapi.h>
 #include <time.h>

@@ -19,3 +19,5 @@
 #include "kiv/scsi/driver_command.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/scsi/standard_driver_commands.h"
+#include "kiv/update/scan_bus.h"
+#include "kiv/update/update_firmware.h"

@@ -1,0 +1,83 @@
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "kiv/frame/logger.h"
+#include "kiv/kiv.h"
+#include "kiv/update/update_firmware.h"
+#include "update/file_handle.h"
+#include "update/working_directory.h"
+
+namespace {
+
+/// What the 24-bit offset of WRITE BUFFER can address, in bytes.
+constexpr DWORD MAXIMUM_IMAGE_LENGTH = 16'777'216;
+
+FileHandle openImage(const std::string& name) {
+  return FileHandle(name.c_str(), GENERIC_READ, FILE_SHARE_READ);
+}
+
+/// The text is that of the C runtime's error with the number of the Windows error.
+const char* errorText(DWORD error) { return std::strerror(static_cast<int>(error)); }
+
+void logInvalidName(const std::string& name, DWORD error) {
+  logger->logDebug("DLFW", 0, "Invalid Firmware filename provided <%s>", name.c_str());
+  logger->logDebug("SCSI", 0, "Open File fails errno: %d ==>%s<==", static_cast<int>(error),
+                   errorText(error));
+}
+
+/// Opens the image under its name, in the parent directory, or under the working directory's full name.
+/// `name` becomes the name that was tried last.
+FileHandle findImage(std::string& name) {
+  const std::string given = name;
+  FileHandle file = openImage(name);
+  if (file.isOpen()) return file;
+  const DWORD firstError = GetLastError();
+  const std::string directory = workingDirectory();
+  logInvalidName(name, firstError);
+  logger->logDebug("DLFW", 0, "Current Working Directory is <%s>", directory.c_str());
+
+  name = "..\\" + given;
+  file = openImage(name);
+  if (file.isOpen()) return file;
+  logInvalidName(name, GetLastError());
+
+  name = directory + "\\" + given;
+  file = openImage(name);
+  if (file.isOpen()) return file;
+  const DWORD lastError = GetLastError();
+  logger->logDebug("DLFW", 0, "Retry with fullname also fails <%s>", name.c_str());
+  logger->logDebug("SCSI", 0, "Retry fails errno: %d ==>%s<==", static_cast<int>(lastError),
+                   errorText(lastError));
+  return file;
+}
+
+}  // namespace
+
+int UpdateFirmware::loadBinaryMicrocodeFile(const char* filename, unsigned char** image, ulong32* length) {
+  *image = nullptr;
+  *length = 0;
+  std::string name = filename;
+  const FileHandle file = findImage(name);
+  if (!file.isOpen()) return FW_INVALID_FILE_NAME;
+
+  DWORD sizeHigh = 0;
+  const DWORD size = GetFileSize(file.get(), &sizeHigh);
+  if (size == 0 || size > MAXIMUM_IMAGE_LENGTH || sizeHigh != 0) {
+    logger->logDebug("DLFW", 0, "Corrupted Firmware file provided <%s>", name.c_str());
+    return FW_FILE_CORRUPTED;
+  }
+  logger->logDebug("DLFW", 0, "Firmware Filesize <%s> is %d", name.c_str(), static_cast<int>(size));
+  *image = static_cast<unsigned char*>(std::malloc(size));
+  if (!*image) {
+    logger->logDebug("DLFW", 0, "Internal Failure: Memory allocation failed");
+    return FW_NO_MEMORY;
+  }
+  *length = size;
+  DWORD bytesRead = 0;
+  if (!ReadFile(file.get(), *image, size, &bytesRead, nullptr) || bytesRead < size) {
+    logger->logDebug("DLFW", 0, "Firmware file corrupted, read failure");
+    return FW_FILE_CORRUPTED;
+  }
+  return FW_NO_ERROR;
+}

@@ -1,0 +1,63 @@
+#include "update/report.h"
+
+#include <fstream>
+#include <iostream>
+
+#include "platform/win32.h"
+
+namespace {
+
+#ifdef _WIN32
+/// Standard output without the translation of line ends: reports are the same bytes wherever they go.
+class BinaryStandardOutput {
+ public:
+  BinaryStandardOutput() : previousMode(_setmode(STDOUT, _O_BINARY)) {}
+  ~BinaryStandardOutput() {
+    if (previousMode != -1) _setmode(STDOUT, previousMode);
+  }
+  BinaryStandardOutput(const BinaryStandardOutput&) = delete;
+  BinaryStandardOutput& operator=(const BinaryStandardOutput&) = delete;
+
+ private:
+  static constexpr int STDOUT = 1;
+  int previousMode;
+};
+#else
+struct BinaryStandardOutput {
+  BinaryStandardOutput() {}
+};
+#endif
+
+}  // namespace
+
+void writeReport(const char* fileName, int outputMode, ReportPart part, const std::string& text) {
+  if (outputMode == KIV_OUTPUT_STDOUT) {
+    std::cout.flush();
+    const BinaryStandardOutput binary;
+    std::cout << text << std::flush;
+    return;
+  }
+  std::ofstream file(fileName,
+                     std::ios::binary | (part == ReportPart::Start ? std::ios::trunc : std::ios::app));
+  file << text;
+}
+
+std::string deviceEntryStart(const ScsiTarget& target, const std::string& product,
+                             const std::string& componentId) {
+  const std::string address = std::to_string(target.getHostAdapterId()) + "," +
+                              std::to_string(target.getBusNumber()) + "," +
+                              std::to_string(target.getTargetId()) + "," + std::to_string(target.getLun());
+  const std::string shortProduct = product.substr(0, product.find(':'));
+  return "  <Device componentID=\"" + componentId + "\" enum=\"" + address + "\" display=\"" + shortProduct +
+         "\">\n    <Application display=\"" + product + "\" componentType=\"FRMW\" version=\"" +
+         target.getFirmwareVersion() + "\">";
+}
+
+ScsiTarget* supportedDevice(int index) {
+  const bool listed = index >= 0 && static_cast<std::size_t>(index) < listOfSupportedDevices.size();
+  return listed ? listOfSupportedDevices[static_cast<std::size_t>(index)] : nullptr;
+}
+
+void applyOutputMode(int outputMode) {
+  if (outputMode == KIV_OUTPUT_DEBUG) logger->setLogLevel(LOG_DEBUG);
+}
