@@ -1,9 +1,7 @@
 # The shipped library: one DLL that needs nothing but Windows, with the same bytes for the same commit.
 configure_file(cmake/version.rc.in ${PROJECT_BINARY_DIR}/version.rc @ONLY)
 add_library(kiv SHARED ${KIV_SOURCES} ${PROJECT_BINARY_DIR}/version.rc)
-# The build date is part of the version text, so it is pinned: 2019-09-18.
-set(kiv_launcher ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=1568764800 ${CMAKE_CXX_COMPILER_LAUNCHER})
-set_target_properties(kiv PROPERTIES PREFIX "" IMPORT_PREFIX "lib" CXX_COMPILER_LAUNCHER "${kiv_launcher}")
+set_target_properties(kiv PROPERTIES PREFIX "" IMPORT_PREFIX "lib")
 target_compile_definitions(kiv PRIVATE KIV_BUILDING_DLL)
 target_link_libraries(kiv PRIVATE setupapi advapi32)
 target_link_options(kiv PRIVATE -s -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp
