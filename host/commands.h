@@ -1,0 +1,11 @@
+#pragma once
+
+namespace host {
+
+/// Each returns the library's result code and expects the library to be loaded and initialised. Throws
+/// HostError. `debug` shows the library's log.
+int scan(bool xml, bool debug);
+int update(int index, bool force, bool debug);
+int updateAll(bool force, bool debug);
+
+}  // namespace host
