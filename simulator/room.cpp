@@ -74,6 +74,7 @@ VirtualDisk& Room::addDisk(DeviceOptions identity) {
 void Room::install(std::unique_ptr<VirtualDevice> owned) {
   devices_.push_back(std::move(owned));
   VirtualDevice& device = *devices_.back();
+  device.rescanned();
   const DeviceOptions& options = device.options();
   while (adapters_.size() <= options.adapter) addAdapter();
   VirtualAdapter& adapter = *adapters_[options.adapter];

@@ -70,7 +70,7 @@ Bytes VirtualAdapter::inquiryList() const {
       record.Lun = o.lun;
       record.DeviceClaimed = o.claimed;
       record.InquiryDataLength = inquirySize;
-      const Bytes inquiry = device->standardInquiry();
+      const Bytes& inquiry = device->listedInquiry();
       std::memcpy(&list[at], &record, offsetof(SCSI_INQUIRY_DATA, InquiryData));
       std::copy_n(inquiry.begin(), inquirySize, &list[at + offsetof(SCSI_INQUIRY_DATA, InquiryData)]);
       const auto offset = static_cast<ULONG>(at);

@@ -57,6 +57,11 @@ void VirtualDevice::goAwayForEver() { goneUntil_ = std::numeric_limits<std::int6
 
 bool VirtualDevice::answers() const { return room_.clock().milliseconds() >= goneUntil_; }
 
+void VirtualDevice::rescanned() {
+  known_ = answers();
+  if (known_) listedInquiry_ = standardInquiry();
+}
+
 void VirtualDevice::execute(ScsiRequest& request) {
   if (!answers() || !known_) throw WindowsError{ERROR_IO_DEVICE};
   try {
@@ -73,9 +78,10 @@ void VirtualDevice::run(ScsiRequest& request) {
   const auto command = commands_.find(request.operation());
   if (command == commands_.end()) throw CheckCondition{{.key = 5, .asc = 0x20, .ascq = 0}};
   const Bytes& usage = command->second.usage;
-  if (request.cdbLength != usage.size()) invalidField(0);
-  for (std::size_t i = 1; i < usage.size(); ++i) {
-    if (request.cdb[i] & ~usage[i]) invalidField(static_cast<std::uint16_t>(i));
+  // Transports pad a CDB with zeros: one that is too long is as good, one that is too short is not.
+  if (request.cdbLength < usage.size()) invalidField(0);
+  for (std::size_t i = 1; i < request.cdb.size(); ++i) {
+    if (request.cdb[i] & ~(i < usage.size() ? usage[i] : 0)) invalidField(static_cast<std::uint16_t>(i));
   }
   // INQUIRY and REPORT LUNS leave a unit attention pending, REQUEST SENSE reports it as its data.
   const std::uint8_t operation = request.operation();

@@ -57,6 +57,7 @@ class VirtualDevice {
 
   /// Queues a unit attention: it is reported once, instead of the next command that reports any.
   void addUnitAttention(std::uint8_t asc, std::uint8_t ascq);
+  void clearUnitAttentions() { attentions_.clear(); }
   bool hasUnitAttention() const { return !attentions_.empty(); }
   /// Standard INQUIRY data, at full length.
   virtual Bytes standardInquiry() const;
@@ -69,7 +70,9 @@ class VirtualDevice {
   bool answers() const;
   /// Whether the port driver lists it. A rescan forgets what does not answer and finds what does.
   bool known() const { return known_; }
-  void rescanned() { known_ = answers(); }
+  void rescanned();
+  /// INQUIRY data as they were at the last bus rescan: what the port driver lists.
+  const Bytes& listedInquiry() const { return listedInquiry_; }
 
  protected:
   using Handler = std::function<void(ScsiRequest&)>;
@@ -112,6 +115,7 @@ class VirtualDevice {
   std::int64_t goneUntil_ = 0;
   bool rescanNeeded_ = false;
   bool known_ = true;
+  Bytes listedInquiry_;
 };
 
 }  // namespace simulator

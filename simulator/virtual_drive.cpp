@@ -4,30 +4,62 @@
 
 namespace simulator {
 
+constexpr std::uint32_t featureBit = 0x10000000;  // set: not for use in a library
+constexpr std::uint8_t featureByteBit = 0x08;
+
 VirtualDrive::VirtualDrive(Room& room, DeviceOptions identity, DriveOptions options)
     : VirtualDevice(room, typeTape, std::move(identity)),
       drive_(std::move(options)),
-      loaded_(drive_.cartridge),
-      stuck_(drive_.stuckCartridge) {
+      model_(driveModel(VirtualDevice::options().model)) {
   Bytes loadId(12);
   put32(loadId, 4, drive_.loadId);
   setVpdPage(0x03, std::move(loadId));
-  addCommands();
+  if (model_.featureOffset == 0) {
+    setBuffer(model_.featureBuffer, namedEntryBuffer("lib_feature", drive_.automationReady ? 0 : featureBit));
+  } else {
+    Bytes features(model_.featureOffset + 64u);
+    features[model_.featureOffset] = drive_.automationReady ? 0 : featureByteBit;
+    setBuffer(model_.featureBuffer, std::move(features));
+  }
+  addCartridgeCommands();
+  addFirmwareCommands();
+  if (drive_.cartridge) {
+    insertBlank();
+    clearUnitAttentions();
+  }
 }
 
 void VirtualDrive::checkReady() {
-  if (!loaded_) throw CheckCondition{{.key = 2, .asc = 0x3A, .ascq = 0}};
+  if (room().clock().milliseconds() < readyAt_) throw CheckCondition{{.key = 2, .asc = 0x04, .ascq = 0x01}};
+  if (jammed_) throw CheckCondition{{.key = 4, .asc = 0x53, .ascq = 0x00}};
+  if (!loaded()) throw CheckCondition{{.key = 2, .asc = 0x3A, .ascq = 0x00}};
 }
 
-void VirtualDrive::loadCartridge() {
-  loaded_ = true;
-  addUnitAttention(0x28, 0x00);
+void VirtualDrive::beforeCommand(const ScsiRequest& request) {
+  // INQUIRY, REQUEST SENSE, REPORT LUNS and RELEASE are not subject to a reservation.
+  const std::uint8_t operation = request.operation();
+  const bool exempt = operation == 0x12 || operation == 0x03 || operation == 0xA0 || operation == 0x17;
+  if (reservedByOther_ && !exempt) throw StatusOnly{statusReservationConflict};
 }
 
-void VirtualDrive::removeCartridge() { loaded_ = false; }
-
-void VirtualDrive::reboot() { goAway(std::int64_t{drive_.rebootSeconds} * 1000); }
-
-void VirtualDrive::addCommands() {}
+void VirtualDrive::reboot() {
+  const std::int64_t away = std::int64_t{drive_.rebootSeconds} * 1000;
+  switch (drive_.afterDownload) {
+    case AfterDownload::Returns:
+      goAway(away);
+      break;
+    case AfterDownload::LostUntilRescan:
+      goAwayUntilRescan(away);
+      break;
+    case AfterDownload::NeverReturns:
+      goAwayForEver();
+      break;
+  }
+  readyAt_ = room().clock().milliseconds() + away + std::int64_t{drive_.becomingReadySeconds} * 1000;
+  reserved_ = false;
+  removalPrevented_ = false;
+  clearUnitAttentions();
+  addUnitAttention(0x29, 0x00);  // power on, reset, or bus device reset occurred
+}
 
 }  // namespace simulator
