@@ -101,14 +101,19 @@ class KIV_API ScsiTarget {
   ReturnCode setDeviceOpenMode(std::uint32_t value);
   ReturnCode setDeviceHandle(void* handle);
 
-  /// Same device: the identification texts, the device type and the address are equal.
+  /// Reads what the system tells about this target's host adapter into the log and into the properties under
+  /// the names in hostAdapterProperties.
+  void queryHostAdapterInformation();
+
+  /// Same device: device type, model, vendor, firmware version, serial number, interface type and address are
+  /// equal.
   bool operator==(const ScsiTarget& other) const;
   /// By host adapter, then target id, then LUN, then bus.
   bool operator<(const ScsiTarget& other) const;
 
  protected:
-  /// Logs what the system tells about the host adapter of this target.
-  void queryHostAdapterInformation();
+  /// Read one registry property of a device in a device information set, or one value of its driver key, as
+  /// text. False when there is none.
   static bool getDeviceRegistryProperty(void* deviceSet, _SP_DEVINFO_DATA* device, ulong32 property,
                                         std::string& text);
   static bool getDeviceDriverRegistryProperty(void* deviceSet, _SP_DEVINFO_DATA* device,
@@ -139,4 +144,9 @@ class KIV_API ScsiTarget {
   std::map<std::string, std::string> properties;
   ulong32 maximumTransferLength = 0;
   ulong32 transferredDataLength = 0;
+
+ private:
+  ReturnCode readStandardInquiry();
+  void readSerialNumber();
+  void detectInterfaceType();
 };

@@ -1,0 +1,9 @@
+#pragma once
+
+#include <string>
+
+#include "platform/win32.h"
+
+/// The system's message for an error number, in the default language and without the line end that it
+/// carries; empty for a number that the system does not know.
+std::string systemErrorText(DWORD error);

@@ -1,0 +1,141 @@
+// Who is there: identification by INQUIRY (SPC-4).
+#include <algorithm>
+#include <string>
+
+#include "device/guarded.h"
+#include "kiv/device/target.h"
+#include "kiv/frame/logger.h"
+#include "kiv/scsi/big_endian.h"
+#include "kiv/scsi/standard_commands.h"
+#include "scsi/text_field.h"
+
+namespace {
+
+constexpr std::uint8_t sequentialAccessDevice = 1;
+constexpr std::uint8_t mediumChanger = 8;
+constexpr std::uint8_t serialNumberPage = 0x80;
+constexpr std::uint8_t deviceIdentificationPage = 0x83;
+constexpr std::uint8_t protocolSas = 6;
+constexpr std::uint16_t serialAllocation = 30;
+
+/// The bytes of a reply that really arrived: what lies behind them in the buffer says nothing.
+std::span<const std::uint8_t> delivered(const GenericScsiCommand& cmd, ulong32 transferred) {
+  const auto data = cmd.ioDataSpan();
+  return data.first(std::min<std::size_t>(data.size(), transferred));
+}
+
+void logData(const std::string& title, std::span<const std::uint8_t> data) {
+  logger->logBinary("SCSI", 0, title, reinterpret_cast<const char*>(data.data()),
+                    static_cast<ulong32>(data.size()));
+}
+
+/// A tape drive of these families tells its protocol in the standard data.
+bool isSasByStandardInquiry(ScsiTarget& target) {
+  const std::string model = target.getModelName();
+  if (model.find("PX") == std::string::npos && model.find("RX") == std::string::npos) return false;
+  logger->logDebug("SCSI", 0, "Check Interface Typ by Inquiry Page 0");
+  ScsiCmdInquiry inquiry(0, false, 96);
+  if (target.scsiExecCDB(inquiry) != CMD_OK) return false;
+  const auto data = delivered(inquiry, target.GetTransferredDataLength());
+  if (readByte(data, 2) != 6 || readByte(data, 38) >> 4 != protocolSas) return false;
+  logger->logDebug("SCSI", 0, "Interface Typ SAS detected by Inquiry Page 0");
+  return true;
+}
+
+bool isSasByDeviceIdentification(ScsiTarget& target) {
+  ScsiCmdInquiry inquiry(deviceIdentificationPage, true, 100);
+  // A drive that refuses the page says nothing about its ports.
+  if (target.scsiExecCDB(inquiry) != CMD_OK) return false;
+  const auto data = delivered(inquiry, target.GetTransferredDataLength());
+  logData(std::string("Inquiry Page 0x83 ") + target.getModelName(), data);
+
+  // The first designator names the logical unit, the second the port, whose protocol is told in the high
+  // nibble.
+  const int pageLength = readByte(data, 3);
+  const int firstLength = readByte(data, 7);
+  const int rest = pageLength - firstLength;
+  if (rest > 4) {
+    const int second = 8 + firstLength;
+    const std::uint8_t protocol = readByte(data, static_cast<std::size_t>(second));
+    logger->logDebug("SCSI", 0, "Port Identification descriptor is available. length is 0x%02X value 0x%02X",
+                     rest, protocol);
+    if (protocol >> 4 == protocolSas) {
+      logger->logDebug("SCSI", 0, "Interface SAS Typ detected by Inquiry Page 0x83 Byte %d", second);
+      return true;
+    }
+  }
+  // Drives whose page has this length are SAS drives, whatever their descriptors say.
+  if (pageLength == 0x52) {
+    logger->logDebug("SCSI", 0, "Interface SAS Typ detected by Inquiry Page 0x83 Byte 3 page length");
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+ReturnCode ScsiTarget::retrieveInitialInquiryData() {
+  if (inquiryDataValid) {
+    logger->logDebug("SCSI", 0, "retrieveInitialInquiryData() Inquiry Data are already set");
+    return CMD_OK;
+  }
+  return guarded(CMD_NO_MEMORY, [&] {
+    const ReturnCode result = readStandardInquiry();
+    if (result != CMD_OK) return result;
+    readSerialNumber();
+    detectInterfaceType();
+    inquiryDataValid = true;
+    logger->logDebug("SCSI", 0, "ScsiTarget::open Inquiry cmd OK [%s-%s]", vendorName.c_str(),
+                     modelName.c_str());
+    logger->logDebug("SCSI", 0, "retrieveInitialInquiryData() returned CMD_OK!");
+    return CMD_OK;
+  });
+}
+
+ReturnCode ScsiTarget::readStandardInquiry() {
+  ScsiCmdInquiry inquiry(0, false, 36);
+  const ReturnCode result = scsiExecCDB(inquiry);
+  if (result != CMD_OK) {
+    logger->logError("SCSI", 0, "ScsiTarget::open Inquiry cmd failed: (%d-%d-%d)", inquiry.getSenseKey(),
+                     inquiry.getASC(), inquiry.getASCQ());
+    return result;
+  }
+  const auto data = delivered(inquiry, transferredDataLength);
+  logger->logDebug("SCSI", 0, "retrieveInitialInquiryData() Inquiry passed");
+  logData("Standard Inquiry Page 0x00", data);
+  if (!data.empty()) deviceTyp = data[0];
+  vendorName = readText(data, 8, 8);
+  modelName = readText(data, 16, 16);
+  firmwareVersion = readText(data, 32, 4);
+  inquiryByte6 = readByte(data, 6);
+  inquiryByte7 = readByte(data, 7);
+  interfaceType = "N/A";
+  return CMD_OK;
+}
+
+void ScsiTarget::readSerialNumber() {
+  serialNumber.clear();
+  if (deviceTyp != sequentialAccessDevice && deviceTyp != mediumChanger) {
+    logger->logDebug("SCSI", 0, "ScsiTarget::skip Inquiry page 0x80");
+    return;
+  }
+  ScsiCmdInquiry inquiry(serialNumberPage, true, serialAllocation);
+  if (scsiExecCDB(inquiry) != CMD_OK) {
+    logger->logError("SCSI", 0, "ScsiTarget::Inquiry page 0x80 failed");
+    return;
+  }
+  const auto data = delivered(inquiry, transferredDataLength);
+  // A longer serial number is cut to what the allocation holds behind the page's header.
+  const std::size_t length = std::min<std::size_t>(readBe16(data, 2), serialAllocation - 4);
+  serialNumber = readText(data, 4, length);
+  logData("Inquiry Data 0x80", data);
+}
+
+void ScsiTarget::detectInterfaceType() {
+  if ((inquiryByte6 & 0x01) != 0 || (inquiryByte7 & 0x20) != 0) {
+    interfaceType = "SCSI";
+  } else if (deviceTyp == sequentialAccessDevice) {
+    const bool sasByStandardInquiry = isSasByStandardInquiry(*this);
+    interfaceType = isSasByDeviceIdentification(*this) || sasByStandardInquiry ? "SAS" : "Fibre";
+  }
+}
