@@ -1,0 +1,202 @@
+// The three sources of a scan: the maker's driver, the port drivers of the host adapters, generic tape
+// devices.
+#include <algorithm>
+
+#include "device/dos_devices.h"
+#include "device/guarded.h"
+#include "device/handle.h"
+#include "device/inquiry_list.h"
+#include "device/open_target.h"
+#include "device/port_driver.h"
+#include "device/scan_mode.h"
+#include "device/system_error.h"
+#include "kiv/device/controller.h"
+#include "kiv/frame/logger.h"
+
+namespace {
+
+constexpr std::uint8_t sequentialAccessDevice = 1;
+constexpr std::uint8_t mediumChanger = 8;
+/// Addresses have room for so many.
+constexpr unsigned mostHostAdapters = 256;
+constexpr ulong32 inquiryDumpLength = 256;
+/// "No address known", which asks a target to open by name.
+constexpr std::uint8_t noNumber = 0xFF;
+constexpr std::uint64_t noAddress = 0xFFFFFFFF;
+/// Generic tape devices may be announced before they can be opened.
+constexpr DWORD settleMilliseconds = 1000;
+
+void logOpened(const char* what, const std::string& name, const ScsiTarget& target) {
+  logger->logDebug("SCSI", 0, "%s %s [%s]-[%s][%s]", what, name.c_str(), target.getVendorName(),
+                   target.getModelName(), target.getSerialNumber());
+}
+
+}  // namespace
+
+ReturnCode DeviceController::scanSCSIBus() {
+  return guarded(CMD_NO_MEMORY, [&] {
+    logger->logInfo("SCSI", 0, "ScanSCSIBus launched forcerescan:%d start:<%s> end:<%s>", forceRescan,
+                    scanStart.c_str(), scanEnd.c_str());
+    clearDeviceList();
+    if (scanMode == modeFull || scanMode == modePartialDriver) {
+      scanKreltDevices();
+      closeHandleOfAllDevices();
+    } else {
+      logger->logDebug("SCSI", 0, "Do not scan krelt devices");
+    }
+    if (scanMode == modePartialDriver) {
+      logger->logDebug("SCSI", 0, "ScanSCSIBus skip generic devices");
+      return CMD_OK;
+    }
+    logger->logDebug("SCSI", 0, "Scan SCSIBus launched");
+    const unsigned first = scanMode == modePartialGeneric ? firstHostAdapter2Scan : 0;
+    countHostAdapters(first);
+    for (unsigned number = first; number < static_cast<unsigned>(hostAdapterCount); ++number)
+      scanHostAdapter(number);
+    scanGenericTapeDevices();
+    closeHandleOfAllDevices();
+    removeMatchingGenericDevices();
+    return CMD_OK;
+  });
+}
+
+void DeviceController::countHostAdapters(unsigned first) {
+  const unsigned end = scanMode == modePartialGeneric ? lastHostAdapter2Scan + 1u : mostHostAdapters;
+  for (unsigned number = first; number < end; ++number) {
+    const Handle port = openShared(portPath(number));
+    if (!port) break;
+    hostAdapterCount = static_cast<int>(number + 1);
+    if (!forceRescan) continue;
+    DWORD returned = 0;
+    if (DeviceIoControl(port.get(), IOCTL_SCSI_RESCAN_BUS, nullptr, 0, nullptr, 0, &returned, nullptr)) {
+      logger->logInfo("SCSI", 0, "\\scsi%u: IOCTL_SCSI_RESCAN_BUS passed", number);
+    } else {
+      const DWORD error = GetLastError();
+      logger->logInfo("SCSI", 0, "\\scsi%u: IOCTL_SCSI_RESCAN_BUS failed, errno=%d (%s)", number,
+                      static_cast<int>(error), systemErrorText(error).c_str());
+    }
+  }
+  logger->logInfo("SCSI", 0, "scanSCSIBus detected %d Hostadapters", hostAdapterCount);
+}
+
+void DeviceController::scanHostAdapter(unsigned number) {
+  const std::string name = portPath(number);
+  const Handle port = openShared(name);
+  if (!port) return;
+  if (const auto capabilities = askCapabilities(port.get())) {
+    logger->logDebug(
+        "SCSI", 0,
+        "\\scsi%d: Capabilities: MaximumTransferLength (%lu) MaximumPhysicalPages (%lu) AlignmentMask "
+        "(%lu)",
+        number, static_cast<unsigned long>(capabilities->MaximumTransferLength),
+        static_cast<unsigned long>(capabilities->MaximumPhysicalPages),
+        static_cast<unsigned long>(capabilities->AlignmentMask));
+  }
+  DWORD error = ERROR_SUCCESS;
+  auto list = readInquiryList(port.get(), error);
+  if (!list) {
+    std::string text = systemErrorText(error);
+    text.erase(std::min(text.find_first_of("\r\n"), text.size()));
+    logger->logError("SCSI", 0, "IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=%d (%s) BufferSize:%d",
+                     static_cast<int>(error), text.c_str(), static_cast<int>(inquiryBufferLimit));
+    return;
+  }
+  logger->logDebug("SCSI", 0, "DeviceController IOCTL_SCSI_GET_INQUIRY_DATA passed. bufferSize %d",
+                   static_cast<int>(list->buffer().size()));
+  logger->logBinary("SCSI", 0, "host SCSI_GET_INQUIRY_DATA",
+                    reinterpret_cast<const char*>(list->buffer().data()), inquiryDumpLength);
+  logger->logDebug("SCSI", 0, "\\scsi%d: adapterInfo->NumberOfBuses : %d", number, list->busCount());
+  for (unsigned busNumber = 0; busNumber < list->busCount(); ++busNumber) {
+    const auto bus = list->bus(busNumber);
+    if (!bus) break;
+    logger->logDebug("SCSI", 0, "\\scsi%d: adapterInfo->busdata[%d].NumberOfLogicalUnits : %d", number,
+                     busNumber, bus->NumberOfLogicalUnits);
+    for (auto record = list->first(*bus); record; record = list->next(*record))
+      addListedDevice(number, *record);
+  }
+}
+
+void DeviceController::addListedDevice(unsigned hostAdapter, const InquiryRecord& record) {
+  logger->logDebug("SCSI", 0, "Device at PathId %d TargetId %d Lun%d", record.pathId, record.targetId,
+                   record.lun);
+  logger->logDebug("SCSI", 0, record.claimed ? "Device is Claimed" : "Device is NOT Claimed");
+  logger->logDebug("SCSI", 0, "Device Type is %d", record.deviceType);
+  if (record.deviceType != sequentialAccessDevice && record.deviceType != mediumChanger) {
+    logger->logInfo("SCSI", 0, "skipped Device type %d Target: H%d-B%d-T%d-l%d", record.deviceType,
+                    hostAdapter, record.pathId, record.targetId, record.lun);
+    return;
+  }
+  const auto host = static_cast<std::uint8_t>(hostAdapter);
+  if (!isGenericDevicePartOfScan(host, record.pathId, record.targetId, record.lun)) {
+    logger->logInfo("SCSI", 0, "Partial SCAN skipped Target: H%d-B%d-T%d-l%d", hostAdapter, record.pathId,
+                    record.targetId, record.lun);
+    return;
+  }
+  const std::string name = portPath(hostAdapter);
+  OwnedTarget target = openPassThroughTarget(host, record.targetId, record.pathId, record.lun, name.c_str());
+  if (target) logOpened("Opened", name, appendClosed(deviceList, std::move(target)));
+}
+
+ReturnCode DeviceController::scanKreltDevices() {
+  return guarded(CMD_NO_MEMORY, [&] {
+    logger->logDebug("SCSI", 0, "DeviceController::scanKreltDevices Check DosDevices");
+    const DosDevices devices;
+    if (devices.list() == nullptr) {
+      logger->logInfo("SCSI", 0, "DeviceController::getDosDevices Memory allocation failed");
+      return CMD_ERROR;
+    }
+    if (devices.size() == 0) {
+      logger->logInfo("SCSI", 0, "DeviceController::openDevice getDosDevices failed");
+      return CMD_ERROR;
+    }
+    const bool partial = scanMode == modePartialDriver;
+    if (partial) {
+      logger->logDebug("SCSI", 0, R"(\\.\tape QOR dd based partial scan from: \\.\tape%d ==> \\.\tape%d)",
+                       firstQORDevice2Scan, lastQORDevice2Scan);
+    }
+    logger->logDebug("SCSI", 0, "DeviceController::scanKreltDevices QueryDosDevice size is:%d",
+                     static_cast<int>(devices.size()));
+    for (const std::string& name : devices.names()) {
+      if (!startsWithIgnoringCase(name, "Changer") && !startsWithIgnoringCase(name, "Tape")) continue;
+      const std::string path = R"(\\.\)" + name;
+      logger->logDebug("SCSI", 0, "DeviceController::scanKreltDevices QueryDosDevice Checking %s",
+                       path.c_str());
+      const auto number = firstNumberIn(name);
+      if (partial && (!number || *number < firstQORDevice2Scan || *number > lastQORDevice2Scan)) {
+        logger->logDebug("SCSI", 0, R"(\\.\tape generic dd skip device: %s)", path.c_str());
+        continue;
+      }
+      if (!isDeviceNotInExcludeList(path)) continue;
+      OwnedTarget target = openDriverTarget(path.c_str());
+      if (target) logOpened("Opened QORScsiTarget", path, appendClosed(deviceList, std::move(target)));
+    }
+    return CMD_OK;
+  });
+}
+
+ReturnCode DeviceController::scanGenericTapeDevices() {
+  if (scanMode == modePartialDriver || scanMode == modePartialGeneric) return CMD_OK;
+  return guarded(CMD_NO_MEMORY, [&] {
+    logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices Check DosDevices");
+    const DosDevices devices;
+    if (devices.size() == 0) {
+      logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices getDosDevices()");
+      logger->logInfo("SCSI", 0, "DeviceController::scanGenericDevices QueryDosDevice failed ##");
+      return CMD_ERROR;
+    }
+    logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices QueryDosDevice size is:%d",
+                     static_cast<int>(devices.size()));
+    logger->logBinary("SCSI", 0, "QueryDosDevice", devices.list(), devices.size());
+    Sleep(settleMilliseconds);
+    for (const std::string& name : devices.names()) {
+      if (!startsWithIgnoringCase(name, "Tape")) continue;
+      const std::string path = R"(\\.\)" + name;
+      if (isDeviceInList(path) != nullptr || !isDeviceNotInExcludeList(path)) continue;
+      logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices QueryDosDevice Checking %s",
+                       path.c_str());
+      OwnedTarget target = openPassThroughTarget(noNumber, noAddress, noNumber, noAddress, path.c_str());
+      if (target) logOpened("Opened USB ScsiTarget", path, appendClosed(deviceList, std::move(target)));
+    }
+    return CMD_OK;
+  });
+}

@@ -1,0 +1,200 @@
+// What a scan covers.
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string>
+#include <tuple>
+
+#include "device/dos_devices.h"
+#include "device/guarded.h"
+#include "device/scan_mode.h"
+#include "kiv/device/controller.h"
+#include "kiv/frame/logger.h"
+#include "kiv/frame/text.h"
+
+namespace {
+
+constexpr const char* modeLabels[] = {"FULL", "GENERIC", "PARTIAL QOR", "PARTIAL GENERIC"};
+
+constexpr const char* numbersPattern = "* * * *";
+constexpr const char* hbtlPattern = "H*-B*-T*-L*";
+constexpr const char* digits = "0123456789";
+constexpr std::uint8_t highestNumber = 255;
+constexpr std::uint64_t highestLongNumber = 4294967295;
+
+/// All patterns here end with "*", so a match is one of the whole text.
+bool matches(const std::string& text, const char* pattern) {
+  int start = 0;
+  int end = 0;
+  return getPatternIndex(text, pattern, &start, &end, '*', '?');
+}
+
+/// Host adapter, bus, target id and LUN as an option gives them. A part without a number stays empty.
+using AddressOption = std::array<std::optional<std::int64_t>, 4>;
+constexpr std::string_view addressLetters = "HBTL";
+
+/// Reads "1 0 5 0", blanks in a row counting as one, or "H1-B0-T5-L0", in any order of the parts. What goes
+/// beyond the four parts is ignored.
+std::optional<AddressOption> parseAddress(std::string text) {
+  AddressOption address;
+  if (matches(text, numbersPattern)) {
+    trimString(text, " ");
+    removeMultiple(text, " ");
+    const auto parts = splitString(text, ' ');
+    for (std::size_t i = 0; i < std::min(parts.size(), address.size()); ++i)
+      address[i] = firstNumberIn(parts[i]);
+  } else if (matches(text, hbtlPattern)) {
+    for (const std::string& part : splitString(text, '-')) {
+      const std::size_t i = part.empty() ? std::string::npos : addressLetters.find(part[0]);
+      if (i != std::string::npos) address[i] = firstNumberIn(part);
+    }
+  } else {
+    return std::nullopt;
+  }
+  return address;
+}
+
+std::string addressText(std::uint64_t host, std::uint64_t bus, std::uint64_t targetId, std::uint64_t lun) {
+  return "H" + std::to_string(host) + "-B" + std::to_string(bus) + "-T" + std::to_string(targetId) + "-L" +
+         std::to_string(lun);
+}
+
+/// Keeps the bound when the option says nothing; a number that does not fit becomes the nearest that does.
+template <typename Bound>
+void setBound(Bound& bound, std::optional<std::int64_t> number, std::uint64_t highest) {
+  if (number)
+    bound =
+        static_cast<Bound>(std::min(static_cast<std::uint64_t>(std::max<std::int64_t>(*number, 0)), highest));
+}
+
+}  // namespace
+
+std::optional<std::int64_t> firstNumberIn(const std::string& text) {
+  const std::size_t digit = text.find_first_of(digits);
+  if (digit == std::string::npos) return std::nullopt;
+  return parseIntegerValue(text.substr(digit));
+}
+
+ReturnCode DeviceController::rediscoverSCSIBus(bool scanDriverDevices, std::string start, std::string end,
+                                               std::string exclude) {
+  parseScanOptions(false, scanDriverDevices, std::move(start), std::move(end), std::move(exclude));
+  return scanSCSIBus();
+}
+
+ReturnCode DeviceController::rescanSCSIBus(bool scanDriverDevices, std::string start, std::string end,
+                                           std::string exclude) {
+  parseScanOptions(true, scanDriverDevices, std::move(start), std::move(end), std::move(exclude));
+  return scanSCSIBus();
+}
+
+void DeviceController::parseScanOptions(bool forceRescan_, bool scanDriverDevices, std::string start,
+                                        std::string end, std::string exclude) {
+  guarded([&] {
+    forceRescan = forceRescan_;
+    scanStart = start;
+    scanEnd = end;
+    firstHostAdapter2Scan = firstBusNumber2Scan = firstQORDevice2Scan = 0;
+    firstTargetId2Scan = firstLun2Scan = 0;
+    lastHostAdapter2Scan = lastBusNumber2Scan = lastQORDevice2Scan = highestNumber;
+    lastTargetId2Scan = lastLun2Scan = highestLongNumber;
+
+    if (isQORDeviceName(start) || isQORDeviceName(end)) {
+      scanMode = modePartialDriver;
+    } else if (isGenericDeviceName(start) || isGenericDeviceName(end)) {
+      scanMode = modePartialGeneric;
+    } else {
+      scanMode = scanDriverDevices ? modeFull : modeNoDriverDevices;
+    }
+    parseExcludeList(exclude);
+
+    if (scanMode == modePartialDriver) {
+      setBound(firstQORDevice2Scan, firstNumberIn(start), highestNumber);
+      setBound(lastQORDevice2Scan, firstNumberIn(end), highestNumber);
+    }
+    if (scanMode == modePartialGeneric) {
+      const auto first = parseAddress(start).value_or(AddressOption{});
+      setBound(firstHostAdapter2Scan, first[0], highestNumber);
+      setBound(firstBusNumber2Scan, first[1], highestNumber);
+      setBound(firstTargetId2Scan, first[2], highestLongNumber);
+      setBound(firstLun2Scan, first[3], highestLongNumber);
+      const auto last = parseAddress(end).value_or(AddressOption{});
+      setBound(lastHostAdapter2Scan, last[0], highestNumber);
+      setBound(lastBusNumber2Scan, last[1], highestNumber);
+      setBound(lastTargetId2Scan, last[2], highestLongNumber);
+      setBound(lastLun2Scan, last[3], highestLongNumber);
+    }
+    logger->logInfo(
+        "SCSI", 0,
+        "Scan Mode:%2s  from GENERIC: H%d-B%d-T%lld-L%lld ==> H%d-B%d-T%lld-L%lld  from QOR device: %d "
+        "==> %d  exclude==>%s\n",
+        modeLabels[scanMode], firstHostAdapter2Scan, firstBusNumber2Scan,
+        static_cast<long long>(firstTargetId2Scan), static_cast<long long>(firstLun2Scan),
+        lastHostAdapter2Scan, lastBusNumber2Scan, static_cast<long long>(lastTargetId2Scan),
+        static_cast<long long>(lastLun2Scan), firstQORDevice2Scan, lastQORDevice2Scan, exclude.c_str());
+  });
+}
+
+void DeviceController::parseExcludeList(const std::string& exclude) {
+  excludeList = splitString(exclude, ':');
+  for (std::string& entry : excludeList) {
+    logger->logInfo("SCSI", 0, "Parse exclude %s", entry.c_str());
+    const auto address = parseAddress(entry);
+    if (!address) continue;
+    const bool hbtl = matches(entry, hbtlPattern);
+    if (hbtl) logger->logInfo("SCSI", 0, "Parse exclude HBTL %s", entry.c_str());
+    std::array<std::uint64_t, 4> numbers{};
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+      setBound(numbers[i], (*address)[i], highestLongNumber);
+      if (hbtl) logger->logInfo("SCSI", 0, "Parse exclude value %s", std::to_string(numbers[i]).c_str());
+    }
+    entry = addressText(numbers[0], numbers[1], numbers[2], numbers[3]);
+    if (hbtl) logger->logInfo("SCSI", 0, "Parse exclude parsed value HBTL %s", entry.c_str());
+    // Only a partial scan looks at the addresses of generic devices; its range still covers all of them.
+    scanMode = modePartialGeneric;
+  }
+}
+
+bool DeviceController::isGenericDeviceName(std::string name) {
+  return matches(name, numbersPattern) || matches(name, hbtlPattern);
+}
+
+bool DeviceController::isQORDeviceName(std::string name) {
+  for (char& c : name) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  return matches(name, R"(\\.\TAPE*)") || matches(name, R"(\\.\CHANGER*)");
+}
+
+bool DeviceController::isGenericDevicePartOfScan(std::uint8_t host, std::uint8_t bus, std::uint64_t targetId,
+                                                 std::uint64_t lun) {
+  if (scanMode == modeFull || scanMode == modeNoDriverDevices) return true;
+  if (scanMode != modePartialGeneric) return false;
+  const auto address = std::tie(host, bus, targetId, lun);
+  return address >= std::tie(firstHostAdapter2Scan, firstBusNumber2Scan, firstTargetId2Scan, firstLun2Scan) &&
+         address <= std::tie(lastHostAdapter2Scan, lastBusNumber2Scan, lastTargetId2Scan, lastLun2Scan) &&
+         isDeviceNotInExcludeList(host, bus, targetId, lun);
+}
+
+bool DeviceController::isQORDevicePartOfScan(std::string name) {
+  if (scanMode == modeFull) return true;
+  if (scanMode != modePartialDriver) return false;
+  return guarded(false, [&] {
+    const auto number = firstNumberIn(name);
+    const std::size_t prefixLength = scanStart.find_first_of(digits);
+    return number && prefixLength != std::string::npos && *number >= firstQORDevice2Scan &&
+           *number <= lastQORDevice2Scan &&
+           startsWithIgnoringCase(name, std::string_view(scanStart).substr(0, prefixLength)) &&
+           isDeviceNotInExcludeList(name);
+  });
+}
+
+bool DeviceController::isDeviceNotInExcludeList(std::string name) {
+  if (std::find(excludeList.begin(), excludeList.end(), name) == excludeList.end()) return true;
+  logger->logInfo("SCSI", 0, "SCSI Scan device is part of exclude list <%s>", name.c_str());
+  return false;
+}
+
+bool DeviceController::isDeviceNotInExcludeList(std::uint8_t host, std::uint8_t bus, std::uint64_t targetId,
+                                                std::uint64_t lun) {
+  return guarded(true, [&] { return isDeviceNotInExcludeList(addressText(host, bus, targetId, lun)); });
+}
