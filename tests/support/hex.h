@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <string>
+#include <vector>
+
+/// "12 01 80": the way in which tests write down bytes.
+inline std::string hex(std::span<const std::uint8_t> data) {
+  std::string text;
+  for (std::uint8_t byte : data) {
+    char digits[4];
+    std::snprintf(digits, sizeof digits, text.empty() ? "%02X" : " %02X", byte);
+    text += digits;
+  }
+  return text;
+}
+
+/// The bytes of such a text.
+inline std::vector<std::uint8_t> bytes(const std::string& text) {
+  std::vector<std::uint8_t> data;
+  for (std::size_t at = 0; at < text.size(); at += 3)
+    data.push_back(static_cast<std::uint8_t>(std::stoi(text.substr(at, 2), nullptr, 16)));
+  return data;
+}
