@@ -309,14 +309,18 @@ TEST(LogSense, SurvivesBrokenPages) {
       page[broken] = 0xFF;
       ScsiCmdLogSense command(1, 0x0C, 0, size);
       answered(command, page);
-      for (std::uint16_t code : {0x0001, 0x0002, 0x8000, 0x8001, 0xFFFF}) {
+      for (std::uint16_t code :
+           std::initializer_list<std::uint16_t>{0x0001, 0x0002, 0x8000, 0x8001, 0xFFFF}) {
         const std::uint16_t offset = command.getParameterOffset(code);
         EXPECT_LE(offset, size);
         command.getAttributeValueAsString(code);
         std::uint8_t length;
         std::uint64_t value;
-        for (std::uint16_t at : {offset, std::uint16_t(size - 1), std::uint16_t{0xFFFF}})
-          if (command.getParameter(at, code, length, value)) EXPECT_LE(length, 8);
+        for (const int at : {int{offset}, size - 1, 0xFFFF}) {
+          if (command.getParameter(static_cast<std::uint16_t>(at), code, length, value)) {
+            EXPECT_LE(length, 8);
+          }
+        }
       }
     }
   }
