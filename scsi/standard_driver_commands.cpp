@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <new>
 #include <span>
 
 #include "kiv/frame/logger.h"
@@ -43,9 +44,11 @@ ReturnCode checkSense(DriverSense& sense) {
   return CMD_OK;
 }
 
-void dump(const char* title, std::span<const std::uint8_t> data) {
+// Memory that cannot be had for a title costs the dump, not the command.
+void dump(const char* title, std::span<const std::uint8_t> data) try {
   logger->logBinary("SCSI", 0, title, reinterpret_cast<const char*>(data.data()),
                     static_cast<ulong32>(data.size()));
+} catch (const std::bad_alloc&) {
 }
 
 }  // namespace

@@ -330,12 +330,14 @@ TEST_F(DriverRequest, TellsWhatItDoes) {
       told,
       ElementsAre("SCSI0000D QORScsiCmdModeSense6, failed ",
                   "SCSI0000D QORScsiCmdModeSense6, header length 15, blkdesclen 8, iolength 8, copyLength 4",
-                  "SCSI0000B QORScsiCmdModeSense6(0x1A), io data", "SCSI0000B QORScsiCmdModeSense10 data",
+                  "SCSI0000B QORScsiCmdModeSense6(0x1A), io data (8 bytes):",
+                  "SCSI0000B QORScsiCmdModeSense10 data (FF bytes):",
                   "SCSI0000D QORScsiCmdModeSense6, header length 18, blkdesclen 8, mode6blkLength 7, dataLen "
                   "4, DBD 08",
-                  "SCSI0000B QORScsiCmdModeSense6(0x5A), io data",
+                  "SCSI0000B QORScsiCmdModeSense6(0x5A), io data (8 bytes):",
                   "SCSI0000D QORScsiCmdRequestSense  changer path passed bytes returned 100",
-                  "SCSI0000B QORScsiCmdRequestSense", "SCSI0000D QORScsiCmdRequestSense, sense data length 0",
+                  "SCSI0000B QORScsiCmdRequestSense (3 bytes):",
+                  "SCSI0000D QORScsiCmdRequestSense, sense data length 0",
                   "SCSI0000D QORScsiCmdRequestSense, sense data invalid"));
 }
 
