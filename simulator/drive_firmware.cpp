@@ -74,7 +74,6 @@ void VirtualDrive::writeBuffer(ScsiRequest& request) {
   if (offset == 0) image_.clear();
   if (offset != image_.size()) invalidField(3);
   if (offset == 0 && !chunk.empty()) checkFirmwareHeader(chunk);
-  request.duration += drive_.chunkMilliseconds;
   image_.insert(image_.end(), chunk.begin(), chunk.end());
   const std::uint64_t length = readNumber(image_, 16, 4);
   if (image_.size() > length) {

@@ -72,6 +72,11 @@ VirtualDisk& Room::addDisk(DeviceOptions identity) {
 }
 
 void Room::install(std::unique_ptr<VirtualDevice> owned) {
+  for (const auto& other : devices_) {
+    if (other->address() == owned->address()) {
+      throw std::invalid_argument("there is a device at " + owned->address() + " already");
+    }
+  }
   devices_.push_back(std::move(owned));
   VirtualDevice& device = *devices_.back();
   device.rescanned();

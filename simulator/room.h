@@ -41,11 +41,17 @@ class Room {
 
   /// The room that stands now, or null.
   static Room* current();
+  /// A room as a JSON text describes it; room_json.cpp begins with an example. Throws std::runtime_error with
+  /// a sentence that names the key at fault.
+  static std::unique_ptr<Room> fromJson(std::string_view text);
   /// The built-in room: drives of several generations, a tape library, a disk.
   static std::unique_ptr<Room> byDefault();
+  /// Its JSON text, a model for rooms of one's own.
+  static std::string_view defaultJson();
 
   /// Adapters are numbered in the order in which they are added, from 0.
   VirtualAdapter& addAdapter(AdapterOptions options = {});
+  // Adding a device throws std::invalid_argument when its address is taken.
   VirtualDrive& addDrive(DeviceOptions identity, DriveOptions options = {});
   VirtualChanger& addChanger(DeviceOptions identity);
   VirtualDisk& addDisk(DeviceOptions identity);

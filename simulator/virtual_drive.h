@@ -29,7 +29,6 @@ struct DriveOptions {
   std::uint32_t rebootSeconds = 40;        ///< away after a download
   std::uint32_t becomingReadySeconds = 1;  ///< then 2/04/01 for so long
   std::uint32_t loadSeconds = 0;           ///< that LOAD and UNLOAD take
-  std::uint32_t chunkMilliseconds = 0;     ///< that each WRITE BUFFER takes
 };
 
 class VirtualDrive : public VirtualDevice {
