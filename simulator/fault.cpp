@@ -25,7 +25,7 @@ static bool matches(const Fault& fault, const JournalEntry& use) {
   if (!fault.cdb.empty()) return !use.cdb.empty() && beginsLike(use.text, fault.cdb);
   if (use.cdb.empty())
     return fault.call == use.call || (use.call == "DeviceIoControl" && fault.call == use.text);
-  return fault.call == "DeviceIoControl" || fault.call == "SCSI_PASS_THROUGH_DIRECT";
+  return use.call == "CDB" && (fault.call == "DeviceIoControl" || fault.call == "SCSI_PASS_THROUGH_DIRECT");
 }
 
 const Fault* Faults::strike(const JournalEntry& use) {

@@ -16,6 +16,7 @@ namespace simulator {
 /// Thrown by anything behind a Windows call; the call then fails with this error number.
 struct WindowsError {
   DWORD code;
+  std::size_t moved = 0;  ///< bytes that ReadFile or WriteFile moved before it failed
 };
 
 /// One DeviceIoControl with buffered transfer: as in Windows, input and output share one system buffer, from

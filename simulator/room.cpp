@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "simulator/import_table.h"
+#include "simulator/virtual_driver.h"
 
 namespace simulator {
 namespace {
@@ -57,10 +58,10 @@ VirtualDrive& Room::addDrive(DeviceOptions identity, DriveOptions options) {
   return add<VirtualDrive>(std::move(identity), std::move(options));
 }
 
-VirtualChanger& Room::addChanger(DeviceOptions identity) {
+VirtualChanger& Room::addChanger(DeviceOptions identity, ChangerOptions options) {
   if (identity.model.empty()) identity.model = "TAPELIB-40";
   if (identity.level.empty()) identity.level = "3.10";
-  return add<VirtualChanger>(std::move(identity));
+  return add<VirtualChanger>(std::move(identity), std::move(options));
 }
 
 VirtualDisk& Room::addDisk(DeviceOptions identity) {
@@ -85,11 +86,11 @@ void Room::install(std::unique_ptr<VirtualDevice> owned) {
   VirtualAdapter& adapter = *adapters_[options.adapter];
   if (options.bus >= adapter.options().buses)
     adapter.options().buses = static_cast<std::uint8_t>(options.bus + 1);
-  if (!options.claimed) return;
+  if (!options.claimed && !options.driver) return;
   addName({.name = classNameFor(device),
-           .open = [&adapter, &device](std::string path, DWORD access) -> std::unique_ptr<Handle> {
-             return std::make_unique<ClassHandle>(std::move(path), access, adapter, device);
-           },
+           .open = [&adapter, &device](
+                       std::string path,
+                       DWORD access) { return openDevice(std::move(path), access, adapter, device); },
            .present = [&device] { return device.known(); }});
 }
 

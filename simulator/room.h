@@ -53,7 +53,7 @@ class Room {
   VirtualAdapter& addAdapter(AdapterOptions options = {});
   // Adding a device throws std::invalid_argument when its address is taken.
   VirtualDrive& addDrive(DeviceOptions identity, DriveOptions options = {});
-  VirtualChanger& addChanger(DeviceOptions identity);
+  VirtualChanger& addChanger(DeviceOptions identity, ChangerOptions options = {});
   VirtualDisk& addDisk(DeviceOptions identity);
   /// Adds a device of any class: `add<VirtualChanger>(identity, options)`.
   template <class Device, class... Arguments>

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "simulator/driver_options.h"
 #include "simulator/scsi.h"
 
 namespace simulator {
@@ -28,6 +29,8 @@ struct DeviceOptions {
   std::string serial = "";  ///< unit serial number
   Interface interface = Interface::Fibre;
   bool claimed = false;  ///< a class driver has it: reachable through its class device only
+  /// The maker's driver presents it (with `claimed`: instead of Windows' class driver).
+  std::optional<DriverOptions> driver{};
   /// Name of the class device without "\\.\"; empty: "Tape0", "Changer0", ... by type in order of addition.
   std::string className = "";
   std::uint8_t qualifier = 0;       ///< peripheral qualifier, bits 7 to 5 of INQUIRY byte 0

@@ -65,6 +65,21 @@ auto answerForeign(const char* call, HANDLE handle, std::string text, Action act
   });
 }
 
+/// ReadFile and WriteFile tell what they moved also when they fail in the end.
+template <class Action>
+BOOL transfer(LPDWORD moved, Action action) {
+  const auto tell = [moved](std::size_t count) {
+    if (moved) *moved = static_cast<DWORD>(count);
+  };
+  try {
+    tell(action());
+    return TRUE;
+  } catch (const WindowsError& failed) {
+    tell(failed.moved);
+    throw;
+  }
+}
+
 }  // namespace
 
 HANDLE createFile(LPCSTR name, DWORD access, DWORD share, void* security, DWORD disposition, DWORD flags,
@@ -140,9 +155,7 @@ BOOL readFile(HANDLE file, LPVOID buffer, DWORD count, LPDWORD read, void* overl
     return answer("ReadFile", nameOf(file), std::to_string(count), failing(FALSE),
                   [&](JournalEntry&, const Fault* fault) {
                     const std::span room(static_cast<std::uint8_t*>(buffer), limited(fault));
-                    const std::size_t moved = handleOf(file).read(room);
-                    if (read) *read = static_cast<DWORD>(moved);
-                    return TRUE;
+                    return transfer(read, [&] { return handleOf(file).read(room); });
                   });
   }
   if (!Room::current() || !foreignName(file)) return real::readFile(file, buffer, count, read, overlapped);
@@ -159,9 +172,7 @@ BOOL writeFile(HANDLE file, LPCVOID buffer, DWORD count, LPDWORD written, void* 
     return answer("WriteFile", nameOf(file), std::to_string(count), failing(FALSE),
                   [&](JournalEntry&, const Fault* fault) {
                     const std::span data(static_cast<const std::uint8_t*>(buffer), limited(fault));
-                    const std::size_t moved = handleOf(file).write(data);
-                    if (written) *written = static_cast<DWORD>(moved);
-                    return TRUE;
+                    return transfer(written, [&] { return handleOf(file).write(data); });
                   });
   }
   if (!Room::current() || !foreignName(file))
