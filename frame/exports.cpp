@@ -14,13 +14,13 @@ constexpr char VERSION[] = "1.95";
 template <typename Work>
 int runWorker(int failure, Work work) noexcept {
   bool completed = false;
-  const int result = guarded(failure, [&] {
+  const int result = withoutExceptions(failure, [&] {
     const int workResult = work();
     completed = true;
     return workResult;
   });
   if (!completed) {
-    guarded(failure, [] {
+    withoutExceptions(failure, [] {
       deviceController.closeHandleOfAllDevices();
       return FW_NO_ERROR;
     });
@@ -53,7 +53,7 @@ int updateFirmwareAllDevices(int outputMode, bool force) {
 void kivInit() {}
 
 void kivFini() {
-  guarded(FW_NO_ERROR, [] {
+  withoutExceptions(FW_NO_ERROR, [] {
     listOfSupportedDevices.clear();
     deviceController.clearDeviceList();
     return FW_NO_ERROR;

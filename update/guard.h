@@ -10,7 +10,7 @@
 /// Runs an operation of the library. Lack of memory becomes FW_NO_MEMORY, anything else that is thrown
 /// becomes `failure`; both are logged.
 template <typename Operation>
-int guarded(int failure, Operation operation) noexcept {
+int withoutExceptions(int failure, Operation operation) noexcept {
   const auto report = [](const char* what) noexcept {
     try {
       logger->logError("MAIN", 0, "Operation abandoned: %s", what);
