@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "kiv/device/controller.h"
 #include "kiv/kiv.h"
 #include "simulator/firmware_image.h"
 #include "simulator/room.h"
