@@ -2,10 +2,10 @@
 #include <cstring>
 #include <string>
 
+#include "device/handle.h"
 #include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
 #include "kiv/update/update_firmware.h"
-#include "update/file_handle.h"
 #include "update/working_directory.h"
 
 namespace {
@@ -13,8 +13,9 @@ namespace {
 /// What the 24-bit offset of WRITE BUFFER can address, in bytes.
 constexpr DWORD MAXIMUM_IMAGE_LENGTH = 16'777'216;
 
-FileHandle openImage(const std::string& name) {
-  return FileHandle(name.c_str(), GENERIC_READ, FILE_SHARE_READ);
+Handle openImage(const std::string& name) {
+  return Handle(CreateFileA(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                            FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 /// The text is that of the C runtime's error with the number of the Windows error.
@@ -28,10 +29,10 @@ void logInvalidName(const std::string& name, DWORD error) {
 
 /// Opens the image under its name, in the parent directory, or under the working directory's full name.
 /// `name` becomes the name that was tried last.
-FileHandle findImage(std::string& name) {
+Handle findImage(std::string& name) {
   const std::string given = name;
-  FileHandle file = openImage(name);
-  if (file.isOpen()) return file;
+  Handle file = openImage(name);
+  if (file) return file;
   const DWORD firstError = GetLastError();
   const std::string directory = workingDirectory();
   logInvalidName(name, firstError);
@@ -39,12 +40,12 @@ FileHandle findImage(std::string& name) {
 
   name = "..\\" + given;
   file = openImage(name);
-  if (file.isOpen()) return file;
+  if (file) return file;
   logInvalidName(name, GetLastError());
 
   name = directory + "\\" + given;
   file = openImage(name);
-  if (file.isOpen()) return file;
+  if (file) return file;
   const DWORD lastError = GetLastError();
   logger->logDebug("DLFW", 0, "Retry with fullname also fails <%s>", name.c_str());
   logger->logDebug("SCSI", 0, "Retry fails errno: %d ==>%s<==", static_cast<int>(lastError),
@@ -58,8 +59,8 @@ int UpdateFirmware::loadBinaryMicrocodeFile(const char* filename, unsigned char*
   *image = nullptr;
   *length = 0;
   std::string name = filename;
-  const FileHandle file = findImage(name);
-  if (!file.isOpen()) return FW_INVALID_FILE_NAME;
+  const Handle file = findImage(name);
+  if (!file) return FW_INVALID_FILE_NAME;
 
   DWORD sizeHigh = 0;
   const DWORD size = GetFileSize(file.get(), &sizeHigh);

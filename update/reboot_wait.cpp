@@ -1,9 +1,9 @@
+#include "device/handle.h"
 #include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
 #include "kiv/scsi/big_endian.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/update/update_firmware.h"
-#include "update/file_handle.h"
 #include "update/log_dump.h"
 #include "update/sense.h"
 
@@ -68,8 +68,8 @@ void waitForReady(UpdateFirmware& steps, ScsiTarget& target, ScsiCmdTestUnitRead
 
 /// Has the port driver behind a device path look for its devices again. The outcome shows at the next open.
 void rescanBus(const char* path, int attempt) {
-  const FileHandle port(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
-  if (!port.isOpen()) return;
+  const Handle port = openShared(path);
+  if (!port) return;
   logger->logDebug("TSTS", 0, "Firmware Update %s IOCTL_SCSI_RESCAN_BUS #%d", path, attempt);
   DWORD returned = 0;
   DeviceIoControl(port.get(), IOCTL_SCSI_RESCAN_BUS, nullptr, 0, nullptr, 0, &returned, nullptr);

@@ -110,7 +110,8 @@ int UpdateFirmware::doUpdateFirmware(int deviceIndex, int outputMode, bool force
   ScsiTarget* target = supportedDevice(deviceIndex);
   if (target) {
     bool upToDate = false;
-    result = withoutExceptions(FW_UPDATE_FAILED, [&] { return bringToLevel(*this, target, force, upToDate); });
+    result =
+        withoutExceptions(FW_UPDATE_FAILED, [&] { return bringToLevel(*this, target, force, upToDate); });
     // Nothing was done that needs time to settle, or a word; the drive stays open.
     if (upToDate) return result;
   } else {
