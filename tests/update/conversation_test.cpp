@@ -55,6 +55,9 @@ const std::string probe = cdb("00 00 00 00 00 00");
 const std::string unload = cdb("1B 00 00 00 00 00");
 const std::string inquiry = cdb("12 00 00 00 24 00");
 const std::string empty = probe + " -> 2/3A/00";
+// A drive that restarted with new firmware reports both once.
+const std::string reset = probe + " -> 6/29/00";
+const std::string changed = probe + " -> 6/3F/01";
 const std::string gone = probe + " -> error 1117";
 
 const Lines openPlain = {create(port), control(port, "SCSI_GET_INQUIRY_DATA"),
@@ -126,7 +129,7 @@ Lines framed(const Lines& steps, const Lines& open = openPlain, const std::strin
 
 /// A drive that comes back 40 seconds after the download, while it is probed every five seconds.
 const Lines restart = Lines{"Sleep 15000"} + times(5, {gone, gone, "Sleep 5000"}) +
-                      Lines{probe + " -> 6/29/01", empty, "Sleep 1000", empty, inquiry};
+                      Lines{reset, changed, "Sleep 1000", empty, inquiry};
 
 TEST_F(Conversation, OfAnUpdate) {
   addDrive();
@@ -185,7 +188,7 @@ TEST_F(Conversation, OfADriveThatComesBackWithABusRescan) {
                                    times(10, {gone, gone, "Sleep 5000"}) +
                                    Lines{gone, gone, close(port), create(port),
                                          control(port, "SCSI_RESCAN_BUS"), close(port)} +
-                                   openPlain + Lines{inquiry, probe + " -> 6/29/01", empty, inquiry}));
+                                   openPlain + Lines{inquiry, reset, changed, empty, inquiry}));
 }
 
 TEST_F(Conversation, OfADriveThatNeverComesBack) {

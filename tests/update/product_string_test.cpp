@@ -51,7 +51,8 @@ class ProductString : public UpdateTest {
     EXPECT_EQ(target.openDevice(0, targetId, 0, 0, nullptr, 1), CMD_OK);
     target.closeDevice();
     std::string text;
-    EXPECT_EQ(getProductString(&target, text), text.data());
+    const char* result = getProductString(&target, text);
+    EXPECT_EQ(result, text.data());
     EXPECT_FALSE(target.isOpened());
     return text;
   }
@@ -81,8 +82,8 @@ TEST_F(ProductString, TellsAutomationReadinessByModel) {
       {"ULTRIUM-PX1", 3, 104}, {"ULTRIUM-PX2", 3, 6403}, {"ULTRIUM-PX3", 3, 403}, {"RX3 HH", 3, 403},
       {"PX4", 3, 403},         {"RX4", 3, 403},          {"PX5", 3, 471},         {"RX5", 3, 471},
       {"PX6", 3, named},       {"RX6", 3, named},        {"PX7", 3, named},       {"RX7", 3, named},
-      {"PX8", 3, named},       {"RX8", 3, named},        {"W11", 7, named},       {"PX6 PX1 RX5", 3, 471},
-      {"W11 PX1", 7, named},
+      {"PX8", 3, named},       {"RX8", 3, named},        {"W11", 7, named},       {"PX6 PX1 RX5", 3, named},
+      {"RX5 PX1", 3, 471},     {"W11 PX1", 7, named},
   };
   auto& drive = addDrive("");
   for (const FeatureCase& row : cases) {
@@ -144,10 +145,14 @@ TEST_F(ProductString, TellsTheSecondVersionByItsLoadId) {
       {"PX5", 0xFFFFFFFF, false}, {"TD9", 0xFFFFFFFF, false},
   };
   automationReadyMode = false;
+  auto& drive = addDrive("");
   for (const auto& row : cases) {
-    simulator::VirtualDrive& drive = addDrive(row.model, {.loadId = row.loadId});
+    drive.options().model = row.model;
+    Bytes page(43);
+    writeBigEndian(page, 8, 4, row.loadId);
+    room.addFault({.cdb = "12 01 03", .reply = page});
     EXPECT_EQ(product(), std::string("QOR-") + row.model + ":Fibre" + (row.second ? ":v2" : ""));
-    drive.goAwayForEver();
+    room.faults().clear();
   }
 }
 

@@ -14,10 +14,10 @@
 class UpdateTest : public testing::Test {
  protected:
   ~UpdateTest() override {
+    logger->setLogLevel(LOG_NONE);
     kivFini();
     automationReadyMode = true;
     libraryMode = false;
-    logger->setLogLevel(LOG_NONE);
     EXPECT_EQ(room.openHandles(), 0u);
   }
 
