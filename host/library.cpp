@@ -48,7 +48,8 @@ constexpr std::array<std::string_view, 12> indispensable = {"getKivVersion",
                                                             "testHost"};
 
 HMODULE load(const std::string& path) {
-  if (path.empty()) return LoadLibraryExA("kiv.dll", nullptr, LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
+  if (path.empty())
+    return LoadLibraryExA("kiv.dll", nullptr, LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
   return LoadLibraryA(path.c_str());
 }
 

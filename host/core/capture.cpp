@@ -12,12 +12,6 @@
 
 namespace {
 using Count = unsigned;
-int dup(int file) { return _dup(file); }
-int dup2(int from, int to) { return _dup2(from, to); }
-int close(int file) { return _close(file); }
-int isatty(int file) { return _isatty(file); }
-auto read(int file, void* data, Count size) { return _read(file, data, size); }
-auto write(int file, const void* data, Count size) { return _write(file, data, size); }
 int makePipe(int* ends) { return _pipe(ends, 65536, _O_BINARY | _O_NOINHERIT); }
 }  // namespace
 #else
