@@ -18,8 +18,7 @@ constexpr std::uint8_t PAGE_NEVER_FROM_DRIVER = 0x37;
 constexpr std::uint8_t PAGE_CODE_MASK = 0x3F;
 constexpr std::uint8_t MODE_SENSE_10 = 0x5A;
 
-// Mode parameter headers (SPC-4): length of the header, and where it tells the length of the block
-// descriptors.
+// Lengths of the mode parameter headers (SPC-4).
 constexpr std::size_t MODE_HEADER_6 = 4;
 constexpr std::size_t MODE_HEADER_10 = 8;
 /// Mode data that MODE SENSE(6) can carry.
