@@ -37,5 +37,7 @@ class KIV_API QORScsiTarget : public ScsiTarget {
   int getInstanceNumber() const { return instanceNumber; }
 
  private:
+  void fetchSense(GenericScsiCommand& cmd);
+
   std::int32_t instanceNumber = 0;
 };
