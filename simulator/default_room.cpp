@@ -22,7 +22,17 @@ std::string_view Room::defaultJson() {
   ],
   "changers": [
     {"adapter": 1, "target": 6, "lun": 1, "model": "TAPELIB-40", "level": "3.10", "serial": "00QR78M1340",
-     "interface": "FC", "claimed": true}
+     "interface": "FC", "claimed": true,
+     "robots": {"first": 1, "count": 1}, "importExport": {"first": 16, "count": 4},
+     "drives": {"first": 256, "count": 4}, "slots": {"first": 4096, "count": 40},
+     "bays": ["1077002305", "1210118820"],
+     "cartridges": [
+       {"element": 4096, "barcode": "QOR001L7"}, {"element": 4097, "barcode": "QOR002L7"},
+       {"element": 4098, "barcode": "QOR003L7"}, {"element": 4100, "barcode": "QOR004L4"},
+       {"element": 4101, "barcode": "QOR005L4"}, {"element": 4104, "barcode": ""},
+       {"element": 4135, "barcode": "CLNQ01L1"}, {"element": 16, "barcode": "QOR006L7"}
+     ],
+     "moveSeconds": 9, "inventorySeconds": 120}
   ],
   "disks": [
     {"adapter": 0, "target": 0}

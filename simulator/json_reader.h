@@ -68,6 +68,15 @@ class JsonReader {
     }
     field = found->second;
   }
+  /// Calls `action(reader)` for an object, and finishes it.
+  template <class Action>
+  void readObject(const char* key, Action action) {
+    if (const auto* value = take(key)) {
+      JsonReader in(*value, name(key));
+      action(in);
+      in.finish();
+    }
+  }
   /// Calls `item(value, path)` for every item of an array.
   template <class Action>
   void readArray(const char* key, Action item) {

@@ -3,7 +3,8 @@
 //     {
 //       "adapters": [{"buses": 2, "maximumPhysicalPages": 17}],
 //       "drives": [{"adapter": 0, "target": 5, "model": "ULTRIUM-PX6", "level": "A1B2", "interface": "SAS"}],
-//       "changers": [{"target": 6}],
+//       "changers": [{"target": 6, "slots": {"first": "0x1000", "count": 24}, "bays": ["1068000451", ""],
+//                     "cartridges": [{"element": "0x1000", "barcode": "QOR001L6"}]}],
 //       "disks": [{"target": 0}],
 //       "dosNames": ["COM3"],
 //       "faults": [{"cdb": "3B", "nth": 2, "sense": "05 24 00"}]
@@ -55,6 +56,11 @@ DeviceOptions readIdentity(JsonReader& in) {
   in.read("className", identity.className);
   in.read("qualifier", identity.qualifier);
   in.read("worldWideName", identity.worldWideName);
+  in.readObject("driver", [&](JsonReader& driver) {
+    identity.driver.emplace();
+    driver.read("version", identity.driver->version, 12);
+    driver.read("eightByteModeHeader", identity.driver->eightByteModeHeader);
+  });
   return identity;
 }
 
@@ -87,11 +93,52 @@ void readDrive(Room& room, const json& value, const std::string& path) {
   addDevice(path, [&] { room.addDrive(std::move(identity), options); });
 }
 
+/// The drive with this serial number; null for an empty text.
+VirtualDrive* findDrive(const Room& room, const json& value, const std::string& path) {
+  const std::string serial = value.is_string() ? value.get<std::string>() : "?";
+  if (serial.empty()) return nullptr;
+  for (const auto& device : room.devices()) {
+    if (device->options().serial != serial) continue;
+    if (auto* drive = dynamic_cast<VirtualDrive*>(device.get())) return drive;
+  }
+  throw std::runtime_error("The key \"" + path + "\" must be the serial number of a drive in \"drives\".");
+}
+
 void readChanger(Room& room, const json& value, const std::string& path) {
   JsonReader in(value, path);
   DeviceOptions identity = readIdentity(in);
+  ChangerOptions options;
+  const auto readRange = [&](const char* key, ElementRange& range) {
+    in.readObject(key, [&](JsonReader& object) {
+      object.read("first", range.first);
+      object.read("count", range.count);
+    });
+  };
+  readRange("robots", options.robots);
+  readRange("slots", options.slots);
+  readRange("importExport", options.importExport);
+  readRange("drives", options.drives);
+  in.readArray("bays", [&](const json& item, const std::string& name) {
+    options.bays.push_back(findDrive(room, item, name));
+  });
+  in.readArray("cartridges", [&](const json& item, const std::string& name) {
+    JsonReader cartridge(item, name);
+    std::uint16_t element = 0;
+    std::string barcode;
+    cartridge.read("element", element);
+    cartridge.read("barcode", barcode, 32);
+    cartridge.finish();
+    options.cartridges[element] = barcode;
+  });
+  in.read("barcodeReader", options.barcodeReader);
+  in.read("exchanges", options.exchanges);
+  in.read("door", options.door);
+  in.read("becomingReadySeconds", options.becomingReadySeconds);
+  in.read("neverReady", options.neverReady);
+  in.read("moveSeconds", options.moveSeconds);
+  in.read("inventorySeconds", options.inventorySeconds);
   in.finish();
-  addDevice(path, [&] { room.addChanger(std::move(identity)); });
+  addDevice(path, [&] { room.addChanger(std::move(identity), std::move(options)); });
 }
 
 void readDisk(Room& room, const json& value, const std::string& path) {

@@ -1,5 +1,6 @@
 #include "simulator/virtual_changer.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "simulator/firmware_image.h"
@@ -77,10 +78,15 @@ void VirtualChanger::addElements() {
       place.type = type;
     }
   }
+  if (changer_.bays.size() > changer_.drives.count)
+    throw std::invalid_argument("there are more drives than bays");
   for (std::size_t i = 0; i < changer_.bays.size(); ++i) {
     elements_.at(static_cast<std::uint16_t>(changer_.drives.first + i)).drive = changer_.bays[i];
   }
   for (const auto& [address, barcode] : changer_.cartridges) {
+    if (elements_.count(address) == 0) {
+      throw std::invalid_argument("there is no element " + std::to_string(address) + " for a cartridge");
+    }
     Element& place = elements_.at(address);
     put(place, makeCartridge(barcode), {}, false);
     if (place.drive) place.drive->clearUnitAttentions();

@@ -12,8 +12,10 @@ TEST(RoomJson, BuildsWhatItDescribes) {
   const auto room = Room::fromJson(R"({
     "adapters": [{"buses": 2, "maximumPhysicalPages": 17}],
     "drives": [{"bus": 1, "target": 5, "model": "ULTRIUM-PX3", "interface": "SAS", "claimed": true,
-                "loadId": "0xA1700D76", "cartridge": true, "afterDownload": "never returns"}],
-    "changers": [{"target": 6, "className": "Changer7", "claimed": true}],
+                "serial": "S1", "loadId": "0xA1700D76", "cartridge": true, "afterDownload": "never returns"}],
+    "changers": [{"target": 6, "className": "Changer7", "driver": {"version": "1.2"}, "bays": ["", "S1"],
+                  "slots": {"first": "0x2000", "count": 2},
+                  "cartridges": [{"element": "0x2001", "barcode": "QOR001L3"}]}],
     "dosNames": ["COM3"],
     "faults": [{"cdb": "00", "nth": 2, "sense": "02 04 01"}]
   })");
@@ -24,6 +26,11 @@ TEST(RoomJson, BuildsWhatItDescribes) {
   EXPECT_TRUE(drive->loaded());
   EXPECT_EQ(drive->address(), "H0-B1-T5-L0");
   EXPECT_EQ(drive->options().level, "A1B2");
+  const auto* library = dynamic_cast<const VirtualChanger*>(room->devices()[1].get());
+  ASSERT_TRUE(library);
+  EXPECT_EQ(library->options().driver->version, "1.2");
+  EXPECT_EQ(library->elements().at(0x101).drive, drive);
+  EXPECT_EQ(library->elements().at(0x2001).medium()->options().barcode, "QOR001L3");
   EXPECT_THAT(room->dosNames(), IsSupersetOf({"C:", "Scsi0:", "Tape0", "Changer7", "COM3"}));
 }
 
@@ -50,6 +57,11 @@ TEST(RoomJson, NamesTheKeyAtFault) {
        R"(The key "drives[0].interface" must be one of "FC", "SAS", "SCSI".)"},
       {R"({"drives": [{}], "disks": [{}]})",
        R"(The key "disks[0]" cannot be placed: there is a device at H0-B0-T0-L0 already.)"},
+      {R"({"changers": [{"slots": {"last": 1}}]})", R"(The key "changers[0].slots.last" is unknown.)"},
+      {R"({"changers": [{"bays": ["X"]}]})",
+       R"(The key "changers[0].bays[0]" must be the serial number of a drive in "drives".)"},
+      {R"({"changers": [{"cartridges": [{"element": 9}]}]})",
+       R"(The key "changers[0]" cannot be placed: there is no element 9 for a cartridge.)"},
       {R"({"dosNames": [3]})", R"(The key "dosNames[0]" must be a text in double quotes.)"},
       {R"({"faults": [{"cdb": "12", "reply": "0"}]})",
        R"(The key "faults[0].reply" must be pairs of hexadecimal digits.)"},
