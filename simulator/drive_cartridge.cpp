@@ -1,4 +1,4 @@
-// Loading, unloading and holding cartridges; reservations.
+// Loading, unloading and holding cartridges.
 #include "simulator/room.h"
 
 namespace simulator {
@@ -6,7 +6,16 @@ namespace simulator {
 void VirtualDrive::insert(std::unique_ptr<Medium> medium) {
   medium_ = std::move(medium);
   loaded_ = true;
+  mounted();
   addUnitAttention(0x28, 0x00);  // not ready to ready change, medium may have changed
+}
+
+/// A cartridge is threaded: the tape stands at its beginning, and the mode pages tell of it.
+void VirtualDrive::mounted() {
+  partition_ = 0;
+  object_ = 0;
+  ++counters_.loads;
+  showPartitions();
 }
 
 void VirtualDrive::insertBlank() {
@@ -27,8 +36,6 @@ void VirtualDrive::addCartridgeCommands() {
     if (request.cdb[4] > 1) invalidField(4);
     removalPrevented_ = request.cdb[4] == 1;
   });
-  onCommand(0x16, {0xFF, 0, 0, 0, 0, 0}, [this](ScsiRequest&) { reserved_ = true; });
-  onCommand(0x17, {0xFF, 0, 0, 0, 0, 0}, [this](ScsiRequest&) { reserved_ = false; });
 }
 
 // LOAD UNLOAD (SSC-4 7.2): an unloaded cartridge stays at hand, LOAD takes it in again.
@@ -49,6 +56,7 @@ void VirtualDrive::loadUnload(ScsiRequest& request) {
     throw CheckCondition{{.key = 4, .asc = 0x53, .ascq = 0x00}};
   }
   if (immediate) readyAt_ = room().clock().milliseconds() + takes;
+  if (load && !loaded_) mounted();
   loaded_ = load;
 }
 

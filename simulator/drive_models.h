@@ -12,8 +12,9 @@ struct DriveModel {
   std::uint8_t densityCode;  ///< primary density code
   std::uint32_t bitsPerMillimetre;
   std::uint16_t tracks;
-  std::uint32_t capacity;        ///< of a cartridge of its own generation, in megabytes (10^6 bytes)
-  std::uint8_t extraPartitions;  ///< maximum additional partitions
+  std::uint32_t capacity;         ///< of a cartridge of its own generation, in megabytes (10^6 bytes)
+  std::uint8_t extraPartitions;   ///< maximum additional partitions
+  std::uint8_t partitioningType;  ///< default of the medium partition page; 0: there is no choice
   /// Where the drive tells whether it serves in a library: a buffer for READ BUFFER, and in it either bit 3
   /// of the byte at an offset or, with offset 0, bit 28 of the entry "lib_feature". The bit is clear when it
   /// does.

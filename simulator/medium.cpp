@@ -4,10 +4,10 @@
 
 namespace simulator {
 
-std::uint64_t Partition::used() const {
+std::uint64_t Partition::used(std::size_t count) const {
   // A filemark takes room too, as a short block does.
   return std::accumulate(
-      objects.begin(), objects.end(), std::uint64_t{0},
+      objects.begin(), objects.begin() + static_cast<std::ptrdiff_t>(count), std::uint64_t{0},
       [](std::uint64_t sum, const TapeObject& object) { return sum + object.data.size() + object.filemark; });
 }
 

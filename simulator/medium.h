@@ -28,7 +28,8 @@ struct Partition {
   std::vector<TapeObject> objects;
   std::uint64_t capacity = 0;  ///< bytes
 
-  std::uint64_t used() const;
+  /// Bytes that the first `count` objects take.
+  std::uint64_t used(std::size_t count) const;
 };
 
 /// An attribute of the medium auxiliary memory (SPC-4 7.4).

@@ -89,6 +89,8 @@ void readDrive(Room& room, const json& value, const std::string& path) {
   in.read("rebootSeconds", options.rebootSeconds);
   in.read("becomingReadySeconds", options.becomingReadySeconds);
   in.read("loadSeconds", options.loadSeconds);
+  in.read("formatSeconds", options.formatSeconds);
+  in.read("eraseSeconds", options.eraseSeconds);
   in.finish();
   addDevice(path, [&] { room.addDrive(std::move(identity), options); });
 }

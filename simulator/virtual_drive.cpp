@@ -22,7 +22,14 @@ VirtualDrive::VirtualDrive(Room& room, DeviceOptions identity, DriveOptions opti
     setBuffer(model_.featureBuffer, std::move(features));
   }
   addCartridgeCommands();
+  addReservationCommands();
   addFirmwareCommands();
+  addDataCommands();
+  addPositionCommands();
+  addModeCommands();
+  addLogCommands();
+  addAttributeCommands();
+  addReportCommands();
   if (drive_.cartridge) {
     insertBlank();
     clearUnitAttentions();
@@ -58,6 +65,11 @@ void VirtualDrive::reboot() {
   readyAt_ = room().clock().milliseconds() + away + std::int64_t{drive_.becomingReadySeconds} * 1000;
   reserved_ = false;
   removalPrevented_ = false;
+  persistent_ = {};
+  modes_.reset();
+  blockLength_ = 0;
+  bufferedMode_ = 1;
+  if (medium_) mounted();
   clearUnitAttentions();
   addUnitAttention(0x29, 0x00);  // power on, reset, or bus device reset occurred
 }
