@@ -4,7 +4,7 @@
 
 #include "kiv/api.h"
 #include "kiv/changer/commands.h"
-#include "kiv/scsi/driver_command.h"
+#include "kiv/scsi/standard_driver_commands.h"
 #include "kiv/types.h"
 
 // Windows' changer structures (winioctl.h).
@@ -120,15 +120,11 @@ class KIV_API QORChangerCmdReadCartridgeLocation : public QORChangerCmdReadEleme
   ReturnCode doOperation(void* deviceHandle) override;
 };
 
-/// Sense data of the last failed request, from the changer driver's own request. CMD_OK, or CMD_NOT_SUPPORTED
-/// when the driver has none.
-class KIV_API QORChangerCmdRequestSense : public QORScsiCommand {
+/// Sense data of the last failed request, from the changer driver's own request. CMD_OK, CMD_ERROR when the
+/// driver refuses, or CMD_NOT_SUPPORTED when it keeps none.
+class KIV_API QORChangerCmdRequestSense : public QORScsiCmdChangerRequestSense {
  public:
-  QORChangerCmdRequestSense() = default;
-  explicit QORChangerCmdRequestSense(GenericScsiCommand* generic) : QORScsiCommand(generic) {}
-  /// On its own, with a data buffer of `allocation` bytes; 32 for 0.
-  explicit QORChangerCmdRequestSense(ulong32 allocation);
-  ReturnCode doOperation(void* deviceHandle) override;
+  using QORScsiCmdChangerRequestSense::QORScsiCmdChangerRequestSense;
 };
 
 /// Mounting and unmounting by element address is not offered by the driver: always CMD_NOT_SUPPORTED.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -83,4 +84,9 @@ class KIV_API ChangerDriveMapping : public ChangerLibraryBaseCommands {
   /// Whatever fails is logged and left out. Every drive compared with a bay is closed afterwards; a changer
   /// is closed too, except when its ranges or its element status could not be read.
   void getMapping(DeviceController& controller, std::vector<DriveMapping>& map);
+
+ private:
+  /// Appends a record for every drive that the identifier of a bay names.
+  void mapBay(DeviceController& controller, std::span<const std::uint8_t> identifier,
+              std::vector<DriveMapping>& map);
 };

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "platform/win32.h"
+
+// How the driver twins call Windows' changer interface.
+
+/// The changer's element ranges and features. False when the request fails.
+inline bool getChangerParameters(HANDLE changer, GET_CHANGER_PARAMETERS& parameters) {
+  parameters = {};
+  DWORD returned = 0;
+  return DeviceIoControl(changer, IOCTL_CHANGER_GET_PARAMETERS, nullptr, 0, &parameters, sizeof parameters,
+                         &returned, nullptr) != FALSE;
+}
+
+/// Sends a request that has no answer.
+template <typename Block>
+bool tellChanger(HANDLE changer, DWORD code, Block& block) {
+  DWORD returned = 0;
+  return DeviceIoControl(changer, code, &block, sizeof block, nullptr, 0, &returned, nullptr) != FALSE;
+}

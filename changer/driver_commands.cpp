@@ -1,0 +1,171 @@
+#include "kiv/changer/driver_commands.h"
+
+#include "changer/changer_interface.h"
+#include "kiv/frame/logger.h"
+#include "kiv/scsi/big_endian.h"
+#include "scsi/cdb.h"
+
+namespace {
+
+constexpr const char* SCSI = "SCSI";
+
+/// Where each kind of element starts, and how many there are, in the order in which an address is looked up.
+struct ElementRange {
+  ELEMENT_TYPE type;
+  WORD GET_CHANGER_PARAMETERS::*first;
+  WORD GET_CHANGER_PARAMETERS::*count;
+};
+constexpr ElementRange RANGES[] = {
+    {ChangerTransport, &GET_CHANGER_PARAMETERS::FirstTransportNumber,
+     &GET_CHANGER_PARAMETERS::NumberTransportElements},
+    {ChangerDrive, &GET_CHANGER_PARAMETERS::FirstDriveNumber,
+     &GET_CHANGER_PARAMETERS::NumberDataTransferElements},
+    {ChangerIEPort, &GET_CHANGER_PARAMETERS::FirstIEPortNumber, &GET_CHANGER_PARAMETERS::NumberIEElements},
+    {ChangerSlot, &GET_CHANGER_PARAMETERS::FirstSlotNumber, &GET_CHANGER_PARAMETERS::NumberStorageElements},
+};
+
+/// Translates an address of the CDB; one that lies in no range is logged under its name.
+bool translate(void* changer, std::uint16_t address, const char* name, CHANGER_ELEMENT& element) {
+  if (QORChangerCmdElementInformation::translateAddress(changer, address, element)) return true;
+  logger->logDebug(SCSI, 0, "Could not translate %s %d", name, address);
+  return false;
+}
+
+}  // namespace
+
+ReturnCode QORChangerCmdElementInformation::doOperation(void* deviceHandle) {
+  GET_CHANGER_PARAMETERS parameters;
+  if (!getChangerParameters(deviceHandle, parameters)) return CMD_ERROR;
+  constexpr std::uint8_t PAGE_CODE = 0x1D;
+  constexpr std::uint8_t PAGE_LENGTH = 18;
+  std::uint8_t page[24] = {sizeof page - 1, 0, 0, 0, PAGE_CODE, PAGE_LENGTH};
+  const WORD fields[] = {parameters.FirstTransportNumber, parameters.NumberTransportElements,
+                         parameters.FirstSlotNumber,      parameters.NumberStorageElements,
+                         parameters.FirstIEPortNumber,    parameters.NumberIEElements,
+                         parameters.FirstDriveNumber,     parameters.NumberDataTransferElements};
+  for (std::size_t i = 0; i < std::size(fields); ++i) writeBigEndian(page, 6 + 2 * i, 2, fields[i]);
+  copyIoData(page, sizeof page);
+  return CMD_OK;
+}
+
+bool QORChangerCmdElementInformation::translateAddress(void* deviceHandle, std::uint16_t scsiAddress,
+                                                       CHANGER_ELEMENT& element) {
+  GET_CHANGER_PARAMETERS parameters;
+  if (!getChangerParameters(deviceHandle, parameters)) return false;
+  logger->logDebug(SCSI, 0, "Transport:%d %d Drive:%d %d Slot:%d %d IE:%d %d",
+                   parameters.FirstTransportNumber, parameters.NumberTransportElements,
+                   parameters.FirstDriveNumber, parameters.NumberDataTransferElements,
+                   parameters.FirstSlotNumber, parameters.NumberStorageElements, parameters.FirstIEPortNumber,
+                   parameters.NumberIEElements);
+  return translateAddress(parameters, scsiAddress, element);
+}
+
+bool QORChangerCmdElementInformation::translateAddress(const GET_CHANGER_PARAMETERS& parameters,
+                                                       std::uint16_t scsiAddress, CHANGER_ELEMENT& element) {
+  for (const ElementRange& range : RANGES) {
+    const unsigned int first = parameters.*range.first;
+    if (scsiAddress >= first && scsiAddress < first + parameters.*range.count) {
+      element.ElementType = range.type;
+      element.ElementAddress = scsiAddress - first;
+      return true;
+    }
+  }
+  return false;
+}
+
+std::uint16_t QORChangerCmdElementInformation::absoluteAddress(const GET_CHANGER_PARAMETERS& parameters,
+                                                               const CHANGER_ELEMENT& element) {
+  for (const ElementRange& range : RANGES) {
+    if (range.type == element.ElementType) {
+      return static_cast<std::uint16_t>(parameters.*range.first + element.ElementAddress);
+    }
+  }
+  return 0;
+}
+
+ReturnCode QORChangerCmdPreventAllowMediumRemoval::doOperation(void* deviceHandle) {
+  const DWORD control = readByte(cdbSpan(), 4) == 0 ? UNLOCK_ELEMENT : LOCK_ELEMENT;
+  bool done = false;
+  for (const ELEMENT_TYPE type : {ChangerIEPort, ChangerDoor}) {
+    CHANGER_SET_ACCESS access{{type, 0}, control};
+    done |= tellChanger(deviceHandle, IOCTL_CHANGER_SET_ACCESS, access);
+  }
+  return done ? CMD_OK : CMD_ERROR;
+}
+
+ReturnCode QORChangerCmdPositionToElement::doOperation(void* deviceHandle) {
+  const std::uint16_t destination = readBe16(cdbSpan(), 4);
+  logger->logDebug(SCSI, 0, "Position to element %d", destination);
+  CHANGER_SET_POSITION position{};
+  if (!translate(deviceHandle, readBe16(cdbSpan(), 2), "TansportAddress", position.Transport) ||
+      !translate(deviceHandle, destination, "DestinationAddress", position.Destination)) {
+    return CMD_ERROR;
+  }
+  return tellChanger(deviceHandle, IOCTL_CHANGER_SET_POSITION, position) ? CMD_OK : CMD_ERROR;
+}
+
+ReturnCode QORChangerMoveMedium::doOperation(void* deviceHandle) {
+  const std::uint16_t transport = readBe16(cdbSpan(), 2);
+  const std::uint16_t source = readBe16(cdbSpan(), 4);
+  const std::uint16_t destination = readBe16(cdbSpan(), 6);
+  CHANGER_MOVE_MEDIUM move{};
+  if (!translate(deviceHandle, transport, "TansportAddress", move.Transport) ||
+      !translate(deviceHandle, source, "SourceAddress", move.Source) ||
+      !translate(deviceHandle, destination, "DestinationAddress", move.Destination)) {
+    return CMD_ERROR;
+  }
+  if (!tellChanger(deviceHandle, IOCTL_CHANGER_MOVE_MEDIUM, move)) {
+    logger->logDebug(SCSI, 0, "IOCTL_CHANGER_MOVE_MEDIUM failed:Transport: %d, Source: %d, Destination: %d",
+                     move.Transport.ElementType, move.Source.ElementType, move.Destination.ElementType);
+    return CMD_ERROR;
+  }
+  logger->logDebug(SCSI, 0, "IOCTL_CHANGER_MOVE_MEDIUM passed:Transport: %d, Source: %d, Destination: %d",
+                   transport, source, destination);
+  return CMD_OK;
+}
+
+ReturnCode QORChangerCmdExchangeMedium::doOperation(void* deviceHandle) {
+  const std::uint16_t transport = readBe16(cdbSpan(), 2);
+  const std::uint16_t source = readBe16(cdbSpan(), 4);
+  const std::uint16_t first = readBe16(cdbSpan(), 6);
+  const std::uint16_t second = readBe16(cdbSpan(), 8);
+  logger->logDebug(SCSI, 0, "Exchange medium: %d %d %d %d", transport, source, first, second);
+  CHANGER_EXCHANGE_MEDIUM exchange{};
+  if (!translate(deviceHandle, transport, "TansportAddress", exchange.Transport) ||
+      !translate(deviceHandle, source, "SourceAddress", exchange.Source) ||
+      !translate(deviceHandle, first, "first DestinationAddress", exchange.Destination1) ||
+      !translate(deviceHandle, second, "second DestinationAddress", exchange.Destination2)) {
+    return CMD_ERROR;
+  }
+  GET_CHANGER_PARAMETERS parameters;
+  if (!getChangerParameters(deviceHandle, parameters)) return CMD_ERROR;
+  if ((parameters.Features0 & CHANGER_EXCHANGE_MEDIA) == 0) {
+    logger->logDebug(
+        SCSI, 0,
+        "Medium Exchange failed because changer does not support media exchange - Features 0:%8.8X-%8.8X",
+        static_cast<unsigned int>(parameters.Features0), static_cast<unsigned int>(parameters.Features1));
+    return CMD_ERROR;
+  }
+  return tellChanger(deviceHandle, IOCTL_CHANGER_EXCHANGE_MEDIUM, exchange) ? CMD_OK : CMD_ERROR;
+}
+
+ReturnCode QORChangerCmdInitializeElementStatus::doOperation(void* deviceHandle) {
+  CHANGER_INITIALIZE_ELEMENT_STATUS request{};
+  request.ElementList.Element.ElementType = AllElements;
+  if (tellChanger(deviceHandle, IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS, request)) {
+    logger->logDebug(SCSI, 0, "IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS passed");
+    return CMD_OK;
+  }
+  logger->logDebug(SCSI, 0, "IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS failed - used passthrough instead");
+  return QORScsiCommand::doOperation(deviceHandle);
+}
+
+ReturnCode QORChangerCmdInitializeElementStatusWithRange::doOperation(void* deviceHandle) {
+  CHANGER_INITIALIZE_ELEMENT_STATUS request{};
+  if (!translate(deviceHandle, readBe16(cdbSpan(), 2), "SourceAddress", request.ElementList.Element))
+    return CMD_ERROR;
+  request.ElementList.NumberOfElements = readBe16(cdbSpan(), 6);
+  if (!tellChanger(deviceHandle, IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS, request)) return CMD_ERROR;
+  logger->logDebug(SCSI, 0, "CHANGER_INITIALIZE_ELEMENT_STATUS with range passed");
+  return CMD_OK;
+}

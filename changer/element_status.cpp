@@ -1,0 +1,133 @@
+#include "kiv/changer/element_status.h"
+
+#include <algorithm>
+
+#include "kiv/frame/logger.h"
+#include "kiv/scsi/big_endian.h"
+
+namespace {
+
+constexpr std::size_t REPORT_HEADER = 8;
+constexpr std::size_t PAGE_HEADER = 8;
+/// One page per element type.
+constexpr std::size_t MOST_PAGES = 4;
+/// Element addresses have 16 bits.
+constexpr std::size_t MOST_DESCRIPTORS = 65535;
+
+template <typename Plain, typename WithIdentifier, typename... Arguments>
+std::unique_ptr<ElemStatusDescriptor> make(bool withIdentifier, Arguments... arguments) {
+  if (withIdentifier) return std::make_unique<WithIdentifier>(arguments...);
+  return std::make_unique<Plain>(arguments...);
+}
+
+std::unique_ptr<ElemStatusDescriptor> makeDescriptor(ChangerElementTypeCode type, bool withIdentifier,
+                                                     const std::uint8_t* data, ulong32 available,
+                                                     std::uint16_t length, bool volumeTag) {
+  switch (type) {
+    case ELEMENT_MEDIUM_TRANSPORT:
+      return std::make_unique<MediumTransportElemStatusDescriptor>(data, available, length, volumeTag);
+    case ELEMENT_STORAGE:
+      return make<StorageElemStatusDescriptor, StorageWithDVCIDElemStatusDescriptor>(
+          withIdentifier, data, available, length, volumeTag);
+    case ELEMENT_IMPORT_EXPORT:
+      return make<IOElemStatusDescriptor, IOElemwDVCIDStatusDescriptor>(withIdentifier, data, available,
+                                                                        length, volumeTag);
+    case ELEMENT_DATA_TRANSFER:
+      return make<DataTransferElemStatusDescriptor, DataTransferwDVCIDElemStatusDescriptor>(
+          withIdentifier, data, available, length, volumeTag);
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace
+
+ChangerElementStatusPage::ChangerElementStatusPage(const std::uint8_t* data, ulong32 available,
+                                                   bool deviceIdentifier)
+    : pageData(data), bytesAvailable(data == nullptr ? 0 : available), withIdentifier(deviceIdentifier) {
+  initialize();
+}
+
+void ChangerElementStatusPage::initialize() {
+  descriptors.clear();
+  const std::span<const std::uint8_t> page(pageData, bytesAvailable);
+  if (page.size() < PAGE_HEADER) return;
+  typeCode = page[0];
+  primaryVolumeTag = (page[1] & 0x80) != 0;
+  alternateVolumeTag = (page[1] & 0x40) != 0;
+  descriptorLength = readBe16(page, 2);
+  byteDescAvailable = readBe24(page, 5);
+  logger->logDebug("SCSI", 0, "ChangerElementStatusPage::decodeData, type %d", typeCode);
+  logger->logBinary("SCSI", 0, "ChangerElementStatusPage::decodeData, page",
+                    reinterpret_cast<const char*>(page.data()), static_cast<ulong32>(page.size()));
+
+  auto rest = page.subspan(PAGE_HEADER);
+  rest = rest.first(std::min<std::size_t>(rest.size(), byteDescAvailable));
+  while (descriptorLength != 0 && rest.size() >= descriptorLength && descriptors.size() < MOST_DESCRIPTORS) {
+    auto descriptor = makeDescriptor(typeCode, withIdentifier, rest.data(), static_cast<ulong32>(rest.size()),
+                                     descriptorLength, primaryVolumeTag);
+    if (descriptor == nullptr) return;
+    descriptor->decodeData();
+    descriptors.push_back(std::move(descriptor));
+    rest = rest.subspan(descriptorLength);
+  }
+}
+
+ElemStatusDescriptor* ChangerElementStatusPage::getDescriptor(std::uint16_t index) const {
+  return index < descriptors.size() ? descriptors[index].get() : nullptr;
+}
+
+std::uint16_t ChangerElementStatusPage::getMaxReportedElementAddress() const {
+  std::uint16_t highest = 0;
+  for (const auto& descriptor : descriptors) highest = std::max(highest, descriptor->getElementAddress());
+  return highest;
+}
+
+std::string ChangerElementStatusPage::toString() const {
+  std::string text = "ChangerElementStatusPage::toString(), Type: " + std::to_string(typeCode) +
+                     ", PVolTag " + std::to_string(primaryVolumeTag) + ", DescLength " +
+                     std::to_string(descriptorLength) + ", bytes desc. available " +
+                     std::to_string(byteDescAvailable);
+  for (const auto& descriptor : descriptors) text += descriptor->toString();
+  return text;
+}
+
+ChangerElementStatusData::ChangerElementStatusData(const std::uint8_t* data, ulong32 length,
+                                                   bool deviceIdentifier) {
+  if (data != nullptr) decodeData({data, length}, deviceIdentifier);
+}
+
+void ChangerElementStatusData::decodeData(std::span<const std::uint8_t> data, bool deviceIdentifier) {
+  if (data.size() < REPORT_HEADER) return;
+  firstElementAddressReported = readBe16(data, 0);
+  numberElementsAvail = readBe16(data, 2);
+  byteCntReportAvail = readBe24(data, 5);
+  for (auto rest = data.subspan(REPORT_HEADER); rest.size() >= PAGE_HEADER && pages.size() < MOST_PAGES;) {
+    const std::size_t pageLength = PAGE_HEADER + readBe24(rest, 5);
+    if (pageLength > rest.size()) return;
+    const std::uint8_t type = rest[0];
+    if (type < ELEMENT_MEDIUM_TRANSPORT || type > ELEMENT_DATA_TRANSFER) {
+      logger->logDebug("SCSI", 0, "ChangerElementStatusData::decodeData, wrong type detected %d", type);
+      return;
+    }
+    pages.push_back(std::make_unique<ChangerElementStatusPage>(rest.data(), static_cast<ulong32>(rest.size()),
+                                                               deviceIdentifier));
+    rest = rest.subspan(pageLength);
+  }
+}
+
+ChangerElementStatusPage* ChangerElementStatusData::getElementStatusPage(std::uint16_t index) const {
+  return index < pages.size() ? pages[index].get() : nullptr;
+}
+
+std::uint16_t ChangerElementStatusData::getMaxReportedElementAddress() const {
+  std::uint16_t highest = 0;
+  for (const auto& page : pages) highest = std::max(highest, page->getMaxReportedElementAddress());
+  return highest;
+}
+
+std::string ChangerElementStatusData::toString() const {
+  std::string text;
+  for (const auto& page : pages) text += page->toString();
+  return text;
+}

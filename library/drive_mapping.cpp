@@ -1,0 +1,119 @@
+#include "kiv/library/drive_mapping.h"
+
+#include <new>
+#include <optional>
+
+#include "kiv/changer/commands.h"
+#include "kiv/device/controller.h"
+#include "kiv/frame/logger.h"
+#include "kiv/scsi/big_endian.h"
+#include "library/element_data.h"
+
+namespace {
+
+constexpr const char* CLCO = "CLCO";
+constexpr std::uint8_t TAPE_DRIVE = 0x01;
+constexpr std::uint8_t MEDIUM_CHANGER = 0x08;
+
+// READ ELEMENT STATUS data (SMC-3).
+constexpr std::size_t REPORT_HEADER = 8;
+constexpr std::size_t FIRST_DESCRIPTOR = 16;
+constexpr std::size_t DESCRIPTOR_HEADER = 12;
+constexpr std::size_t VOLUME_TAG = 36;
+constexpr std::size_t IDENTIFIER_HEADER = 4;
+
+using Bytes = std::span<const std::uint8_t>;
+
+void dump(const char* title, Bytes data) {
+  logger->logBinary(CLCO, 0, title, reinterpret_cast<const char*>(data.data()),
+                    static_cast<ulong32>(data.size()));
+}
+
+/// The identifier that a descriptor carries: its length is computed in eight bits, and ends with the
+/// descriptor. None when the descriptor has no room for one.
+std::optional<Bytes> identifierIn(Bytes descriptor, bool volumeTag) {
+  const std::size_t offset = DESCRIPTOR_HEADER + (volumeTag ? VOLUME_TAG : 0);
+  if (descriptor.size() < offset + IDENTIFIER_HEADER) return std::nullopt;
+  const Bytes rest = descriptor.subspan(offset);
+  const auto length = static_cast<std::uint8_t>(rest[3] + IDENTIFIER_HEADER);
+  return rest.first(std::min<std::size_t>(length, rest.size()));
+}
+
+DriveMapping pair(ScsiTarget& changer, ScsiTarget& drive) {
+  return {changer.getSerialNumber(),  changer.getTargetId(),  changer.getLun(),
+          changer.getHostAdapterId(), changer.getBusNumber(), changer.getDriverName(),
+          drive.getSerialNumber(),    drive.getTargetId(),    drive.getLun(),
+          drive.getHostAdapterId(),   drive.getBusNumber(),   drive.getModelName(),
+          drive.getDriverName()};
+}
+
+}  // namespace
+
+ChangerDriveMapping::ChangerDriveMapping() : ChangerLibraryBaseCommands(nullptr) {}
+
+void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<DriveMapping>& map) try {
+  for (int i = 0; i < controller.getDeviceCount(); ++i) {
+    ScsiTarget* target = controller.getDevice(i);
+    if (target == nullptr || target->getDeviceTyp() != MEDIUM_CHANGER) continue;
+    setChanger(target);
+    changer->openDevice();
+    logger->logDebug(CLCO, 0, "ChangerDriveMapping::getMapping for [%s][%s][%s]", changer->getModelName(),
+                     changer->getSerialNumber(), changer->getDeviceSpecialFile());
+    if (!getElementAddressRanges()) {
+      logger->logError(CLCO, 0,
+                       "ChangerDriveMapping::getMapping, getElementAddressRanges failed for changer %s",
+                       changer->getSerialNumber());
+      continue;
+    }
+    ChangerCmdReadElementStatus cmd(ELEMENT_DATA_TRANSFER, firstDataTransferElementAddress,
+                                    numberOfDataTransferElements, false, true, REPORT_HEADER);
+    unsigned int descriptorLength = 0;
+    unsigned int elementCount = 0;
+    unsigned char volumeTagPresent = 0;
+    const bool readable =
+        getDescriptorTableOfReadElement(cmd, descriptorLength, elementCount, volumeTagPresent) != nullptr;
+    logger->logDebug(CLCO, 0, "ChangerDriveMapping::getMapping ElementCount: %d",
+                     static_cast<int>(elementCount));
+    if (!readable) {
+      logger->logWarning(CLCO, 0, "ChangerDriveMapping::getMapping - Could not retrieve DescriptorTable");
+      continue;
+    }
+    dump("ChangerDriveMapping::getMapping - Descriptor Data Of ReadElement", cmd.ioDataSpan());
+    Bytes descriptors = arrivedData(*changer, cmd).subspan(FIRST_DESCRIPTOR);
+    for (unsigned int k = 0;
+         k < elementCount && descriptorLength != 0 && descriptors.size() >= descriptorLength; ++k) {
+      const auto identifier = identifierIn(descriptors.first(descriptorLength), volumeTagPresent != 0);
+      descriptors = descriptors.subspan(descriptorLength);
+      if (identifier) mapBay(controller, *identifier, map);
+    }
+    changer->closeDevice();
+  }
+} catch (const std::bad_alloc&) {
+  logger->logError(CLCO, 0, "ChangerDriveMapping::getMapping - out of memory");
+}
+
+void ChangerDriveMapping::mapBay(DeviceController& controller, Bytes identifier,
+                                 std::vector<DriveMapping>& map) {
+  if (identifier.empty()) {
+    logger->logError(CLCO, 0, "ChangerDriveMapping::getMapping - identifier of length 0");
+  } else {
+    dump("ChangerDriveMapping::getMapping - identifier", identifier);
+  }
+  for (int j = 0; j < controller.getDeviceCount(); ++j) {
+    ScsiTarget* drive = controller.getDevice(j);
+    if (drive == nullptr || drive->getDeviceTyp() != TAPE_DRIVE) continue;
+    setDevice(drive);
+    if (!drive->isInquiryDataValid() || *drive->getSerialNumber() == '\0') drive->openDevice();
+    if (compareDeviceInquiry(identifier.data(), static_cast<ulong32>(identifier.size()))) {
+      map.push_back(pair(*changer, *drive));
+      logger->logDebug(
+          CLCO, 0,
+          "ChangerDriveMapping::getMapping -  device[%d] map.DriveDriverName: %s map.ChangerDriverName: %s",
+          j, drive->getDriverName(), changer->getDriverName());
+    } else {
+      logger->logDebug(CLCO, 0, "ChangerDriveMapping::getMapping -  compareInquiry no match device[%s]",
+                       drive->getSerialNumber());
+    }
+    drive->closeDevice();
+  }
+}
