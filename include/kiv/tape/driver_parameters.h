@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "kiv/device/target.h"
+#include "kiv/scsi/driver_command.h"
+#include "kiv/tape/parameter_value.h"
+
+// Parameters through the operating system's tape functions (compression, block length) and the maker's driver
+// (data safe mode, skip sync, sleep mode timer, archive mode unthread). CMD_ERROR when the call fails;
+// CMD_INVALID_PARAMETER_TYPE, without any call, for every other type.
+
+class KIV_API QORTapeMetaCmdSetParam : public QORScsiCommand {
+ public:
+  QORTapeMetaCmdSetParam(ScsiTarget* device, ParamType parameter, std::uint32_t newValue);
+  ScsiTarget* getScsiDevice() const { return target; }
+  std::string getVolId() const { return volId; }
+  void setVolId(std::string volume) { volId = std::move(volume); }
+  ReturnCode doOperation(void* deviceHandle) override;
+
+ private:
+  ScsiTarget* target;
+  ParamType type;
+  std::uint32_t value;
+  std::string volId;
+};
+
+class KIV_API QORTapeMetaCmdQueryParam : public QORScsiCommand {
+ public:
+  QORTapeMetaCmdQueryParam(ScsiTarget* device, ParamType parameter);
+  ScsiTarget* getScsiDevice() const { return target; }
+  ReturnCode doOperation(void* deviceHandle) override;
+  std::uint32_t getValue() const { return value; }
+
+ private:
+  /// The value in the data buffer too, little-endian, as the driver gives its own.
+  ReturnCode answer(std::uint32_t newValue);
+
+  ScsiTarget* target;
+  ParamType type;
+  std::uint32_t value = 0;
+};

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "kiv/device/target.h"
+#include "kiv/scsi/command.h"
+#include "kiv/tape/parameter_value.h"
+#include "kiv/types.h"
+
+/// A job made of several commands to one drive; its outcome is that of the last command. It is never sent
+/// itself.
+class KIV_API TapeMetaCommands : public GenericScsiCommand {
+ public:
+  /// Every inner command gets `senseBytes` bytes for its sense data.
+  TapeMetaCommands(ScsiTarget* device, std::uint8_t senseBytes);
+  void setScsiDevice(ScsiTarget* device) { target = device; }
+
+ protected:
+  ScsiTarget* target;
+  std::uint8_t senseLength;
+};
+
+/// Sets one parameter of a drive: by MODE SENSE(6) and MODE SELECT(6) on a pass-through target, by the
+/// maker's driver on a driver target (the write cache always by mode pages).
+///
+/// Results: CMD_OK; CMD_NOT_SUPPORTED for a type without a mode page; CMD_INVALID_PARAMETER_TYPE for one that
+/// the driver does not handle; else that of the command that failed. What was selected before a failure
+/// stays.
+class KIV_API TapeMetaCmdSetParam : public TapeMetaCommands {
+ public:
+  TapeMetaCmdSetParam(ScsiTarget* device, std::uint8_t senseBytes);
+  TapeMetaCmdSetParam(ScsiTarget* device, ParamType parameter, std::uint32_t newValue,
+                      std::uint8_t senseBytes);
+  TapeMetaCmdSetParam(ScsiTarget* device, ParamType parameter, std::string volume, std::uint8_t senseBytes);
+
+  void setType(ParamType parameter) { type = parameter; }
+  void setValue(std::uint32_t newValue) { value = newValue; }
+  void setVolId(std::string volume) { volId = std::move(volume); }
+
+  ReturnCode setParameter();
+
+  ReturnCode setCompression(bool on);
+  /// Bytes. `previous`, unless null, receives the block length that was in force.
+  ReturnCode setBlockLength(ulong32 length, ulong32* previous);
+  ReturnCode setWriteCache(bool on);
+  ReturnCode setImmediateMode(ulong32 mode);
+  ReturnCode setSILIMode(bool on);
+
+ private:
+  ReturnCode setByDriver();
+  ReturnCode selectCompression();
+  ReturnCode selectBlockLength();
+  ReturnCode selectOnePage();
+
+  ParamType type = PARAM_COMPRESSION;
+  std::uint32_t value = 0;
+  std::string volId;
+};
+
+/// Queries parameters of a drive, the same ways as TapeMetaCmdSetParam sets them.
+class KIV_API TapeMetaCmdQueryParam : public TapeMetaCommands {
+ public:
+  /// Queries every parameter that the drive has.
+  TapeMetaCmdQueryParam(ScsiTarget* device, std::uint8_t senseBytes);
+  /// Queries one.
+  TapeMetaCmdQueryParam(ScsiTarget* device, ParamType parameter, std::uint8_t senseBytes);
+
+  /// Fills the vector anew. A parameter whose page the drive answers short or wrong is left out; of all
+  /// parameters also one whose page the drive refuses. Results as those of TapeMetaCmdSetParam.
+  ReturnCode queryParameter();
+
+  /// The value of the last parameter queried.
+  std::uint32_t getValue() const { return value; }
+  std::string getVolId() const { return volId; }
+  ParameterVector& getAllParameters() { return parameters; }
+
+  ReturnCode getBlockLength(ulong32& length);
+  ReturnCode getWriteCache(bool* on);
+  ReturnCode getCompression(bool* on);
+
+ private:
+  ReturnCode queryOne(ParamType parameter);
+  ReturnCode queryByDriver(ParamType parameter);
+  ReturnCode queryByModePage(ParamType parameter);
+  /// Queries one parameter; CMD_ERROR also when the drive left it out.
+  ReturnCode readOne(ParamType parameter);
+  void addEntry(ParamType parameter, std::uint32_t newValue);
+
+  ParamType type = PARAM_COMPRESSION;
+  bool all;
+  std::uint32_t value = 0;
+  std::string volId;
+  ParameterVector parameters;
+};

@@ -1,0 +1,80 @@
+#include "kiv/tape/driver_parameters.h"
+
+#include "kiv/frame/logger.h"
+#include "tape/driver_call.h"
+#include "tape/driver_requests.h"
+
+QORTapeMetaCmdSetParam::QORTapeMetaCmdSetParam(ScsiTarget* device, ParamType parameter,
+                                               std::uint32_t newValue)
+    : target(device), type(parameter), value(newValue) {}
+
+ReturnCode QORTapeMetaCmdSetParam::doOperation(void* deviceHandle) {
+  ReturnCode result = CMD_INVALID_PARAMETER_TYPE;
+  switch (type) {
+    case PARAM_COMPRESSION: {
+      TAPE_SET_DRIVE_PARAMETERS drive{};
+      drive.Compression = value != 0;
+      result = tapeResult(SetTapeParameters(deviceHandle, SET_TAPE_DRIVE_INFORMATION, &drive));
+      break;
+    }
+    case PARAM_BLOCK_LENGTH: {
+      TAPE_SET_MEDIA_PARAMETERS media{value};
+      result = tapeResult(SetTapeParameters(deviceHandle, SET_TAPE_MEDIA_INFORMATION, &media));
+      break;
+    }
+    case PARAM_DATA_SAFE_MODE:
+    case PARAM_SKIP_SYNC:
+    case PARAM_SLEEP_MODE_TIMER:
+    case PARAM_ARCHIVE_MODE_UNTHREAD: {
+      driver::ParameterBlock block{type, value};
+      result = sendToDriver(deviceHandle, driver::IOCTL_TAPE_SET_PARAMETER, block);
+      break;
+    }
+    default:
+      break;
+  }
+  if (result == CMD_OK) {
+    logger->logDebug("SCSI", 0, "QORScsiCmdSetParameter succeeded, type %d, value %d", static_cast<int>(type),
+                     static_cast<int>(value));
+  }
+  return result;
+}
+
+QORTapeMetaCmdQueryParam::QORTapeMetaCmdQueryParam(ScsiTarget* device, ParamType parameter)
+    : target(device), type(parameter) {}
+
+ReturnCode QORTapeMetaCmdQueryParam::doOperation(void* deviceHandle) {
+  switch (type) {
+    case PARAM_COMPRESSION: {
+      TAPE_GET_DRIVE_PARAMETERS drive{};
+      DWORD size = sizeof drive;
+      const ReturnCode result =
+          tapeResult(GetTapeParameters(deviceHandle, GET_TAPE_DRIVE_INFORMATION, &size, &drive));
+      return result == CMD_OK ? answer(drive.Compression != 0) : result;
+    }
+    case PARAM_BLOCK_LENGTH: {
+      TAPE_GET_MEDIA_PARAMETERS media{};
+      DWORD size = sizeof media;
+      const ReturnCode result =
+          tapeResult(GetTapeParameters(deviceHandle, GET_TAPE_MEDIA_INFORMATION, &size, &media));
+      return result == CMD_OK ? answer(media.BlockSize) : result;
+    }
+    case PARAM_DATA_SAFE_MODE:
+    case PARAM_SKIP_SYNC:
+    case PARAM_SLEEP_MODE_TIMER:
+    case PARAM_ARCHIVE_MODE_UNTHREAD: {
+      driver::ParameterBlock block{type, 0};
+      const ReturnCode result = askDriver(deviceHandle, driver::IOCTL_TAPE_QUERY_PARAMETER, block);
+      return result == CMD_OK ? answer(block.value) : result;
+    }
+    default:
+      return CMD_INVALID_PARAMETER_TYPE;
+  }
+}
+
+ReturnCode QORTapeMetaCmdQueryParam::answer(std::uint32_t newValue) {
+  value = newValue;
+  if (setIoDataLength(sizeof value) != CMD_OK) return CMD_NO_MEMORY;
+  copyIoData(&value, sizeof value);
+  return CMD_OK;
+}

@@ -1,0 +1,57 @@
+#include "tape/mode_page.h"
+
+#include <algorithm>
+
+#include "kiv/device/driver_target.h"
+#include "kiv/scsi/big_endian.h"
+#include "scsi/cdb.h"
+
+namespace {
+
+constexpr std::uint8_t MOST_MODE_DATA = 255;
+constexpr std::size_t PAGE_CODE_BYTE = 4;
+
+/// Header, page header and page.
+std::size_t pageListLength(const ModePage& page, const SenseModePage& sensed) {
+  return page.subpage ? sensed[7] + std::size_t{8} : sensed[5] + std::size_t{6};
+}
+
+}  // namespace
+
+SenseModePage::SenseModePage(const ModePage& page, std::uint8_t senseBytes, bool blockDescriptors)
+    : ScsiCmdModeSense6(!blockDescriptors, 0, page.code, MOST_MODE_DATA) {
+  setSubPageCode(page.subpage);
+  setSenseDataLength(senseBytes);
+}
+
+ReturnCode SenseModePage::execute(ScsiTarget& target) {
+  const ReturnCode status = target.scsiExecCDB(*this);
+  arrivedLength = 0;
+  if (status == CMD_OK && getIoDataLength() > 0) {
+    arrivedLength = std::min<std::size_t>(ioDataSpan()[0] + std::size_t{1}, getIoDataLength());
+    // A driver target may have answered without a transfer of its own.
+    if (dynamic_cast<QORScsiTarget*>(&target) == nullptr) {
+      arrivedLength = std::min<std::size_t>(arrivedLength, target.GetTransferredDataLength());
+    }
+  }
+  return status;
+}
+
+std::uint8_t SenseModePage::operator[](std::size_t offset) const { return readByte(arrived(), offset); }
+
+SelectModePage::SelectModePage(const ModePage& page, const SenseModePage& sensed)
+    : SelectModePage(pageListLength(page, sensed), sensed) {
+  writeBits(list(), PAGE_CODE_BYTE, page.subpage ? 0x80 : 0xC0, 0);
+  if (page.saved) writeByte(cdbSpan(), 1, 0x01);
+}
+
+SelectModePage::SelectModePage(std::size_t listLength, const SenseModePage& sensed)
+    : ScsiCmdModeSelect6(static_cast<std::uint8_t>(std::min<std::size_t>(listLength, MOST_MODE_DATA))) {
+  setSenseDataLength(sensed.getSenseDataLength());
+  std::ranges::copy_n(sensed.getIoData(), std::min(sensed.getIoDataLength(), getIoDataLength()), getIoData());
+  writeByte(list(), 0, 0);
+}
+
+QORScsiTarget* driverForParameter(ScsiTarget* target, ParamType type) {
+  return type == PARAM_WRITE_CACHE ? nullptr : dynamic_cast<QORScsiTarget*>(target);
+}
