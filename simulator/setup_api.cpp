@@ -73,10 +73,17 @@ void describe(SP_DEVINFO_DATA* device, DWORD index) {
   device->DevInst = index + 1;
 }
 
-/// Text with its final zero byte into a buffer of the caller's.
-void copyText(const std::string& text, void* buffer, std::size_t size, DWORD tooSmall) {
-  if (text.size() + 1 > size) throw WindowsError{tooSmall};
-  std::memcpy(buffer, text.c_str(), text.size() + 1);
+/// A text value: with its final zero byte, unless a fault supplies the bytes.
+Bytes textValue(const std::string& text, const Fault* fault) {
+  if (fault && fault->reply) return *fault->reply;
+  Bytes value(text.begin(), text.end());
+  value.push_back(0);
+  return value;
+}
+
+void copyValue(const Bytes& value, void* buffer, std::size_t size, DWORD tooSmall) {
+  if (value.size() > size) throw WindowsError{tooSmall};
+  std::memcpy(buffer, value.data(), value.size());
 }
 
 std::string property(const AdapterOptions& adapter, std::uint8_t number, DWORD which) {
@@ -138,7 +145,8 @@ BOOL getDeviceInterfaceDetail(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
     if (device) describe(device, index);
     if (size < head + path.size() + 1) throw WindowsError{ERROR_INSUFFICIENT_BUFFER};
     if (detail->cbSize != sizeof *detail) throw WindowsError{errorInvalidUserBuffer};
-    copyText(path, reinterpret_cast<char*>(detail) + head, size - head, ERROR_INSUFFICIENT_BUFFER);
+    copyValue(textValue(path, nullptr), reinterpret_cast<char*>(detail) + head, size - head,
+              ERROR_INSUFFICIENT_BUFFER);
     return TRUE;
   });
 }
@@ -157,12 +165,12 @@ BOOL getDeviceRegistryProperty(HDEVINFO set, SP_DEVINFO_DATA* device, DWORD whic
   return answer("SetupDiGetDeviceRegistryPropertyA", "", std::to_string(which), failing(FALSE),
                 [&](JournalEntry&, const Fault* fault) {
                   VirtualAdapter& adapter = as<DeviceInfoSet>(set).of(device);
-                  std::string text = property(adapter.options(), adapter.number(), which);
-                  if (fault && fault->reply) text.assign(fault->reply->begin(), fault->reply->end());
+                  const std::string text = property(adapter.options(), adapter.number(), which);
                   if (text.empty()) throw WindowsError{errorInvalidData};
+                  const Bytes value = textValue(text, fault);
                   if (type) *type = REG_SZ;
-                  if (required) *required = static_cast<DWORD>(text.size() + 1);
-                  copyText(text, buffer, buffer ? size : 0, ERROR_INSUFFICIENT_BUFFER);
+                  if (required) *required = static_cast<DWORD>(value.size());
+                  copyValue(value, buffer, buffer ? size : 0, ERROR_INSUFFICIENT_BUFFER);
                   return TRUE;
                 });
 }
@@ -187,14 +195,12 @@ BOOL destroyDeviceInfoList(HDEVINFO set) {
 LONG regQueryValue(HKEY key, LPCSTR name, LPDWORD, LPDWORD type, LPBYTE data, LPDWORD size) {
   return static_cast<LONG>(answer("RegQueryValueExA", "", name ? name : "", failingWithCode,
                                   [&](JournalEntry&, const Fault* fault) -> DWORD {
-                                    std::string text = as<RegistryKey>(key).value(name);
-                                    if (fault && fault->reply)
-                                      text.assign(fault->reply->begin(), fault->reply->end());
+                                    const Bytes value = textValue(as<RegistryKey>(key).value(name), fault);
                                     if (type) *type = REG_SZ;
                                     if (!size) return NO_ERROR;
                                     const DWORD room = *size;
-                                    *size = static_cast<DWORD>(text.size() + 1);
-                                    if (data) copyText(text, data, room, ERROR_MORE_DATA);
+                                    *size = static_cast<DWORD>(value.size());
+                                    if (data) copyValue(value, data, room, ERROR_MORE_DATA);
                                     return NO_ERROR;
                                   }));
 }
