@@ -36,17 +36,17 @@ constexpr DWORD changerRequestSense = changer(0x819, readAccess);
 static_assert(tapeRequestSense == 0x001F6064 && changerRequestSense == 0x00306064);
 /// Out.
 struct SenseBlock {
-  std::uint32_t length;
-  std::uint8_t sense[96];
+  std::uint32_t length = 0;
+  std::uint8_t sense[96]{};
 };
 static_assert(sizeof(SenseBlock) == 100);
 
 constexpr DWORD modeSense = 0x4D1BC00C;
 /// In: page and subpage. Out: the form (the operation code whose mode data follow), then mode data.
 struct ModeSenseBlock {
-  std::uint8_t page;
-  std::uint8_t subpage;
-  std::uint8_t rest[262];
+  std::uint8_t page = 0;
+  std::uint8_t subpage = 0;
+  std::uint8_t rest[262]{};
 };
 static_assert(sizeof(ModeSenseBlock) == 264);
 
@@ -56,22 +56,22 @@ constexpr DWORD logSense = tape(0x833, readAccess);
 static_assert(logSense == 0x001F60CC);
 /// In and out.
 struct LogSenseBlock {
-  std::uint8_t page;
-  std::uint8_t subpage;
-  std::uint8_t pageControl;
-  std::uint8_t reserved1[5];
-  std::uint32_t length;  ///< out
-  std::uint32_t reserved2;
-  std::uint8_t data[1024];  ///< out
+  std::uint8_t page = 0;
+  std::uint8_t subpage = 0;
+  std::uint8_t pageControl = 0;
+  std::uint8_t reserved1[5]{};
+  std::uint32_t length = 0;  ///< out
+  std::uint32_t reserved2 = 0;
+  std::uint8_t data[1024]{};  ///< out
 };
 static_assert(sizeof(LogSenseBlock) == 1040 && offsetof(LogSenseBlock, data) == 16);
 
 constexpr DWORD encryptionStatus = tape(0x820, readAccess);
 /// Out.
 struct EncryptionStatusBlock {
-  std::uint32_t capable;
-  std::uint32_t method;  ///< 0 none, 1 library, 2 system, 3 application, 4 custom
-  std::uint32_t status;  ///< 1: on
+  std::uint32_t capable = 0;
+  std::uint32_t method = 0;  ///< 0 none, 1 library, 2 system, 3 application, 4 custom
+  std::uint32_t status = 0;  ///< 1: on
 };
 static_assert(encryptionStatus == 0x001F6080 && sizeof(EncryptionStatusBlock) == 12);
 
@@ -79,14 +79,14 @@ constexpr DWORD queryPartition = tape(0x825, readWriteAccess);
 constexpr DWORD createPartition = tape(0x826, readWriteAccess);
 /// Out of the query, in for the creation. A creation by method 0 only formats.
 struct PartitionBlock {
-  std::uint32_t method;  ///< 1 initiator-defined, 2 select-data, 3 fixed-data
-  std::uint32_t partitions;
-  std::uint32_t formatType;
-  std::uint8_t maxAdditional;
-  std::uint8_t active;
-  std::uint8_t units;
-  std::uint8_t type;
-  std::uint16_t sizes[64];
+  std::uint32_t method = 0;  ///< 1 initiator-defined, 2 select-data, 3 fixed-data
+  std::uint32_t partitions = 0;
+  std::uint32_t formatType = 0;
+  std::uint8_t maxAdditional = 0;
+  std::uint8_t active = 0;
+  std::uint8_t units = 0;
+  std::uint8_t type = 0;
+  std::uint16_t sizes[64]{};
 };
 static_assert(queryPartition == 0x001FE094 && createPartition == 0x001FE098);
 static_assert(sizeof(PartitionBlock) == 144 && offsetof(PartitionBlock, sizes) == 16);
@@ -94,23 +94,23 @@ static_assert(sizeof(PartitionBlock) == 144 && offsetof(PartitionBlock, sizes) =
 constexpr DWORD setPartition = tape(0x827, readWriteAccess);
 /// In.
 struct SetPartitionBlock {
-  std::uint32_t partition;
-  std::uint32_t reserved;
-  std::uint64_t block;
+  std::uint32_t partition = 0;
+  std::uint32_t reserved = 0;
+  std::uint64_t block = 0;
 };
 static_assert(setPartition == 0x001FE09C && sizeof(SetPartitionBlock) == 16);
 
 constexpr DWORD verify = tape(0x82A, readAccess);
 /// In: the fields of VERIFY(6).
 struct VerifyBlock {
-  std::uint8_t fixed;
-  std::uint8_t byteCompare;
-  std::uint8_t immediate;
-  std::uint8_t byFilemarks;
-  std::uint8_t logicalBlockProtection;
-  std::uint8_t toEnd;
-  std::uint8_t reserved[2];
-  std::uint32_t length;
+  std::uint8_t fixed = 0;
+  std::uint8_t byteCompare = 0;
+  std::uint8_t immediate = 0;
+  std::uint8_t byFilemarks = 0;
+  std::uint8_t logicalBlockProtection = 0;
+  std::uint8_t toEnd = 0;
+  std::uint8_t reserved[2]{};
+  std::uint32_t length = 0;
 };
 static_assert(verify == 0x001F60A8 && sizeof(VerifyBlock) == 12);
 
@@ -118,13 +118,13 @@ constexpr DWORD queryBlockProtection = tape(0x831, readWriteAccess);
 constexpr DWORD setBlockProtection = tape(0x832, readWriteAccess);
 /// Out of the query, in for the setting.
 struct BlockProtectionBlock {
-  std::uint8_t capable;
-  std::uint8_t method;
-  std::uint8_t length;
-  std::uint8_t write;
-  std::uint8_t read;
-  std::uint8_t recoverBuffered;
-  std::uint8_t reserved[2];
+  std::uint8_t capable = 0;
+  std::uint8_t method = 0;
+  std::uint8_t length = 0;
+  std::uint8_t write = 0;
+  std::uint8_t read = 0;
+  std::uint8_t recoverBuffered = 0;
+  std::uint8_t reserved[2]{};
 };
 static_assert(queryBlockProtection == 0x001FE0C4 && setBlockProtection == 0x001FE0C8);
 static_assert(sizeof(BlockProtectionBlock) == 8);
@@ -135,36 +135,36 @@ constexpr DWORD setParameter = tape(0x835, readWriteAccess);
 struct ParameterBlock {
   std::uint32_t
       type;  ///< 36 data safe mode, 37 skip sync, 38 sleep mode timer (seconds), 39 archive mode unthread
-  std::uint32_t value;
+  std::uint32_t value = 0;
 };
 static_assert(queryParameter == 0x001FE0D0 && setParameter == 0x001FE0D4 && sizeof(ParameterBlock) == 8);
 
 constexpr DWORD encryptionDiagnostic = CTL_CODE(makerTape, 0x00C, METHOD_BUFFERED, readWriteAccess);
 /// In and out.
 struct EncryptionDiagnosticBlock {
-  std::uint32_t type;  ///< 0 full, 1 path, 15 set-up
-  std::uint32_t completionCode;
-  std::uint32_t errorNumber;
+  std::uint32_t type = 0;  ///< 0 full, 1 path, 15 set-up
+  std::uint32_t completionCode = 0;
+  std::uint32_t errorNumber = 0;
 };
 static_assert(encryptionDiagnostic == 0x84CAC030 && sizeof(EncryptionDiagnosticBlock) == 12);
 
 constexpr DWORD tapePaths = CTL_CODE(makerTape, 0x007, METHOD_BUFFERED, readWriteAccess);
 constexpr DWORD changerPaths = CTL_CODE(makerChanger, 0x007, METHOD_BUFFERED, readWriteAccess);
 struct PathBlock {
-  std::uint8_t hostAdapter;
-  std::uint8_t bus;
-  std::uint8_t target;
-  std::uint8_t lun;
-  std::uint8_t primary;
-  std::uint8_t enabled;
-  std::uint8_t failed;
-  std::uint8_t reserved;
+  std::uint8_t hostAdapter = 0;
+  std::uint8_t bus = 0;
+  std::uint8_t target = 0;
+  std::uint8_t lun = 0;
+  std::uint8_t primary = 0;
+  std::uint8_t enabled = 0;
+  std::uint8_t failed = 0;
+  std::uint8_t reserved = 0;
 };
 /// Out.
 struct PathsBlock {
-  std::uint32_t count;
-  std::uint32_t reserved;
-  PathBlock paths[32];
+  std::uint32_t count = 0;
+  std::uint32_t reserved = 0;
+  PathBlock paths[32]{};
 };
 static_assert(tapePaths == 0x84CAC01C && changerPaths == 0x84C9C01C && sizeof(PathsBlock) == 264);
 
@@ -174,23 +174,23 @@ constexpr DWORD cartridgeLocations = changer(0x81B, readWriteAccess);
 static_assert(cartridgeLocations == 0x0030E06C);
 /// In.
 struct LocationsRequest {
-  std::uint16_t first;  ///< element address
-  std::uint16_t count;
+  std::uint16_t first = 0;  ///< element address
+  std::uint16_t count = 0;
 };
 /// Out: the number of records (32 bits), then the records.
 struct LocationRecord {
-  std::uint16_t address;
-  std::uint16_t source;
-  std::uint8_t state;   ///< byte 2 of an element descriptor
-  std::uint8_t origin;  ///< byte 9 of an element descriptor
-  std::uint8_t asc;
-  std::uint8_t ascq;
-  std::uint8_t volumeTag[36];
-  std::uint8_t codeSet;
-  std::uint8_t identifierType;
-  std::uint8_t reserved;
-  std::uint8_t identifierLength;
-  std::uint8_t identifier[24];
+  std::uint16_t address = 0;
+  std::uint16_t source = 0;
+  std::uint8_t state = 0;   ///< byte 2 of an element descriptor
+  std::uint8_t origin = 0;  ///< byte 9 of an element descriptor
+  std::uint8_t asc = 0;
+  std::uint8_t ascq = 0;
+  std::uint8_t volumeTag[36]{};
+  std::uint8_t codeSet = 0;
+  std::uint8_t identifierType = 0;
+  std::uint8_t reserved = 0;
+  std::uint8_t identifierLength = 0;
+  std::uint8_t identifier[24]{};
 };
 static_assert(sizeof(LocationsRequest) == 4 && sizeof(LocationRecord) == 72);
 

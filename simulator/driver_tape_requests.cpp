@@ -29,6 +29,7 @@ constexpr ParameterField parameterFields[] = {
     {38, 0x1A, 0x00, 3, 0x08, 0x08},  // sleep mode: idle condition C enabled
     {39, 0x30, 0x43, 4, 0x02, 0x02},  // archive mode unthread
 };
+constexpr std::uint32_t applicationManaged = 3;
 constexpr std::size_t idleCTimer = 16;  // in the power condition page, units of 100 ms
 
 const ParameterField& fieldOf(std::uint32_t type) {
@@ -59,15 +60,21 @@ void DriverTapeHandle::logSense(ControlRequest& request) {
 }
 
 void DriverTapeHandle::encryptionStatus(ControlRequest& request) {
-  request.reply(protocol::EncryptionStatusBlock{.capable = 1, .method = 0, .status = 0});
+  // The data encryption status page of the tape data encryption protocol (SSC-4 8.5.2.7).
+  const ScsiRequest outcome = driver().run({0xA2, 0x20, 0x00, 0x20, 0, 0, 0, 0, 0, 24, 0, 0}, 24);
+  const bool on = readNumber(outcome.dataIn, 5, 1) != 0;
+  request.reply(protocol::EncryptionStatusBlock{
+      .capable = outcome.status == statusGood, .method = on ? applicationManaged : 0, .status = on});
 }
 
-/// The path from the driver to the drive's encryption: SEND DIAGNOSTIC with a self-test stands for it.
 void DriverTapeHandle::encryptionDiagnostic(ControlRequest& request) {
   auto block = request.input<protocol::EncryptionDiagnosticBlock>();
   if (block.type != 0 && block.type != 1 && block.type != 15) throw WindowsError{ERROR_INVALID_PARAMETER};
-  block.completionCode = 0;
-  block.errorNumber = 0;
+  const Bytes page{0x80, 0, 0, 6, 0xE0, 0, 0, 0, 0x20, static_cast<std::uint8_t>(block.type)};
+  const ScsiRequest outcome =
+      driver().run({0x1D, 0x10, 0, 0, static_cast<std::uint8_t>(page.size()), 0}, 0, page);
+  block.completionCode = outcome.status;
+  block.errorNumber = outcome.status == statusGood ? NO_ERROR : ERROR_IO_DEVICE;
   request.reply(block);
 }
 
@@ -91,7 +98,7 @@ void DriverTapeHandle::queryPartition(ControlRequest& request) {
 void DriverTapeHandle::createPartition(const ControlRequest& request) {
   const auto block = request.input<protocol::PartitionBlock>();
   if (block.method > 3 || block.formatType > 0x0F) throw WindowsError{ERROR_INVALID_PARAMETER};
-  driver().send({0x01, 0, 0, 0, 0, 0});  // a medium is formatted at its beginning
+  locate(0, 0, false);  // a medium is formatted at its beginning
   if (block.method != 0) {
     if (block.partitions < 1 || block.partitions > std::size(block.sizes))
       throw WindowsError{ERROR_INVALID_PARAMETER};
@@ -99,10 +106,13 @@ void DriverTapeHandle::createPartition(const ControlRequest& request) {
     byteAt(image, 3) = static_cast<std::uint8_t>(block.partitions - 1);
     std::uint8_t& methods = byteAt(image, 4);
     methods = static_cast<std::uint8_t>((methods & 0x1F) | bit(true, 4 + static_cast<int>(block.method)));
-    byteAt(image, 6) = static_cast<std::uint8_t>(block.type << 4 | (block.units & 0x0F));
-    image.resize(header + 8);
-    for (std::uint32_t i = 0; i < block.partitions; ++i) put16(image, header + 8 + 2 * i, block.sizes[i]);
-    byteAt(image, 1) = static_cast<std::uint8_t>(image.size() - header - 2);
+    // Drives that partition in one way only have no partitioning type.
+    std::uint8_t& units = byteAt(image, 6);
+    const int type = units >> 4 != 0 && block.type != 0 ? block.type : units >> 4;
+    units = static_cast<std::uint8_t>(type << 4 | (block.units & 0x0F));
+    for (std::size_t i = 0; header + 8 + 2 * i + 1 < image.size(); ++i) {
+      put16(image, header + 8 + 2 * i, i < block.partitions ? block.sizes[i] : 0);
+    }
     modeSelect(std::move(image));
   }
   driver().send({0x04, 0, static_cast<std::uint8_t>(block.formatType), 0, 0, 0});
