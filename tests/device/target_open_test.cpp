@@ -1,0 +1,401 @@
+// Which handle leads to a device, and what happens when none does.
+#include <cstdlib>
+#include <string_view>
+
+#include "tests/device/room_fixture.h"
+
+using simulator::Bytes;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::IsSupersetOf;
+
+namespace {
+
+class TargetOpen : public RoomTest {
+ protected:
+  /// The address that Windows gives for a class device.
+  static Bytes scsiAddress(std::uint8_t port, std::uint8_t bus, std::uint8_t target, std::uint8_t lun) {
+    return {8, 0, 0, 0, port, bus, target, lun};
+  }
+  ScsiTarget target;
+};
+
+TEST_F(TargetOpen, StartsUnopenedWithoutAnAddress) {
+  EXPECT_FALSE(target.isOpened());
+  EXPECT_EQ(target.getDeviceHandle(), INVALID_HANDLE_VALUE);
+  EXPECT_STREQ(target.getSerialNumber(), "       ");
+  EXPECT_EQ(target.getDeviceTyp(), 0xFF);
+  EXPECT_EQ(target.getBusyBit(), 1);
+  EXPECT_EQ(target.getDeviceOpenMode(), 1u);
+  EXPECT_EQ(target.resetDevice(), CMD_NOT_SUPPORTED);
+  EXPECT_EQ(target.GetMaximumTransferLength(), 0u);
+
+  target.setHostAdapterId(0);
+  target.setTargetId(5);
+  target.setLun(0);
+  EXPECT_EQ(target.openDevice(), CMD_NO_ADDRESS) << "the bus is still unset";
+  EXPECT_THAT(room.journal().lines(), ElementsAre());
+}
+
+TEST_F(TargetOpen, TakesThePortForADeviceThatNobodyClaimed) {
+  room.addDisk({.target = 1});
+  room.addDrive({.target = 5, .model = "ULTRIUM-PX6", .level = "A1B2", .serial = "0123456789"});
+  EXPECT_THAT(
+      logOf([&] { EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK); }),
+      ElementsAre(R"(IBefore ScsiTarget::openDevice H0-B0-T5-L0)",
+                  "DScsiTarget::openDevice Host (0) Bus (0) Target (5) Lun (0)",
+                  "DGeneric Port Driver will be used", "DCompare 0-1-0", "DCompare 0-5-0",
+                  R"(D\\.\scsi0:: Adapter Descriptor: MaximumTransferLength (1048576) )"
+                  "MaximumPhysicalPages (257) AlignmentMask (3)",
+                  R"(D\\.\scsi0:: Adapter Capabilities: MaximumTransferLength (1048576))",
+                  "DretrieveInitialInquiryData() Inquiry passed", "DCheck Interface Typ by Inquiry Page 0",
+                  "DPort Identification descriptor is available. length is 0x15 value 0x01",
+                  "DScsiTarget::open Inquiry cmd OK [QOR     -ULTRIUM-PX6     ]",
+                  "DretrieveInitialInquiryData() returned CMD_OK!",
+                  "ISet timeout for model: ULTRIUM-PX6     ", "DCommon timeout values for LTO",
+                  "DSetting tape specific timeoutvalues for model ULTRIUM-PX6     ",
+                  "IAfter ScsiTarget::openDevice H0-B0-T5-L0 rc:0"));
+  EXPECT_STREQ(target.getDriverName(), R"(\\.\scsi0:)");
+  EXPECT_STREQ(target.getDeviceSpecialFile(), R"(\\.\scsi0:)");
+  EXPECT_STREQ(target.getTapeDrvVersion(), "WinDefault");
+  EXPECT_EQ(target.openDevice(), CMD_OK) << "open already";
+  target.closeDevice();
+  EXPECT_FALSE(target.isOpened());
+  EXPECT_THAT(
+      room.journal().lines(),
+      ElementsAre(R"(CreateFileA \\.\scsi0: rw)", R"(DeviceIoControl \\.\scsi0: SCSI_GET_INQUIRY_DATA)",
+                  R"(DeviceIoControl \\.\scsi0: STORAGE_QUERY_PROPERTY)", "CDB H0-B0-T5-L0 12 00 00 00 24 00",
+                  "CDB H0-B0-T5-L0 12 01 80 00 1E 00", "CDB H0-B0-T5-L0 12 00 00 00 60 00",
+                  "CDB H0-B0-T5-L0 12 01 83 00 64 00", R"(CloseHandle \\.\scsi0:)"));
+
+  // Identified once, it is not asked again.
+  room.journal().clear();
+  EXPECT_THAT(
+      logOf([&] { EXPECT_EQ(target.openDevice(), CMD_OK); }),
+      IsSupersetOf({R"(IBefore ScsiTarget::openDevice H0-B0-T5-L0 \\.\scsi0:)", R"(DDriver Name: \\.\scsi0:)",
+                    "DretrieveInitialInquiryData() Inquiry Data are already set"}));
+  EXPECT_EQ(room.journal().count("12"), 0u);
+  target.closeDevice();
+}
+
+TEST_F(TargetOpen, LooksForTheClassDeviceOfAClaimedDevice) {
+  room.addDrive({.target = 3, .claimed = true});  // Tape0
+  room.addDrive({.target = 5, .serial = "S5", .claimed = true});
+  EXPECT_THAT(
+      logOf([&] { EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK); }),
+      IsSupersetOf({"DScsiTarget::openDevice Device is claimed!", R"(DClass Driver opened \\.\tape0)",
+                    R"(DScsiTarget::openDevice Compare Scsi Address failed: )"
+                    R"(Host:0 Bus:0 Target:3 Lun:0 \\.\tape0)",
+                    R"(DClass Driver opened \\.\tape1)", R"(Ddrivername for claimed device is \\.\tape1)"}));
+  EXPECT_STREQ(target.getDriverName(), R"(\\.\tape1)");
+  EXPECT_STREQ(target.getSerialNumber(), "S5");
+  target.closeDevice();
+  const auto lines = room.journal().lines();
+  EXPECT_THAT(
+      std::vector(lines.begin(), lines.begin() + 9),
+      ElementsAre(R"(CreateFileA \\.\scsi0: rw)", R"(DeviceIoControl \\.\scsi0: SCSI_GET_INQUIRY_DATA)",
+                  R"(CloseHandle \\.\scsi0:)", R"(CreateFileA \\.\tape0 rw)",
+                  R"(DeviceIoControl \\.\tape0 SCSI_GET_ADDRESS)", R"(CloseHandle \\.\tape0)",
+                  R"(CreateFileA \\.\tape1 rw)", R"(DeviceIoControl \\.\tape1 SCSI_GET_ADDRESS)",
+                  R"(DeviceIoControl \\.\tape1 STORAGE_QUERY_PROPERTY)"));
+}
+
+TEST_F(TargetOpen, LooksAmongTheDosDevicesInTheEnd) {
+  room.addDrive({.target = 5, .claimed = true, .className = "TapeOfTheMonth"});
+  room.addName("Tape999");
+  EXPECT_THAT(logOf([&] { EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK); }),
+              IsSupersetOf({"DScsiTarget::openDevice Check DosDevices",
+                            "DScsiTarget::openDevice QueryDosDevice Checking TapeOfTheMonth",
+                            R"(Ddrivername for claimed device is \\.\TapeOfTheMonth)"}));
+  target.closeDevice();
+  EXPECT_EQ(room.journal().count("CreateFileA"), 1u + 256u + 1u);
+}
+
+TEST_F(TargetOpen, TriesTheClassDevicesOfTheDeviceType) {
+  const struct {
+    std::uint8_t type;
+    const char* first;
+  } rows[] = {{0, R"(\\.\PhysicalDrive0)"}, {1, R"(\\.\tape0)"},    {4, R"(\\.\cdrom0)"},
+              {5, R"(\\.\cdrom0)"},         {8, R"(\\.\changer0)"}, {0x21, nullptr}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(int{row.type});
+    Bytes list = {1, 0, 0, 0, 1, 7, 0, 0, 12, 0, 0, 0,       /* record */ 0,
+                  5, 0, 1, 1, 0, 0, 0, 0, 0,  0, 0, row.type};
+    room.addAdapter().overrideInquiryList(list);
+    room.journal().clear();
+    const auto host = static_cast<std::uint8_t>(room.adapters().size() - 1);
+    const auto log = logOf([&] { EXPECT_EQ(openAt(target, host, 0, 5), CMD_ERROR); });
+    const auto lines = room.journal().lines();
+    ASSERT_GE(lines.size(), 3u);
+    if (row.first != nullptr) {
+      EXPECT_THAT(lines, Contains("CreateFileA " + std::string(row.first) + " rw -> error 2"));
+      EXPECT_EQ(room.journal().count("CreateFileA"), 1u + 256u);
+    } else {
+      EXPECT_THAT(log, Contains("EScsiTarget::open try to open unsupporteddevice typ:33"));
+      EXPECT_EQ(room.journal().count("CreateFileA"), 1u);
+    }
+    EXPECT_STREQ(target.getDriverName(), ("\\\\.\\scsi" + std::to_string(host) + ":").c_str());
+  }
+}
+
+TEST_F(TargetOpen, LeavesThePortAsTheDriverNameWhenItFails) {
+  room.addDrive({.target = 5});
+  room.addDrive({.target = 6, .claimed = true});
+  const struct {
+    const char* what;
+    simulator::Fault fault;
+    std::uint8_t host, bus, id;
+    const char* log;
+  } rows[] = {
+      {"no such adapter",
+       {},
+       4,
+       0,
+       5,
+       "EScsiTarget::Drive association failed Host (4) Bus (0) Target (5) Lun (0)"},
+      {"no such bus", {}, 0, 1, 5, "EScsiTarget::openDevice number of buses invalid 1<-> 1"},
+      {"not listed",
+       {},
+       0,
+       0,
+       9,
+       "EScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
+      {"list refused",
+       {.call = "SCSI_GET_INQUIRY_DATA", .times = 0, .error = 1},
+       0,
+       0,
+       5,
+       "EScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=1 ("},
+      {"address refused",
+       {.call = "SCSI_GET_ADDRESS", .times = 0, .error = 50},
+       0,
+       0,
+       6,
+       R"(EScsiTarget::IOCTL_SCSI_GET_ADDRESS for \\.\tape0 failed, errno=50 ()"},
+      {"address cut short",
+       {.call = "SCSI_GET_ADDRESS", .times = 0, .transfer = 7},
+       0,
+       0,
+       6,
+       R"(EScsiTarget::IOCTL_SCSI_GET_ADDRESS for \\.\tape0 failed, errno=0 ()"},
+      {"address of another",
+       {.call = "SCSI_GET_ADDRESS", .times = 0, .reply = scsiAddress(1, 0, 6, 0)},
+       0,
+       0,
+       6,
+       R"(DScsiTarget::openDevice Compare Scsi Address failed: Host:1 Bus:0 Target:6 Lun:0 \\.\tape0)"},
+      {"INQUIRY refused",
+       {.cdb = "12", .sense = simulator::Sense{.key = 4, .asc = 0x44, .ascq = 1}},
+       0,
+       0,
+       5,
+       "EScsiTarget::open Inquiry cmd failed: (4-68-1)"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    room.faults().clear();
+    room.addFault(row.fault);
+    target = ScsiTarget();
+    ReturnCode result = CMD_OK;
+    const auto log = logOf([&] { result = openAt(target, row.host, row.bus, row.id); });
+    EXPECT_EQ(result, CMD_ERROR);
+    EXPECT_THAT(log, Contains(testing::StartsWith(row.log)));
+    EXPECT_THAT(log.back(), HasSubstr(" rc:2"));
+    EXPECT_FALSE(target.isOpened());
+    EXPECT_EQ(room.openHandles(), 0u);
+    EXPECT_STREQ(target.getDriverName(), ("\\\\.\\scsi" + std::to_string(row.host) + ":").c_str());
+  }
+}
+
+TEST_F(TargetOpen, LogsTheTraceOfAFailure) {
+  CapturedOutput output;
+  {
+    LogLevel level(LOG_ERROR);
+    EXPECT_EQ(openAt(target, 3, 0, 5, 0, "name"), CMD_ERROR);
+  }
+  EXPECT_THAT(
+      output.text(),
+      HasSubstr("ScsiTarget::Drive association failed Host (3) Bus (0) Target (5) Lun (0) generic:0 [name]"));
+  EXPECT_THAT(output.text(), HasSubstr("ScsiTarget::Drive association failed detailed information: \n"
+                                       "========>ScsiTarget::openDevice Host:3 Bus :0 Target:5 Lun:0\n"
+                                       "Driver Name:name\n"));
+}
+
+TEST_F(TargetOpen, DoesNotOpenByName) {
+  room.addDrive({.target = 5, .claimed = true});
+  const auto byName = [&] {
+    EXPECT_EQ(target.openDevice(0xFF, 0xFFFFFFFF, 0xFF, 0xFFFFFFFF, R"(\\.\tape0)", 1), CMD_ERROR);
+    EXPECT_EQ(openAt(target, 0xFE, 0, 5), CMD_ERROR);
+  };
+  EXPECT_THAT(logOf(byName),
+              IsSupersetOf(
+                  {"DGeneric TapeDriver will be used", "DGeneric TapeDriver will be used",
+                   "EScsiTarget::Drive association failed Host (255) Bus (255) Target (-1) Lun (-1) "
+                   R"(generic:1 [\\.\tape0])",
+                   "EScsiTarget::Drive association failed Host (254) Bus (0) Target (5) Lun (0) generic:1"}));
+  EXPECT_THAT(room.journal().lines(), ElementsAre());
+}
+
+TEST_F(TargetOpen, GrowsTheInquiryBuffer) {
+  room.addDrive({.target = 5});
+  room.addFault({.call = "SCSI_GET_INQUIRY_DATA", .times = 8, .error = ERROR_INSUFFICIENT_BUFFER});
+  EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK) << "the ninth attempt, with 18432 bytes";
+  target.closeDevice();
+  room.addFault({.call = "SCSI_GET_INQUIRY_DATA", .times = 9, .error = ERROR_INSUFFICIENT_BUFFER});
+  EXPECT_THAT(logOf([&] { EXPECT_EQ(openAt(target, 0, 0, 5), CMD_ERROR); }),
+              Contains(testing::EndsWith("buffersize:20480")));
+  EXPECT_EQ(room.journal().count("SCSI_GET_INQUIRY_DATA"), 18u);
+}
+
+TEST_F(TargetOpen, ClosesTheHandleOfAnEarlierOpen) {
+  room.addDrive({.target = 5});
+  room.addDrive({.target = 6});
+  EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK);
+  EXPECT_EQ(openAt(target, 0, 0, 6), CMD_OK);
+  EXPECT_EQ(room.openHandles(), 1u);
+  target.closeDevice();
+}
+
+TEST_F(TargetOpen, NeedsAMaximumTransferLength) {
+  const struct {
+    const char* what;
+    std::uint32_t length, pages;
+    ulong32 result;
+  } rows[] = {{"limited by pages", 1 << 20, 17, 65536},
+              {"limited by length", 65536, 257, 65536},
+              {"pages unknown", 1 << 20, 0, 1 << 20},
+              {"pages beyond 32 bits of bytes", 1 << 20, 0xFFFFFFFF, 1 << 20},
+              {"a single page", 1 << 20, 1, 0}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    room.addAdapter({.maximumTransferLength = row.length, .maximumPhysicalPages = row.pages});
+    const auto host = static_cast<std::uint8_t>(room.adapters().size() - 1);
+    room.addDrive({.adapter = host, .target = 5});
+    EXPECT_EQ(target.openDeviceNoInq(host, 5, 0, 0, nullptr, 1), row.result != 0 ? CMD_OK : CMD_ERROR);
+    EXPECT_EQ(target.GetMaximumTransferLength(), row.result);
+    EXPECT_EQ(target.isOpened(), row.result != 0);
+    target.closeDevice();
+  }
+}
+
+TEST_F(TargetOpen, AsksForCapabilitiesWhenThereIsNoDescriptor) {
+  room.addDrive({.target = 5});
+  room.addFault({.call = "STORAGE_QUERY_PROPERTY", .error = 1});
+  EXPECT_THAT(logOf([&] { EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK); }),
+              Contains(R"(D\\.\scsi0:: Adapter Capabilities: MaximumTransferLength (1048576) )"
+                       "MaximumPhysicalPages (257) AlignmentMask (3)"));
+  room.addFault({.call = "STORAGE_QUERY_PROPERTY", .transfer = 19});
+  room.addFault({.call = "SCSI_GET_CAPABILITIES", .error = 50});
+  EXPECT_THAT(logOf([&] { EXPECT_EQ(target.GetMaximumTransferLength(), 0u); }),
+              ElementsAre(R"(E\\.\scsi0:: Failed ot get scsi adapter capabilities (50))"));
+  target.closeDevice();
+}
+
+TEST_F(TargetOpen, SurvivesEveryTruncationOfTheInquiryList) {
+  room.addDisk({.target = 1});
+  room.addDrive({.bus = 1, .target = 5});
+  room.addDrive({.bus = 1, .target = 6});
+  auto& adapter = room.adapter(0);
+  const Bytes list = adapter.inquiryList();
+  for (std::size_t length = 0; length <= list.size(); ++length) {
+    adapter.overrideInquiryList(Bytes(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(length)));
+    EXPECT_EQ(openAt(target, 0, 1, 6), length == list.size() ? CMD_OK : CMD_ERROR) << length;
+    target.closeDevice();
+  }
+}
+
+TEST_F(TargetOpen, EndsTheWalkThroughABrokenInquiryList) {
+  // One bus whose first record is at 12 and whose second is at 28; the drive that is looked for is the
+  // second.
+  const Bytes good = {1, 0, 0, 0, 1, 7, 0, 0, 12, 0, 0, 0,              //
+                      0, 5, 0, 0, 1, 0, 0, 0, 28, 0, 0, 0, 1, 0, 0, 0,  //
+                      0, 6, 0, 0, 1, 0, 0, 0, 0,  0, 0, 0, 1};
+  const struct {
+    const char* what;
+    std::size_t at;
+    std::uint8_t value;
+    const char* log;
+  } rows[] = {
+      {"first record outside", 8, 200, "WInquiry list: record at 200 lies outside of the 41 bytes returned"},
+      {"first record far outside", 11, 0xFF,
+       "WInquiry list: record at 4278190092 lies outside of the 41 bytes returned"},
+      {"first record among the counts", 8, 3,
+       "WInquiry list: record at 3 lies outside of the 41 bytes returned"},
+      {"no room for a record", 20, 30, "WInquiry list: record at 30 lies outside of the 41 bytes returned"},
+      {"a loop", 20, 12, "WInquiry list: record at 12 comes a second time"},
+      {"inquiry data cut short", 16, 200, "WInquiry list: record at 12 is cut short"},
+      {"inquiry data far too long", 19, 0xFF, "WInquiry list: record at 12 is cut short"},
+      {"without inquiry data", 32, 0,
+       "EScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
+      {"device type unknown", 40, 0xFF,
+       "EScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
+      {"an empty bus", 8, 0, "EScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    Bytes list = good;
+    list[row.at] = row.value;
+    auto& adapter = room.addAdapter();
+    adapter.overrideInquiryList(list);
+    const auto log = logOf([&] { EXPECT_EQ(openAt(target, adapter.number(), 0, 6), CMD_ERROR); });
+    EXPECT_THAT(log, Contains(row.log));
+  }
+  // More buses than the list has room for.
+  auto& adapter = room.addAdapter();
+  adapter.overrideInquiryList(Bytes{255, 0, 0, 0, 1, 7, 0, 0, 0, 0, 0, 0});
+  EXPECT_THAT(logOf([&] { EXPECT_EQ(openAt(target, adapter.number(), 200, 6), CMD_ERROR); }),
+              Contains("WInquiry list: bus 200 lies beyond the 12 bytes returned"));
+}
+
+TEST_F(TargetOpen, ReadsTheDosDeviceNames) {
+  char* list = nullptr;
+  room.addFault({.call = "QueryDosDeviceA", .times = 2, .error = ERROR_INSUFFICIENT_BUFFER});
+  const auto size = getDosDevices(&list);
+  EXPECT_GT(size, 0u);
+  EXPECT_EQ(std::string_view(list, size).substr(0, 3), std::string_view("C:\0", 3));
+  EXPECT_EQ(std::string_view(list, size).substr(size - 2), std::string_view("\0\0", 2));
+  std::free(list);
+  EXPECT_EQ(room.journal().count("QueryDosDeviceA"), 3u);
+
+  room.addFault({.call = "QueryDosDeviceA", .error = ERROR_ACCESS_DENIED});
+  EXPECT_THAT(logOf([&] { EXPECT_EQ(getDosDevices(&list), 0u); }),
+              ElementsAre(HasSubstr("EQueryDosDevice failed size:65536, errno=5 (")));
+  std::free(list);
+  EXPECT_EQ(room.journal().count("QueryDosDeviceA"), 4u)
+      << "another error is not answered by a larger buffer";
+
+  room.addFault({.call = "QueryDosDeviceA", .times = 0, .error = ERROR_INSUFFICIENT_BUFFER});
+  EXPECT_EQ(getDosDevices(&list), 0u) << "a system that is never satisfied";
+  std::free(list);
+}
+
+TEST(Target, IsOrderedByBusLast) {
+  const auto at = [](std::uint8_t host, std::uint64_t id, std::uint64_t lun, std::uint8_t bus) {
+    ScsiTarget target;
+    target.setHostAdapterId(host);
+    target.setTargetId(id);
+    target.setLun(lun);
+    target.setBusNumber(bus);
+    return target;
+  };
+  const ScsiTarget ordered[] = {at(0, 1, 1, 9), at(0, 2, 0, 9), at(0, 2, 1, 0), at(0, 2, 1, 1),
+                                at(1, 0, 0, 0)};
+  for (std::size_t i = 0; i < std::size(ordered); ++i) {
+    for (std::size_t j = 0; j < std::size(ordered); ++j) {
+      EXPECT_EQ(ordered[i] < ordered[j], i < j);
+      EXPECT_EQ(ordered[i] == ordered[j], i == j);
+    }
+  }
+  ScsiTarget copy = ordered[0];
+  copy.setProperty("key", "value");
+  EXPECT_TRUE(copy == ordered[0]);
+  copy.setModelName("other");
+  EXPECT_FALSE(copy == ordered[0]);
+  ScsiTarget second = copy;
+  EXPECT_STREQ(second.getProperty("key"), "value");
+  EXPECT_EQ(second.getProperty("other"), nullptr);
+}
+
+}  // namespace
