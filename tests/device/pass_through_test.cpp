@@ -13,7 +13,7 @@ namespace {
 class PassThrough : public RoomTest {
  protected:
   PassThrough() {
-    room.addDrive({.target = 5, .model = "NO TIME-OUTS"});
+    room.addDrive({.target = 5, .model = "NO TIME-OUTS"}, {.cartridge = true});
     EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK);
     room.journal().clear();
   }
@@ -91,7 +91,7 @@ TEST_F(PassThrough, SendsAnIllegalDirectionAsDataOut) {
   ScsiCmdTestUnitReady command;
   command.setDataDirection(static_cast<ScsiDataDirection>(7));
   EXPECT_THAT(logOf([&] { target.scsiExecCDB(command); }),
-              ElementsAre("EScsiTarget::scsiExecCDB illegal Data Direction on cmd 00h"));
+              ElementsAre("E ScsiTarget::scsiExecCDB illegal Data Direction on cmd 00h"));
   ASSERT_EQ(room.journal().entries().size(), 1u);
   EXPECT_EQ(room.journal().entries()[0].direction, SCSI_IOCTL_DATA_OUT);
 }
@@ -102,9 +102,9 @@ TEST_F(PassThrough, TakesTheTimeOutOfTheTable) {
   room.addFault({.cdb = "00", .delay = 78});
   EXPECT_THAT(
       logOf([&] { EXPECT_EQ(target.scsiExecCDB(command), CMD_ERROR); }),
-      ElementsAre("Dset CDB timeoutvalue 77 for opcode 00 set",
-                  "EScsiTarget::scsiExecCDB, TIMEOUT on cmd 00h, difftime 78.00 (sec), cmd timeout 77",
-                  "DScsiTarget::scsiExecCDB failed, last error code: 0, cmd 00h, TargetStatus: 00h, "
+      ElementsAre("D set CDB timeoutvalue 77 for opcode 00 set",
+                  "E ScsiTarget::scsiExecCDB, TIMEOUT on cmd 00h, difftime 78.00 (sec), cmd timeout 77",
+                  "D ScsiTarget::scsiExecCDB failed, last error code: 0, cmd 00h, TargetStatus: 00h, "
                   "execStatus 2 ScsiStatus 00h"));
   EXPECT_EQ(room.journal().entries()[0].timeOut, 80u);
 }
@@ -115,7 +115,7 @@ TEST_F(PassThrough, NeedsAnOpenDeviceAndForgetsTheLastOutcome) {
   target.scsiExecCDB(command);
   target.closeDevice();
   EXPECT_THAT(logOf([&] { EXPECT_EQ(target.scsiExecCDB(command), CMD_INVALID_HANDLE); }),
-              ElementsAre("EScsiTarget::scsiExecCDB, invalid device handle on cmd 00h"));
+              ElementsAre("E ScsiTarget::scsiExecCDB, invalid device handle on cmd 00h"));
   EXPECT_EQ(command.getExecutionStatus(), CMD_INVALID_HANDLE);
   EXPECT_EQ(command.getTargetStatus(), 0xFF);
   EXPECT_FALSE(command.isSenseDataValid());

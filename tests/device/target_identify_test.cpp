@@ -41,7 +41,7 @@ TEST_F(TargetIdentify, KeepsTheInquiryFieldsAtTheirWidth) {
 
 TEST_F(TargetIdentify, AsksADiskForNothingMore) {
   room.addDisk({.target = 5});
-  EXPECT_THAT(logOf([&] { identify(); }), Contains("DScsiTarget::skip Inquiry page 0x80"));
+  EXPECT_THAT(logOf([&] { identify(); }), Contains("D ScsiTarget::skip Inquiry page 0x80"));
   EXPECT_STREQ(target.getSerialNumber(), "");
   EXPECT_THAT(room.journal().cdbs(), ElementsAre("H0-B0-T5-L0 12 00 00 00 24 00"));
 }
@@ -68,7 +68,7 @@ TEST_F(TargetIdentify, CutsTheSerialNumberToWhatArrived) {
     EXPECT_EQ(target.getSerialNumber(), row.serial);
   }
   room.addFault({.cdb = "12 01 80", .sense = simulator::Sense{.key = 5, .asc = 0x24}});
-  EXPECT_THAT(logOf([&] { identify(); }), Contains("EScsiTarget::Inquiry page 0x80 failed"));
+  EXPECT_THAT(logOf([&] { identify(); }), Contains("E ScsiTarget::Inquiry page 0x80 failed"));
   EXPECT_STREQ(target.getSerialNumber(), "");
 }
 

@@ -44,19 +44,19 @@ TEST_F(TargetOpen, TakesThePortForADeviceThatNobodyClaimed) {
   room.addDrive({.target = 5, .model = "ULTRIUM-PX6", .level = "A1B2", .serial = "0123456789"});
   EXPECT_THAT(
       logOf([&] { EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK); }),
-      ElementsAre(R"(IBefore ScsiTarget::openDevice H0-B0-T5-L0)",
-                  "DScsiTarget::openDevice Host (0) Bus (0) Target (5) Lun (0)",
-                  "DGeneric Port Driver will be used", "DCompare 0-1-0", "DCompare 0-5-0",
-                  R"(D\\.\scsi0:: Adapter Descriptor: MaximumTransferLength (1048576) )"
+      ElementsAre(R"(I Before ScsiTarget::openDevice H0-B0-T5-L0)",
+                  "D ScsiTarget::openDevice Host (0) Bus (0) Target (5) Lun (0)",
+                  "D Generic Port Driver will be used", "D Compare 0-1-0", "D Compare 0-5-0",
+                  R"(D \\.\scsi0:: Adapter Descriptor: MaximumTransferLength (1048576) )"
                   "MaximumPhysicalPages (257) AlignmentMask (3)",
-                  R"(D\\.\scsi0:: Adapter Capabilities: MaximumTransferLength (1048576))",
-                  "DretrieveInitialInquiryData() Inquiry passed", "DCheck Interface Typ by Inquiry Page 0",
-                  "DPort Identification descriptor is available. length is 0x15 value 0x01",
-                  "DScsiTarget::open Inquiry cmd OK [QOR     -ULTRIUM-PX6     ]",
-                  "DretrieveInitialInquiryData() returned CMD_OK!",
-                  "ISet timeout for model: ULTRIUM-PX6     ", "DCommon timeout values for LTO",
-                  "DSetting tape specific timeoutvalues for model ULTRIUM-PX6     ",
-                  "IAfter ScsiTarget::openDevice H0-B0-T5-L0 rc:0"));
+                  R"(D \\.\scsi0:: Adapter Capabilities: MaximumTransferLength (1048576))",
+                  "D retrieveInitialInquiryData() Inquiry passed", "D Check Interface Typ by Inquiry Page 0",
+                  "D Port Identification descriptor is available. length is 0x10 value 0x01",
+                  "D ScsiTarget::open Inquiry cmd OK [QOR     -ULTRIUM-PX6     ]",
+                  "D retrieveInitialInquiryData() returned CMD_OK!",
+                  "I Set timeout for model: ULTRIUM-PX6     ", "D Common timeout values for LTO",
+                  "D Setting tape specific timeoutvalues for model ULTRIUM-PX6     ",
+                  "I After ScsiTarget::openDevice H0-B0-T5-L0 rc:0"));
   EXPECT_STREQ(target.getDriverName(), R"(\\.\scsi0:)");
   EXPECT_STREQ(target.getDeviceSpecialFile(), R"(\\.\scsi0:)");
   EXPECT_STREQ(target.getTapeDrvVersion(), "WinDefault");
@@ -72,10 +72,10 @@ TEST_F(TargetOpen, TakesThePortForADeviceThatNobodyClaimed) {
 
   // Identified once, it is not asked again.
   room.journal().clear();
-  EXPECT_THAT(
-      logOf([&] { EXPECT_EQ(target.openDevice(), CMD_OK); }),
-      IsSupersetOf({R"(IBefore ScsiTarget::openDevice H0-B0-T5-L0 \\.\scsi0:)", R"(DDriver Name: \\.\scsi0:)",
-                    "DretrieveInitialInquiryData() Inquiry Data are already set"}));
+  EXPECT_THAT(logOf([&] { EXPECT_EQ(target.openDevice(), CMD_OK); }),
+              IsSupersetOf({R"(I Before ScsiTarget::openDevice H0-B0-T5-L0 \\.\scsi0:)",
+                            R"(D Driver Name: \\.\scsi0:)",
+                            "D retrieveInitialInquiryData() Inquiry Data are already set"}));
   EXPECT_EQ(room.journal().count("12"), 0u);
   target.closeDevice();
 }
@@ -83,12 +83,12 @@ TEST_F(TargetOpen, TakesThePortForADeviceThatNobodyClaimed) {
 TEST_F(TargetOpen, LooksForTheClassDeviceOfAClaimedDevice) {
   room.addDrive({.target = 3, .claimed = true});  // Tape0
   room.addDrive({.target = 5, .serial = "S5", .claimed = true});
-  EXPECT_THAT(
-      logOf([&] { EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK); }),
-      IsSupersetOf({"DScsiTarget::openDevice Device is claimed!", R"(DClass Driver opened \\.\tape0)",
-                    R"(DScsiTarget::openDevice Compare Scsi Address failed: )"
-                    R"(Host:0 Bus:0 Target:3 Lun:0 \\.\tape0)",
-                    R"(DClass Driver opened \\.\tape1)", R"(Ddrivername for claimed device is \\.\tape1)"}));
+  EXPECT_THAT(logOf([&] { EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK); }),
+              IsSupersetOf(
+                  {"D ScsiTarget::openDevice Device is claimed!", R"(D Class Driver opened \\.\tape0)",
+                   R"(D ScsiTarget::openDevice Compare Scsi Address failed: )"
+                   R"(Host:0 Bus:0 Target:3 Lun:0 \\.\tape0)",
+                   R"(D Class Driver opened \\.\tape1)", R"(D drivername for claimed device is \\.\tape1)"}));
   EXPECT_STREQ(target.getDriverName(), R"(\\.\tape1)");
   EXPECT_STREQ(target.getSerialNumber(), "S5");
   target.closeDevice();
@@ -106,9 +106,9 @@ TEST_F(TargetOpen, LooksAmongTheDosDevicesInTheEnd) {
   room.addDrive({.target = 5, .claimed = true, .className = "TapeOfTheMonth"});
   room.addName("Tape999");
   EXPECT_THAT(logOf([&] { EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK); }),
-              IsSupersetOf({"DScsiTarget::openDevice Check DosDevices",
-                            "DScsiTarget::openDevice QueryDosDevice Checking TapeOfTheMonth",
-                            R"(Ddrivername for claimed device is \\.\TapeOfTheMonth)"}));
+              IsSupersetOf({"D ScsiTarget::openDevice Check DosDevices",
+                            "D ScsiTarget::openDevice QueryDosDevice Checking TapeOfTheMonth",
+                            R"(D drivername for claimed device is \\.\TapeOfTheMonth)"}));
   target.closeDevice();
   EXPECT_EQ(room.journal().count("CreateFileA"), 1u + 256u + 1u);
 }
@@ -133,7 +133,7 @@ TEST_F(TargetOpen, TriesTheClassDevicesOfTheDeviceType) {
       EXPECT_THAT(lines, Contains("CreateFileA " + std::string(row.first) + " rw -> error 2"));
       EXPECT_EQ(room.journal().count("CreateFileA"), 1u + 256u);
     } else {
-      EXPECT_THAT(log, Contains("EScsiTarget::open try to open unsupporteddevice typ:33"));
+      EXPECT_THAT(log, Contains("E ScsiTarget::open try to open unsupporteddevice typ:33"));
       EXPECT_EQ(room.journal().count("CreateFileA"), 1u);
     }
     EXPECT_STREQ(target.getDriverName(), ("\\\\.\\scsi" + std::to_string(host) + ":").c_str());
@@ -154,44 +154,44 @@ TEST_F(TargetOpen, LeavesThePortAsTheDriverNameWhenItFails) {
        4,
        0,
        5,
-       "EScsiTarget::Drive association failed Host (4) Bus (0) Target (5) Lun (0)"},
-      {"no such bus", {}, 0, 1, 5, "EScsiTarget::openDevice number of buses invalid 1<-> 1"},
+       "E ScsiTarget::Drive association failed Host (4) Bus (0) Target (5) Lun (0)"},
+      {"no such bus", {}, 0, 1, 5, "E ScsiTarget::openDevice number of buses invalid 1<-> 1"},
       {"not listed",
        {},
        0,
        0,
        9,
-       "EScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
+       "E ScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
       {"list refused",
        {.call = "SCSI_GET_INQUIRY_DATA", .times = 0, .error = 1},
        0,
        0,
        5,
-       "EScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=1 ("},
+       "E ScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=1 ("},
       {"address refused",
        {.call = "SCSI_GET_ADDRESS", .times = 0, .error = 50},
        0,
        0,
        6,
-       R"(EScsiTarget::IOCTL_SCSI_GET_ADDRESS for \\.\tape0 failed, errno=50 ()"},
+       R"(E ScsiTarget::IOCTL_SCSI_GET_ADDRESS for \\.\tape0 failed, errno=50 ()"},
       {"address cut short",
        {.call = "SCSI_GET_ADDRESS", .times = 0, .transfer = 7},
        0,
        0,
        6,
-       R"(EScsiTarget::IOCTL_SCSI_GET_ADDRESS for \\.\tape0 failed, errno=0 ()"},
+       R"(E ScsiTarget::IOCTL_SCSI_GET_ADDRESS for \\.\tape0 failed, errno=0 ()"},
       {"address of another",
        {.call = "SCSI_GET_ADDRESS", .times = 0, .reply = scsiAddress(1, 0, 6, 0)},
        0,
        0,
        6,
-       R"(DScsiTarget::openDevice Compare Scsi Address failed: Host:1 Bus:0 Target:6 Lun:0 \\.\tape0)"},
+       R"(D ScsiTarget::openDevice Compare Scsi Address failed: Host:1 Bus:0 Target:6 Lun:0 \\.\tape0)"},
       {"INQUIRY refused",
        {.cdb = "12", .sense = simulator::Sense{.key = 4, .asc = 0x44, .ascq = 1}},
        0,
        0,
        5,
-       "EScsiTarget::open Inquiry cmd failed: (4-68-1)"},
+       "E ScsiTarget::open Inquiry cmd failed: (4-68-1)"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
@@ -229,12 +229,13 @@ TEST_F(TargetOpen, DoesNotOpenByName) {
     EXPECT_EQ(target.openDevice(0xFF, 0xFFFFFFFF, 0xFF, 0xFFFFFFFF, R"(\\.\tape0)", 1), CMD_ERROR);
     EXPECT_EQ(openAt(target, 0xFE, 0, 5), CMD_ERROR);
   };
-  EXPECT_THAT(logOf(byName),
-              IsSupersetOf(
-                  {"DGeneric TapeDriver will be used", "DGeneric TapeDriver will be used",
-                   "EScsiTarget::Drive association failed Host (255) Bus (255) Target (-1) Lun (-1) "
-                   R"(generic:1 [\\.\tape0])",
-                   "EScsiTarget::Drive association failed Host (254) Bus (0) Target (5) Lun (0) generic:1"}));
+  EXPECT_THAT(
+      logOf(byName),
+      IsSupersetOf(
+          {"D Generic TapeDriver will be used", "D Generic TapeDriver will be used",
+           "E ScsiTarget::Drive association failed Host (255) Bus (255) Target (-1) Lun (-1) "
+           R"(generic:1 [\\.\tape0])",
+           "E ScsiTarget::Drive association failed Host (254) Bus (0) Target (5) Lun (0) generic:1"}));
   EXPECT_THAT(room.journal().lines(), ElementsAre());
 }
 
@@ -284,12 +285,12 @@ TEST_F(TargetOpen, AsksForCapabilitiesWhenThereIsNoDescriptor) {
   room.addDrive({.target = 5});
   room.addFault({.call = "STORAGE_QUERY_PROPERTY", .error = 1});
   EXPECT_THAT(logOf([&] { EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK); }),
-              Contains(R"(D\\.\scsi0:: Adapter Capabilities: MaximumTransferLength (1048576) )"
+              Contains(R"(D \\.\scsi0:: Adapter Capabilities: MaximumTransferLength (1048576) )"
                        "MaximumPhysicalPages (257) AlignmentMask (3)"));
   room.addFault({.call = "STORAGE_QUERY_PROPERTY", .transfer = 19});
   room.addFault({.call = "SCSI_GET_CAPABILITIES", .error = 50});
   EXPECT_THAT(logOf([&] { EXPECT_EQ(target.GetMaximumTransferLength(), 0u); }),
-              ElementsAre(R"(E\\.\scsi0:: Failed ot get scsi adapter capabilities (50))"));
+              ElementsAre(R"(E \\.\scsi0:: Failed ot get scsi adapter capabilities (50))"));
   target.closeDevice();
 }
 
@@ -318,20 +319,20 @@ TEST_F(TargetOpen, EndsTheWalkThroughABrokenInquiryList) {
     std::uint8_t value;
     const char* log;
   } rows[] = {
-      {"first record outside", 8, 200, "WInquiry list: record at 200 lies outside of the 41 bytes returned"},
+      {"first record outside", 8, 200, "W Inquiry list: record at 200 lies outside of the 41 bytes returned"},
       {"first record far outside", 11, 0xFF,
-       "WInquiry list: record at 4278190092 lies outside of the 41 bytes returned"},
+       "W Inquiry list: record at 4278190092 lies outside of the 41 bytes returned"},
       {"first record among the counts", 8, 3,
-       "WInquiry list: record at 3 lies outside of the 41 bytes returned"},
-      {"no room for a record", 20, 30, "WInquiry list: record at 30 lies outside of the 41 bytes returned"},
-      {"a loop", 20, 12, "WInquiry list: record at 12 comes a second time"},
-      {"inquiry data cut short", 16, 200, "WInquiry list: record at 12 is cut short"},
-      {"inquiry data far too long", 19, 0xFF, "WInquiry list: record at 12 is cut short"},
+       "W Inquiry list: record at 3 lies outside of the 41 bytes returned"},
+      {"no room for a record", 20, 30, "W Inquiry list: record at 30 lies outside of the 41 bytes returned"},
+      {"a loop", 20, 12, "W Inquiry list: record at 12 comes a second time"},
+      {"inquiry data cut short", 16, 200, "W Inquiry list: record at 12 is cut short"},
+      {"inquiry data far too long", 19, 0xFF, "W Inquiry list: record at 12 is cut short"},
       {"without inquiry data", 32, 0,
-       "EScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
+       "E ScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
       {"device type unknown", 40, 0xFF,
-       "EScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
-      {"an empty bus", 8, 0, "EScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
+       "E ScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
+      {"an empty bus", 8, 0, "E ScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA Device not part of list"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
@@ -346,7 +347,7 @@ TEST_F(TargetOpen, EndsTheWalkThroughABrokenInquiryList) {
   auto& adapter = room.addAdapter();
   adapter.overrideInquiryList(Bytes{255, 0, 0, 0, 1, 7, 0, 0, 0, 0, 0, 0});
   EXPECT_THAT(logOf([&] { EXPECT_EQ(openAt(target, adapter.number(), 200, 6), CMD_ERROR); }),
-              Contains("WInquiry list: bus 200 lies beyond the 12 bytes returned"));
+              Contains("W Inquiry list: bus 200 lies beyond the 12 bytes returned"));
 }
 
 TEST_F(TargetOpen, ReadsTheDosDeviceNames) {
@@ -361,7 +362,7 @@ TEST_F(TargetOpen, ReadsTheDosDeviceNames) {
 
   room.addFault({.call = "QueryDosDeviceA", .error = ERROR_ACCESS_DENIED});
   EXPECT_THAT(logOf([&] { EXPECT_EQ(getDosDevices(&list), 0u); }),
-              ElementsAre(HasSubstr("EQueryDosDevice failed size:65536, errno=5 (")));
+              ElementsAre(HasSubstr("E QueryDosDevice failed size:65536, errno=5 (")));
   std::free(list);
   EXPECT_EQ(room.journal().count("QueryDosDeviceA"), 4u)
       << "another error is not answered by a larger buffer";
