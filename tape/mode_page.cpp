@@ -28,11 +28,9 @@ ReturnCode SenseModePage::execute(ScsiTarget& target) {
   const ReturnCode status = target.scsiExecCDB(*this);
   arrivedLength = 0;
   if (status == CMD_OK && getIoDataLength() > 0) {
-    arrivedLength = std::min<std::size_t>(ioDataSpan()[0] + std::size_t{1}, getIoDataLength());
-    // A driver target may have answered without a transfer of its own.
-    if (dynamic_cast<QORScsiTarget*>(&target) == nullptr) {
-      arrivedLength = std::min<std::size_t>(arrivedLength, target.GetTransferredDataLength());
-    }
+    const std::size_t told = ioDataSpan()[0] + std::size_t{1};
+    arrivedLength =
+        std::min({told, std::size_t{getIoDataLength()}, std::size_t{target.GetTransferredDataLength()}});
   }
   return status;
 }
