@@ -9,6 +9,7 @@
 namespace {
 
 constexpr std::uint8_t MOST_MODE_DATA = 255;
+constexpr std::size_t BLOCK_DESCRIPTOR_LENGTH_BYTE = 3;
 constexpr std::size_t PAGE_CODE_BYTE = 4;
 
 /// Header, page header and page.
@@ -40,6 +41,8 @@ std::uint8_t SenseModePage::operator[](std::size_t offset) const { return readBy
 SelectModePage::SelectModePage(const ModePage& page, const SenseModePage& sensed)
     : SelectModePage(pageListLength(page, sensed), sensed) {
   writeBits(list(), PAGE_CODE_BYTE, page.subpage ? 0x80 : 0xC0, 0);
+  // The driver leaves the length of the block descriptors in the header although it takes them out.
+  writeByte(list(), BLOCK_DESCRIPTOR_LENGTH_BYTE, 0);
   if (page.saved) writeByte(cdbSpan(), 1, 0x01);
 }
 

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "kiv/device/driver_target.h"
-#include "simulator/import_table.h"
 #include "simulator/room.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/hex.h"
