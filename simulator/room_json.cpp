@@ -2,7 +2,8 @@
 //
 //     {
 //       "adapters": [{"buses": 2, "maximumPhysicalPages": 17}],
-//       "drives": [{"adapter": 0, "target": 5, "model": "ULTRIUM-PX6", "level": "A1B2", "interface": "SAS"}],
+//       "drives": [{"adapter": 0, "target": 5, "model": "ULTRIUM-PX6", "level": "A1B2", "interface": "SAS",
+//                   "driver": {"version": "6.2.7.1"}}],
 //       "changers": [{"target": 6, "slots": {"first": "0x1000", "count": 24}, "bays": ["1068000451", ""],
 //                     "cartridges": [{"element": "0x1000", "barcode": "QOR001L6"}]}],
 //       "disks": [{"target": 0}],

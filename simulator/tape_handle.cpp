@@ -12,6 +12,13 @@ constexpr std::uint8_t mediumPartitionPage = 0x11;
 constexpr std::size_t modeHeader = 4;
 constexpr std::size_t blockDescriptor = 8;
 
+// What winnt.h calls TAPE_DRIVE_INITIATOR, ERASE_SHORT, ERASE_LONG, ERASE_IMMEDIATE, TAPE_CAPACITY,
+// TAPE_REMAINING, FIXED_BLOCK, VARIABLE_BLOCK, WRITE_PROTECT, ECC, COMPRESSION, EJECT_MEDIA.
+constexpr DWORD driveFeaturesLow = 0x01031FB4;
+// LOAD_UNLOAD, LOCK_UNLOCK, REWIND_IMMEDIATE, SET_BLOCK_SIZE, SET_COMPRESSION, ABSOLUTE_BLK, LOGICAL_BLK,
+// END_OF_DATA, RELATIVE_BLKS, FILEMARKS, REVERSE_POSITION, WRITE_FILEMARKS, FORMAT.
+constexpr DWORD driveFeaturesHigh = 0xA247521D;
+
 std::uint8_t bit(bool value, int position) { return static_cast<std::uint8_t>((value ? 1 : 0) << position); }
 
 [[noreturn]] void notSupported() { throw WindowsError{ERROR_NOT_SUPPORTED}; }
@@ -187,18 +194,6 @@ Bytes TapeHandle::mediaParameters() {
 }
 
 Bytes TapeHandle::driveParameters() {
-  constexpr DWORD featuresLow =
-      0x00000004 /* TAPE_DRIVE_INITIATOR */ | 0x00000010 /* ERASE_SHORT */ | 0x00000020 /* ERASE_LONG */ |
-      0x00000080 /* ERASE_IMMEDIATE */ | 0x00000100 /* TAPE_CAPACITY */ | 0x00000200 /* TAPE_REMAINING */ |
-      0x00000400 /* FIXED_BLOCK */ | 0x00000800 /* VARIABLE_BLOCK */ | 0x00001000 /* WRITE_PROTECT */ |
-      0x00010000 /* ECC */ | 0x00020000 /* COMPRESSION */ | 0x00100000 /* GET_ABSOLUTE_BLK */ |
-      0x00200000 /* GET_LOGICAL_BLK */ | 0x01000000 /* EJECT_MEDIA */;
-  constexpr DWORD featuresHigh =
-      0x80000000 | 0x01 /* LOAD_UNLOAD */ | 0x04 /* LOCK_UNLOCK */ | 0x08 /* REWIND_IMMEDIATE */ |
-      0x10 /* SET_BLOCK_SIZE */ | 0x0200 /* SET_COMPRESSION */ | 0x1000 /* ABSOLUTE_BLK */ |
-      0x4000 /* LOGICAL_BLK */ | 0x10000 /* END_OF_DATA */ | 0x20000 /* RELATIVE_BLKS */ |
-      0x40000 /* FILEMARKS */ | 0x400000 /* REVERSE_POSITION */ | 0x2000000 /* WRITE_FILEMARKS */ |
-      0x20000000 /* FORMAT */;
   TAPE_GET_DRIVE_PARAMETERS drive{};
   const Bytes limits = driver_.read({0x05, 0, 0, 0, 0, 0}, 6);
   drive.ECC = TRUE;
@@ -208,8 +203,8 @@ Bytes TapeHandle::driveParameters() {
   drive.DefaultBlockSize = 65536;
   drive.MaximumPartitionCount =
       static_cast<DWORD>(1 + readNumber(modeSense(mediumPartitionPage), modeHeader + 2, 1));
-  drive.FeaturesLow = featuresLow;
-  drive.FeaturesHigh = featuresHigh;
+  drive.FeaturesLow = driveFeaturesLow;
+  drive.FeaturesHigh = driveFeaturesHigh;
   return bytesOf(drive);
 }
 

@@ -18,7 +18,8 @@ namespace {
 /// A drive has to give its cartridge free. Libraries ask it themselves, over a line of their own.
 void unload(const Element& place) {
   if (!place.drive || !place.drive->loaded()) return;
-  for (int attempt = 0; attempt < 2; ++attempt) {
+  constexpr int mostAttentions = 8;
+  for (int attempt = 0; attempt <= mostAttentions; ++attempt) {
     ScsiRequest request;
     request.cdb[0] = 0x1B;
     request.cdbLength = 6;
@@ -30,7 +31,7 @@ void unload(const Element& place) {
     if (request.status == statusGood) return;
     const int key = request.sense.size() > 2 ? request.sense[2] & 0x0F : 0;
     if (key == 5) refuse(0x53, 0x03);  // its removal is prevented by the drive
-    if (key != 6) break;               // a unit attention comes once
+    if (key != 6) break;
   }
   refuse(0x53, 0x00, 4);
 }
@@ -106,8 +107,12 @@ void VirtualChanger::addCommands() {
   const Bytes rangeUsage{0xFF, 0x03, 0xFF, 0xFF, 0, 0, 0xFF, 0xFF, 0, 0};
 
   onReady(0x07, {0xFF, 0, 0, 0, 0, 0}, inventory);
-  onReady(0x37, rangeUsage, inventory);
-  onReady(0xE7, rangeUsage, inventory);  // the code that libraries used before the standard had one
+  const auto rangeInventory = [this, inventory](ScsiRequest& request) {
+    if (request.cdb[1] & 0x01) addressed(request.cdb16(2));
+    inventory(request);
+  };
+  onReady(0x37, rangeUsage, rangeInventory);
+  onReady(0xE7, rangeUsage, rangeInventory);  // the code that libraries used before the standard had one
   // A library learns its elements while it becomes ready.
   onReady(0x1A, {0xFF, 0x08, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { modeSense(request); });
   onCommand(0xB8, {0xFF, 0x1F, 0xFF, 0xFF, 0xFF, 0xFF, 0x03, 0xFF, 0xFF, 0xFF, 0, 0},

@@ -113,6 +113,7 @@ TEST_F(VirtualChangerTest, MovesCartridgesAndRefusesWhatCannotBe) {
       {{0x1B, 0, 0x10, 0, 0, 0}, "05 21 01"},
       {{0x2B, 0, 0, 1, 0x10, 0, 0, 0, 0, 0}, "good"},
       {{0x37, 0x01, 0x10, 0, 0, 0, 0, 3, 0, 0}, "good"},
+      {{0xE7, 0x01, 0x20, 0, 0, 0, 0, 3, 0, 0}, "05 21 01"},
   };
   EXPECT_FALSE(drive.loaded());
   for (const auto& [cdb, expected] : steps) EXPECT_EQ(outcome(cdb), expected) << toHex(cdb);
