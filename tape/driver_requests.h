@@ -2,7 +2,8 @@
 //
 // Blocks are in the machine's little-endian order. "In" and "out" are seen from the driver: a block that is
 // "in and out" is handed over for both and answered in place. A request fails like any other I/O control; the
-// drive's sense data are then fetched with the driver's request-sense request.
+// drive's sense data are then fetched with the driver's request-sense request, which stands with the requests
+// of the standard commands.
 #pragma once
 
 #include <bit>
@@ -22,12 +23,6 @@ constexpr DWORD DRIVER_CHANGER = 0x84C9;
 
 constexpr DWORD READ_ONLY = FILE_READ_ACCESS;
 constexpr DWORD READ_WRITE = FILE_READ_ACCESS | FILE_WRITE_ACCESS;
-
-// Requests that are answered in the blocks that the standard commands' twins define.
-constexpr DWORD IOCTL_TAPE_REQUEST_SENSE = CTL_CODE(FILE_DEVICE_TAPE, 0x819, METHOD_BUFFERED, READ_ONLY);
-constexpr DWORD IOCTL_TAPE_LOG_SENSE = CTL_CODE(FILE_DEVICE_TAPE, 0x833, METHOD_BUFFERED, READ_ONLY);
-static_assert(IOCTL_TAPE_REQUEST_SENSE == 0x001F6064);
-static_assert(IOCTL_TAPE_LOG_SENSE == 0x001F60CC);
 
 /// Out: whether the drive encrypts, and how.
 constexpr DWORD IOCTL_TAPE_ENCRYPTION_STATUS = CTL_CODE(FILE_DEVICE_TAPE, 0x820, METHOD_BUFFERED, READ_ONLY);

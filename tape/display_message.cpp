@@ -1,0 +1,85 @@
+#include "kiv/tape/display_message.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "kiv/frame/logger.h"
+#include "kiv/tape/driver_unsupported.h"
+#include "tape/fields.h"
+
+namespace {
+
+constexpr std::uint8_t DISPLAY_MESSAGE = 0xC0;
+constexpr std::uint8_t PARAMETER_LENGTH = 24;
+constexpr std::uint8_t TEXT_LENGTH = 16;
+constexpr std::size_t PROCESSING = 1, LENGTH = 7;  // in the header
+
+template <typename Bytes>
+void logBytes(const char* title, const Bytes* data, ulong32 length) {
+  logger->logBinary("SCSI", 0, title, reinterpret_cast<const char*>(data), length);
+}
+
+}  // namespace
+
+TapeCmdDisplayMessage::TapeCmdDisplayMessage() : GenericScsiCommand(CDB_6) {
+  writeCdb(cdbSpan(), DISPLAY_MESSAGE, 0, 0, 0, PARAMETER_LENGTH, 0);
+  initializeMessage();
+}
+
+TapeCmdDisplayMessage::TapeCmdDisplayMessage(const char* message1, const char* message2, int type,
+                                             int control)
+    : TapeCmdDisplayMessage() {
+  setDataDirection(SCSI_DATA_OUT);
+  setMessage(0, message1);
+  setMessage(1, message2);
+  setType(type);
+  setControl(control);
+  updateIoData();
+}
+
+void TapeCmdDisplayMessage::initializeMessage() {
+  parameters.header.fill(0);
+  parameters.header[LENGTH] = TEXT_LENGTH;
+  for (auto& message : parameters.messages) message.fill(' ');
+  setIoDataLength(PARAMETER_LENGTH);
+  logBytes("TapeCmdDisplayMessage Initial message: ", &parameters, sizeof parameters);
+}
+
+void TapeCmdDisplayMessage::setMessage(int index, const char* text) {
+  if (index == 0 || index == 1) {
+    auto& message = parameters.messages[static_cast<std::size_t>(index)];
+    message.fill(' ');
+    if (text != nullptr) std::copy_n(text, strnlen(text, message.size()), message.begin());
+  }
+  const auto& [first, second] = parameters.messages;
+  logger->logDebug("SCSI", 0, "TapeCmdDisplayMessage, msg 1 %s, msg 2 %s",
+                   std::string(first.begin(), first.end()).c_str(),
+                   std::string(second.begin(), second.end()).c_str());
+}
+
+void TapeCmdDisplayMessage::setType(int type) {
+  setProcessing(0x1F, type);
+  updateIoData();
+}
+
+void TapeCmdDisplayMessage::setControl(int control) { setProcessing(0xE3, control); }
+
+void TapeCmdDisplayMessage::setProcessing(int kept, int value) {
+  std::uint8_t& processing = parameters.header[PROCESSING];
+  processing = static_cast<std::uint8_t>((processing & kept) | value);
+  logger->logDebug("SCSI", 0, "TapeCmdDisplayMessage, Msg Processing %2.2Xh", processing);
+}
+
+void TapeCmdDisplayMessage::updateIoData() {
+  logger->logDebug("SCSI", 0, "TapeCmdDisplayMessage before memcpy, ");
+  if (ioDataLength != 0)
+    std::memcpy(ioData, &parameters, std::min<std::size_t>(ioDataLength, sizeof parameters));
+  logger->logDebug("SCSI", 0, "TapeCmdDisplayMessage after memcpy, ");
+  logBytes("TapeCmdDisplayMessage in updateIoData, outPut:", ioData, ioDataLength);
+}
+
+QORScsiCommand* TapeCmdDisplayMessage::createQORCommand() {
+  logger->logDebug("SCSI", 0, "TapeCmdDisplayMessage, createQORCommand");
+  return new QORTapeCmdDisplayMessage(this);
+}

@@ -1,0 +1,52 @@
+#include "kiv/tape/driver_information.h"
+
+#include <algorithm>
+#include <span>
+
+#include "platform/win32.h"
+#include "tape/driver_call.h"
+#include "tape/driver_requests.h"
+
+ReturnCode QORTapeCmdGetDeviceInformation::doOperation(void* deviceHandle) {
+  information = {};
+  TAPE_GET_MEDIA_PARAMETERS medium{};
+  DWORD size = sizeof medium;
+  const ReturnCode result =
+      tapeResult(GetTapeParameters(deviceHandle, GET_TAPE_MEDIA_INFORMATION, &size, &medium));
+  if (result == CMD_OK) {
+    information = {.capacity = static_cast<std::uint64_t>(medium.Capacity.QuadPart),
+                   .remaining = static_cast<std::uint64_t>(medium.Remaining.QuadPart),
+                   .blockSize = medium.BlockSize,
+                   .partitionCount = medium.PartitionCount,
+                   .writeProtected = medium.WriteProtected != FALSE};
+  }
+  return result;
+}
+
+ReturnCode QORTapeCmdQueryDevicePaths::doOperation(void* deviceHandle) {
+  paths.clear();
+  driver::DevicePathsBlock block{};
+  DWORD returned = 0;
+  const auto asked = [&](DWORD code) {
+    return DeviceIoControl(deviceHandle, code, nullptr, 0, &block, sizeof block, &returned, nullptr) != FALSE;
+  };
+  if (!asked(driver::IOCTL_DRIVER_TAPE_PATHS) && !asked(driver::IOCTL_DRIVER_CHANGER_PATHS)) return CMD_ERROR;
+
+  constexpr std::size_t HEADER = offsetof(driver::DevicePathsBlock, paths);
+  const std::size_t filled = std::clamp<std::size_t>(returned, HEADER, sizeof block) - HEADER;
+  const std::size_t count = std::min<std::size_t>(block.count, filled / sizeof(driver::DevicePathBlock));
+  for (const driver::DevicePathBlock& path : std::span(block.paths).first(count)) {
+    paths.push_back({.hostAdapter = path.hostAdapter,
+                     .bus = path.bus,
+                     .target = path.target,
+                     .lun = path.lun,
+                     .primary = path.primary != 0,
+                     .enabled = path.enabled != 0,
+                     .failed = path.failed != 0});
+  }
+  return CMD_OK;
+}
+
+const DevicePathData* QORTapeCmdQueryDevicePaths::getDevicePathData(int index) const {
+  return index >= 0 && index < getDevicePathDataSize() ? &paths[static_cast<std::size_t>(index)] : nullptr;
+}
