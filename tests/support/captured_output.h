@@ -24,9 +24,10 @@ class CapturedOutput {
   /// The lines caught; log lines without their time, such as "MAIN0000D message".
   std::vector<std::string> lines() {
     std::vector<std::string> result;
-    std::string rest = text();
-    for (std::size_t end; (end = rest.find('\n')) != std::string::npos; rest.erase(0, end + 1)) {
-      std::string line = rest.substr(0, end);
+    const std::string& whole = text();
+    std::size_t begin = 0;
+    for (std::size_t end; (end = whole.find('\n', begin)) != std::string::npos; begin = end + 1) {
+      std::string line = whole.substr(begin, end - begin);
       const std::size_t time = line.find(" '");
       if (time != std::string::npos && line.size() > time + 27 && line.compare(time + 26, 2, "' ") == 0) {
         line.replace(time, 28, " ");
