@@ -78,6 +78,13 @@ const Lines productLog = {
 
 class Conversation : public UpdateTest {
  protected:
+  Conversation() {
+    // From the second dump of a process on, the logger gives lengths in hexadecimal.
+    LogLevel level(LOG_INFO);
+    CapturedOutput hidden;
+    logger->logBinary("TEST", 0, "first dump", "x", 1);
+  }
+
   void addDrive(simulator::DriveOptions options, bool claimed) {
     options.becomingReadySeconds = 0;
     room.addDrive({.target = 5, .model = "ULTRIUM-PX6", .level = "B200", .claimed = claimed}, options)
@@ -138,6 +145,7 @@ struct Update {
   Lines conversation;
   Lines log;  ///< lines that follow each other
 };
+void PrintTo(const Update& update, std::ostream* out) { *out << update.name; }
 
 /// What stands before and after the steps of an update.
 Lines framed(const Lines& steps, const Lines& open = openPlain, const std::string& name = port) {
