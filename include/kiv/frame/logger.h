@@ -9,7 +9,11 @@
 enum logLevels : int { LOG_NONE = -1, LOG_ERROR = 0, LOG_WARNING = 1, LOG_INFO = 2, LOG_DEBUG = 3 };
 
 // The message is a printf format whose arguments the compiler checks.
+#ifdef __clang__
+#define KIV_PRINTF __attribute__((format(printf, 4, 5)))
+#else
 #define KIV_PRINTF __attribute__((format(gnu_printf, 4, 5)))
+#endif
 
 /// The library's one diagnostic channel: one-line entries and hex dumps on standard output, flushed line by
 /// line.
