@@ -3,6 +3,8 @@ configure_file(cmake/version.rc.in ${PROJECT_BINARY_DIR}/version.rc @ONLY)
 add_library(kiv SHARED ${KIV_SOURCES} ${PROJECT_BINARY_DIR}/version.rc)
 set_target_properties(kiv PROPERTIES PREFIX "" IMPORT_PREFIX "lib")
 target_compile_definitions(kiv PRIVATE KIV_BUILDING_DLL)
+# The library waits for devices most of the time: small is worth more than fast.
+target_compile_options(kiv PRIVATE -Os)
 target_link_libraries(kiv PRIVATE setupapi advapi32)
 target_link_options(kiv PRIVATE -s -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp
                                 -Wl,--output-def,${PROJECT_BINARY_DIR}/kiv.def)
