@@ -10,11 +10,13 @@
 #include <string>
 
 #include "host/core/capture.h"
+#include "host/core/elements.h"
 #include "host/core/progress.h"
 #include "host/core/progress_view.h"
 #include "host/core/report.h"
 #include "host/core/result.h"
 #include "host/core/table.h"
+#include "kiv/device/controller.h"
 #include "kiv/kiv.h"
 
 namespace host {
@@ -47,6 +49,18 @@ int scanQuietly(bool debug) {
   return result;
 }
 
+/// Every tape library of the scan, supported or not.
+void showElements() {
+  constexpr int mediumChanger = 8;
+  bool found = false;
+  for (ScsiTarget* target : deviceController.getDeviceList()) {
+    if (target->getDeviceTyp() != mediumChanger) continue;
+    fmt::print("\n{}", elementsTable(*target));
+    found = true;
+  }
+  if (!found) complain("No tape library was found: check power and cabling.");
+}
+
 struct Outcome {
   int result = 0;
   std::string report;
@@ -68,6 +82,8 @@ Outcome watch(bool debug, const std::function<int()>& call) {
       }
     });
     outcome.report = reportOf(outcomeFile, [&] { outcome.result = call(); });
+    // The library stays at debug level; what it still does is of no interest.
+    if (!debug) logger->setLogLevel(LOG_NONE);
   }
   view.finish();
   outcome.last = reader.progress();
@@ -76,7 +92,7 @@ Outcome watch(bool debug, const std::function<int()>& call) {
 
 }  // namespace
 
-int scan(bool xml, bool debug) {
+int scan(bool xml, bool elements, bool debug) {
   int result = 0;
   const std::string report = reportOf(inventoryFile, [&] { result = scanScsiBus(outputMode(debug)); });
   if (xml) {
@@ -85,6 +101,7 @@ int scan(bool xml, bool debug) {
     fmt::print("{}", inventoryTable(readReport(report)));
   }
   if (result != FW_NO_ERROR) complain(scanSentence(result));
+  if (elements) showElements();
   return result;
 }
 

@@ -4,7 +4,8 @@ namespace host {
 
 /// Each returns the library's result code and expects the library to be loaded and initialised. Throws
 /// HostError. `debug` shows the library's log.
-int scan(bool xml, bool debug);
+/// `elements` also lists what lies where in every tape library; it needs the library's classes.
+int scan(bool xml, bool elements, bool debug);
 int update(int index, bool force, bool debug);
 int updateAll(bool force, bool debug);
 

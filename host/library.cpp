@@ -34,7 +34,7 @@ constexpr Import imports[] = {
 #undef KIV_EXPORT
 
 /// Without these a DLL is not ours.
-constexpr std::array<std::string_view, 12> indispensable = {"getKivVersion",
+constexpr std::array<std::string_view, 13> indispensable = {"getKivVersion",
                                                             "scanScsiBus",
                                                             "updateFirmware",
                                                             "updateFirmwareAllDevices",
@@ -45,11 +45,13 @@ constexpr std::array<std::string_view, 12> indispensable = {"getKivVersion",
                                                             "listOfSupportedDevices",
                                                             "deviceController",
                                                             "logger",
+                                                            "_ZN6Logger11setLogLevelE9logLevels",
                                                             "testHost"};
 
 HMODULE load(const std::string& path) {
   if (path.empty())
-    return LoadLibraryExA("kiv.dll", nullptr, LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
+    return LoadLibraryExA("kiv.dll", nullptr,
+                          LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
   return LoadLibraryA(path.c_str());
 }
 

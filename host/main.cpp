@@ -26,15 +26,18 @@ struct Options {
 };
 
 /// Runs a command between the first and the last call that a host owes the library.
-int withLibrary(const Options& options, const std::function<int()>& command) {
+int withLibrary(const Options& options, bool usesClasses, const std::function<int()>& command) {
   const host::Library library(options.library);
+  if (usesClasses) library.requireClasses();
   std::optional<host::Simulation> simulation;
   if (options.simulate || !options.room.empty()) simulation.emplace(options.room);
   struct Session {
     Session() { kivInit(); }
     ~Session() { kivFini(); }
-  } session;
-  return command();
+  };
+  const int result = (Session(), command());
+  if (simulation) simulation->keep();
+  return result;
 }
 
 int run(int argc, char** argv) {
@@ -49,17 +52,20 @@ int run(int argc, char** argv) {
   app.add_flag("--debug", options.debug, "Show the library's log");
   app.add_option("--library", options.library, "The DLL to load (default: kiv.dll beside this program)");
   app.add_flag("--simulate", options.simulate, "Use a simulated tape room instead of the hardware");
-  app.add_option("--room", options.room, "Use the simulated tape room that this JSON file describes");
+  app.add_option("--room", options.room,
+                 "Use the simulated tape room in this JSON file, which keeps the drives' levels");
 
   int status = 0;
+  bool usesClasses = false;
   const auto inLibrary = [&](std::function<int()> command) {
-    return [&options, &status, command = std::move(command)] { status = withLibrary(options, command); };
+    return [&, command = std::move(command)] { status = withLibrary(options, usesClasses, command); };
   };
 
   bool xml = false;
   CLI::App* scan = app.add_subcommand("scan", "List the supported devices");
   scan->add_flag("--xml", xml, "Print the report as the library wrote it");
-  scan->callback(inLibrary([&] { return host::scan(xml, options.debug); }));
+  scan->add_flag("--elements", usesClasses, "List what lies where in every tape library, too");
+  scan->callback(inLibrary([&] { return host::scan(xml, usesClasses, options.debug); }));
 
   int index = 0;
   bool force = false;
@@ -87,6 +93,10 @@ int run(int argc, char** argv) {
   makeImage->add_option("LEVEL", level, "Four characters")->required();
   makeImage->add_option("SIZE", size, "Bytes")->required();
   makeImage->callback([&] { host::makeImage(file, level, size); });
+
+  CLI::App* makeRoom = app.add_subcommand("make-room", "Write the built-in simulated room to a JSON file");
+  makeRoom->add_option("FILE", file)->required();
+  makeRoom->callback([&] { host::makeRoom(file); });
 
   try {
     app.parse(argc, argv);

@@ -4,6 +4,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <nlohmann/json.hpp>
 
 #include "host/core/result.h"
 #include "simulator/firmware_image.h"
@@ -22,11 +23,15 @@ std::string readRoom(const std::string& file) {
   return text;
 }
 
-std::unique_ptr<simulator::Room> makeRoom(const std::string& file) {
-  if (file.empty()) return simulator::Room::byDefault();
-  const std::string text = readRoom(file);
+void write(const std::string& file, const void* data, std::size_t size) {
+  std::ofstream out(file, std::ios::binary);
+  out.write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
+  if (!out.flush()) throw HostError(fmt::format("{} cannot be written: choose another file.", file));
+}
+
+std::unique_ptr<simulator::Room> buildRoom(const std::string& file, const std::string& description) {
   try {
-    return simulator::Room::fromJson(text);
+    return simulator::Room::fromJson(description);
   } catch (const std::runtime_error& error) {
     throw HostError(fmt::format("The room {} makes no sense: {}", file, error.what()));
   }
@@ -34,7 +39,10 @@ std::unique_ptr<simulator::Room> makeRoom(const std::string& file) {
 
 }  // namespace
 
-Simulation::Simulation(const std::string& roomFile) : room_(makeRoom(roomFile)) {
+Simulation::Simulation(const std::string& roomFile)
+    : file_(roomFile),
+      description_(file_.empty() ? simulator::Room::defaultJson() : readRoom(file_)),
+      room_(buildRoom(file_, description_)) {
   room_->clock().setRealTimeFactor(realTimeFactor);
   // A real drive takes its time for every chunk of an image.
   room_->addFault({.cdb = "3B", .times = 0, .delay = 1});
@@ -42,15 +50,35 @@ Simulation::Simulation(const std::string& roomFile) : room_(makeRoom(roomFile)) 
 
 Simulation::~Simulation() = default;
 
+void Simulation::keep() const {
+  if (file_.empty()) return;
+  auto description = nlohmann::ordered_json::parse(description_);
+  const auto before = description;
+  std::size_t next = 0;
+  for (const auto& device : room_->devices()) {
+    const auto* drive = dynamic_cast<const simulator::VirtualDrive*>(device.get());
+    if (!drive) continue;
+    auto& entry = description.at("drives").at(next++);
+    entry["level"] = drive->level();
+    if (entry.value("cartridge", false) != drive->loaded()) entry["cartridge"] = drive->loaded();
+  }
+  if (description == before) return;
+  const std::string text = description.dump(2) + '\n';
+  write(file_, text.data(), text.size());
+}
+
+void makeRoom(const std::string& file) {
+  const std::string text = std::string(simulator::Room::defaultJson()) + '\n';
+  write(file, text.data(), text.size());
+}
+
 void makeImage(const std::string& file, const std::string& level, std::size_t size) {
   if (level.size() != 4) throw HostError("A firmware level has four characters: choose one like E6Q4.");
   if (size < simulator::firmwareHeaderSize)
     throw HostError(
         fmt::format("An image has {} bytes or more: choose a larger size.", simulator::firmwareHeaderSize));
   const simulator::Bytes image = simulator::makeFirmwareImage(level, size);
-  std::ofstream out(file, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(image.data()), static_cast<std::streamsize>(image.size()));
-  if (!out.flush()) throw HostError(fmt::format("{} cannot be written: choose another file.", file));
+  write(file, image.data(), image.size());
 }
 
 }  // namespace host

@@ -17,9 +17,18 @@ class Simulation {
   explicit Simulation(const std::string& roomFile);
   ~Simulation();
 
+  /// Writes what has become of the drives, their levels and cartridges, back to the room's file, if it has
+  /// one.
+  void keep() const;
+
  private:
+  std::string file_;
+  std::string description_;  ///< JSON
   std::unique_ptr<simulator::Room> room_;
 };
+
+/// Writes the built-in room to a JSON file, as a start for other rooms. Throws HostError.
+void makeRoom(const std::string& file);
 
 /// Writes a firmware image that the simulated drives accept. Throws HostError.
 void makeImage(const std::string& file, const std::string& level, std::size_t size);

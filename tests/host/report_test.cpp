@@ -78,7 +78,6 @@ TEST(Sentences, NameWhatToDo) {
 
 TEST(StdoutCapture, HandsOverEveryLineAndPutsStandardOutputBack) {
   std::vector<std::string> lines;
-  const host::StandardOutput original;
   testing::internal::CaptureStdout();
   {
     const host::StandardOutput out;
