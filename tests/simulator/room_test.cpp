@@ -1,34 +1,376 @@
+// The doors and what stands right behind them: handles, the port driver, pass-through, faults, time.
 #include "simulator/room.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/windows_calls.h"
+#include <fstream>
+
+#include "simulator/firmware_image.h"
+#include "tests/simulator/conversation.h"
+#include "tests/support/working_directory.h"
 
 namespace simulator {
 namespace {
 
 using testing::ElementsAre;
 
+constexpr const char* port = "\\\\.\\scsi0:";
+
 TEST(Room, JournalsCallsAndCountsHandles) {
   Room room;
-  room.addDrive({.target = 5, .claimed = true});
-  const HANDLE device =
-      calls::createFile("\\\\.\\TAPE0", GENERIC_READ | GENERIC_WRITE, 3, nullptr, OPEN_EXISTING, 0, nullptr);
-  EXPECT_EQ(room.openHandles(), 1u);
-  SCSI_ADDRESS address{};
-  DWORD returned = 0;
-  EXPECT_TRUE(calls::deviceIoControl(device, IOCTL_SCSI_GET_ADDRESS, nullptr, 0, &address, sizeof address,
-                                     &returned, nullptr));
-  EXPECT_EQ(returned, sizeof address);
-  EXPECT_EQ(address.TargetId, 5);
-  EXPECT_TRUE(calls::closeHandle(device));
-  EXPECT_FALSE(calls::closeHandle(device));
-  EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+  VirtualDrive& drive = room.addDrive({.target = 5, .claimed = true});
+  {
+    Conversation tape("\\\\.\\TAPE0", drive.options());
+    EXPECT_EQ(room.openHandles(), 1u);
+    SCSI_ADDRESS address{};
+    EXPECT_EQ(tape.receive(IOCTL_SCSI_GET_ADDRESS, address), NO_ERROR);
+    EXPECT_EQ(tape.returned, sizeof address);
+    EXPECT_EQ(address.TargetId, 5);
+    EXPECT_EQ(tape.control(0x00123456, nullptr, 0, nullptr, 0), ERROR_INVALID_FUNCTION);
+    EXPECT_EQ(tape.send("00 00 00 00 00 00"), "2/3A/00");
+    EXPECT_EQ(tape.fetch("12 00 00 00 24 00"), "");
+    calls::sleep(1500);
+  }
+  DeviceClient closed("\\\\.\\scsi1:");
+  EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(room.openHandles(), 0u);
-  EXPECT_THAT(room.journal().lines(),
-              ElementsAre("CreateFileA \\\\.\\TAPE0 rw", "DeviceIoControl \\\\.\\TAPE0 SCSI_GET_ADDRESS",
-                          "CloseHandle \\\\.\\TAPE0", "CloseHandle ? -> error 6"));
+  EXPECT_THAT(
+      room.journal().lines(),
+      ElementsAre("CreateFileA \\\\.\\TAPE0 rw", "DeviceIoControl \\\\.\\TAPE0 SCSI_GET_ADDRESS",
+                  "DeviceIoControl \\\\.\\TAPE0 0x00123456 -> error 1",
+                  "CDB H0-B0-T5-L0 00 00 00 00 00 00 -> 2/3A/00", "CDB H0-B0-T5-L0 12 00 00 00 24 00",
+                  "Sleep 1500", "CloseHandle \\\\.\\TAPE0", "CreateFileA \\\\.\\scsi1: rw -> error 2"));
+  EXPECT_THAT(room.journal().cdbs(drive.address()),
+              ElementsAre("00 00 00 00 00 00 -> 2/3A/00", "12 00 00 00 24 00"));
+  EXPECT_EQ(room.journal().count("SCSI_GET_ADDRESS"), 1u);
+  EXPECT_EQ(room.journal().count("12"), 1u);
+  EXPECT_EQ(calls::time64(nullptr), Clock::start + 1);
+  EXPECT_THROW(Room(), std::logic_error);
+}
+
+TEST(Room, HonoursTheAccessThatAHandleWasOpenedWith) {
+  Room room;
+  room.addDrive({.target = 5, .claimed = true});
+  DeviceClient readOnly("\\\\.\\Tape0", GENERIC_READ);
+  PassThrough request{};
+  EXPECT_EQ(readOnly.exchange(IOCTL_SCSI_PASS_THROUGH_DIRECT, request), ERROR_ACCESS_DENIED);
+  SCSI_ADDRESS address{};
+  EXPECT_EQ(readOnly.receive(IOCTL_SCSI_GET_ADDRESS, address), NO_ERROR);
+}
+
+TEST(Room, PassesOrdinaryFilesOn) {
+  WorkingDirectory here;
+  std::ofstream("image.bin", std::ios::binary) << "0123456789";
+  Room room;
+  room.addFault({.call = "ReadFile", .transfer = 4});
+  {
+    DeviceClient file(".\\image.bin", GENERIC_READ);
+    EXPECT_EQ(room.openHandles(), 1u);
+    EXPECT_EQ(calls::getFileSize(file.handle, nullptr), 10u);
+    char text[16]{};
+    DWORD read = 0;
+    EXPECT_TRUE(calls::readFile(file.handle, text, sizeof text, &read, nullptr));
+    EXPECT_EQ(read, 4u) << "cut short by the fault";
+    EXPECT_TRUE(calls::readFile(file.handle, text, sizeof text, &read, nullptr));
+    EXPECT_EQ(std::string(text, read), "456789");
+  }
+  const std::pair<const char*, DWORD> missing[] = {{"nothing.bin", ERROR_FILE_NOT_FOUND},
+                                                   {"no\\such\\file", ERROR_PATH_NOT_FOUND},
+                                                   {".", ERROR_ACCESS_DENIED}};
+  for (const auto& [name, error] : missing) {
+    DeviceClient file(name, GENERIC_READ);
+    EXPECT_EQ(file.handle, INVALID_HANDLE_VALUE) << name;
+    EXPECT_EQ(GetLastError(), error) << name;
+  }
+  EXPECT_EQ(room.openHandles(), 0u);
+}
+
+#ifndef _WIN32
+// On Windows the texts are the system's own.
+TEST(Room, WordsErrorsAsWindowsDoes) {
+  constexpr DWORD flags =
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+  char* text = nullptr;
+  ASSERT_NE(
+      FormatMessageA(flags, nullptr, ERROR_ACCESS_DENIED, 0, reinterpret_cast<LPSTR>(&text), 0, nullptr), 0u);
+  EXPECT_STREQ(text, "Access is denied.\r\n");
+  LocalFree(text);
+  EXPECT_EQ(FormatMessageA(flags, nullptr, 0x20001234, 0, reinterpret_cast<LPSTR>(&text), 0, nullptr), 0u);
+}
+#endif
+
+TEST(Port, ListsWhatItFound) {
+  Room room;
+  room.addAdapter({.buses = 2});
+  VirtualDrive& drive = room.addDrive({.bus = 1, .target = 5, .claimed = true});
+  room.addDisk({.bus = 1, .target = 2});
+  room.addDisk({.bus = 1, .target = 5, .lun = 1, .className = "PhysicalDrive9"});
+  DeviceClient adapter(port);
+  Bytes list(2048);
+  const auto fetch = [&](std::size_t size) {
+    return adapter.control(IOCTL_SCSI_GET_INQUIRY_DATA, nullptr, 0, list.data(), static_cast<DWORD>(size));
+  };
+  EXPECT_EQ(fetch(64), ERROR_INSUFFICIENT_BUFFER);
+  EXPECT_EQ(fetch(list.size()), NO_ERROR);
+  std::string found;
+  ASSERT_EQ(list[0], 2);
+  for (unsigned bus = 0; bus < 2; ++bus) {
+    SCSI_BUS_DATA data;
+    std::memcpy(&data, &list[4 + bus * sizeof data], sizeof data);
+    found += std::to_string(data.NumberOfLogicalUnits) + ":";
+    for (ULONG at = data.InquiryDataOffset; at != 0;) {
+      SCSI_INQUIRY_DATA record;
+      std::memcpy(&record, &list.at(at), sizeof record);
+      char text[64];
+      std::snprintf(text, sizeof text, " %d-%d-%d claimed %d type %d;", record.PathId, record.TargetId,
+                    record.Lun, record.DeviceClaimed, list.at(at + 12));
+      found += text;
+      at = record.NextInquiryDataOffset;
+    }
+  }
+  EXPECT_EQ(found, "0:3: 1-2-0 claimed 1 type 0; 1-5-0 claimed 1 type 1; 1-5-1 claimed 1 type 0;");
+  EXPECT_THAT(room.dosNames(),
+              testing::IsSupersetOf({"Scsi0:", "Tape0", "PhysicalDrive0", "PhysicalDrive9"}));
+
+  Conversation claimed(port, drive.options());
+  EXPECT_EQ(claimed.send("00 00 00 00 00 00"), "error 5") << "the class driver has it";
+  room.adapter(0).overrideInquiryList(Bytes{7, 0xFF});
+  EXPECT_EQ(fetch(2), NO_ERROR);
+  EXPECT_EQ(list[1], 0xFF);
+}
+
+TEST(PassThrough, ChecksTheRequest) {
+  Room room;
+  VirtualDrive& drive = room.addDrive({.target = 5});
+  room.adapter(0).options().maximumTransferLength = 4096;
+  Conversation tape(port, drive.options());
+  EXPECT_EQ(tape.fetch("12 00 00 00 24 00", 4096), "");
+  EXPECT_EQ(tape.last.block.DataTransferLength, 36u) << "the residual";
+  EXPECT_EQ(tape.fetch("12 00 00 00 24 00", 4097), "error 87");
+  EXPECT_EQ(tape.fetch("12 00 00 00 24 00", 8), "");
+  EXPECT_EQ(tape.data.size(), 8u);
+  EXPECT_EQ(tape.send("12 00 00 00 24 00"), "error 1117") << "data came that the host did not expect";
+  EXPECT_EQ(tape.send("15 10 00 00 0C 00", Bytes(4)), "error 1117") << "the device wants more data";
+
+  struct {
+    const char* what;
+    std::function<void(PassThrough&)> spoil;
+  } const cases[] = {
+      {"length", [](PassThrough& r) { r.block.Length = 40; }},
+      {"CDB length", [](PassThrough& r) { r.block.CdbLength = 17; }},
+      {"direction", [](PassThrough& r) { r.block.DataIn = 3; }},
+      {"sense in front", [](PassThrough& r) { r.block.SenseInfoOffset = 8; }},
+      {"sense behind the buffer", [](PassThrough& r) { r.block.SenseInfoOffset = sizeof r - 8; }},
+      {"no buffer", [](PassThrough& r) { r.block.DataTransferLength = 4; }},
+  };
+  for (const auto& row : cases) {
+    PassThrough request{};
+    request.block.Length = sizeof request.block;
+    request.block.TargetId = 5;
+    request.block.CdbLength = 6;
+    request.block.DataIn = SCSI_IOCTL_DATA_UNSPECIFIED;
+    request.block.SenseInfoLength = 32;
+    request.block.SenseInfoOffset = offsetof(PassThrough, sense);
+    request.block.TimeOutValue = 10;
+    EXPECT_EQ(tape.exchange(IOCTL_SCSI_PASS_THROUGH_DIRECT, request), NO_ERROR) << row.what;
+    row.spoil(request);
+    EXPECT_EQ(tape.exchange(IOCTL_SCSI_PASS_THROUGH_DIRECT, request), ERROR_INVALID_PARAMETER) << row.what;
+  }
+}
+
+TEST(PassThrough, CutsSenseToItsRoom) {
+  Room room;
+  VirtualDrive& drive = room.addDrive({.target = 5});
+  DeviceClient tape(port);
+  PassThrough request{};
+  request.block.Length = sizeof request.block;
+  request.block.TargetId = drive.options().target;
+  request.block.CdbLength = 6;
+  request.block.DataIn = SCSI_IOCTL_DATA_UNSPECIFIED;
+  request.block.SenseInfoLength = 13;
+  request.block.SenseInfoOffset = offsetof(PassThrough, sense);
+  request.block.TimeOutValue = 10;
+  EXPECT_EQ(tape.exchange(IOCTL_SCSI_PASS_THROUGH_DIRECT, request), NO_ERROR);
+  EXPECT_EQ(request.block.ScsiStatus, 2);
+  EXPECT_EQ(request.block.SenseInfoLength, 13);
+  EXPECT_EQ(toHex(request.sense).substr(0, 44), "70 00 02 00 00 00 00 0A 00 00 00 00 3A 00 00");
+}
+
+TEST(Device, ChecksCommandBlocks) {
+  Room room;
+  Conversation tape(port, room.addDrive({.target = 5}).options());
+  EXPECT_EQ(tape.send("FE 00 00 00 00 00"), "5/20/00");
+  EXPECT_EQ(tape.fetch("12 02 00 00 24 00"), "5/24/00");
+  EXPECT_EQ(toHex(std::span(tape.last.sense).subspan(15, 3)), "C0 00 01") << "the field pointer";
+  EXPECT_EQ(tape.fetch("12 00 80 00 24 00"), "5/24/00") << "a page without EVPD";
+  EXPECT_EQ(tape.fetch("12 00 00 00 24"), "5/24/00") << "a CDB too short";
+  EXPECT_EQ(tape.fetch("12 00 00 00 24 00 00 00"), "") << "one padded with zeros";
+  EXPECT_EQ(tape.fetch("12 01 00 00 24 00"), "");
+  EXPECT_EQ(toHex(tape.data), "01 00 00 04 00 03 80 83");
+  EXPECT_EQ(tape.fetch("A0 00 00 00 00 00 00 00 00 20 00 00"), "");
+  EXPECT_EQ(toHex(tape.data), "00 00 00 08 00 00 00 00 00 00 00 00 00 00 00 00");
+  EXPECT_EQ(tape.fetch("03 00 00 00 12 00"), "");
+  EXPECT_EQ(tape.data[2], 0);
+}
+
+TEST(Fault, StrikesAtTheNthUse) {
+  Room room;
+  VirtualDrive& drive = room.addDrive({.target = 5});
+  Conversation tape(port, drive.options());
+  Conversation other(port, room.addDrive({.target = 6}).options());
+  room.addFault({.cdb = "00",
+                 .device = drive.address(),
+                 .nth = 2,
+                 .times = 2,
+                 .sense = Sense{.key = 2, .asc = 4, .ascq = 1}});
+  EXPECT_EQ(other.send("00 00 00 00 00 00"), "2/3A/00");
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "2/3A/00");
+  EXPECT_EQ(other.send("00 00 00 00 00 00"), "2/3A/00");
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "2/04/01");
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "2/04/01");
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "2/3A/00");
+
+  room.faults().clear();
+  room.addFault({.cdb = "12 01 ??", .status = 8});
+  EXPECT_EQ(tape.fetch("12 00 00 00 24 00"), "");
+  EXPECT_EQ(tape.fetch("12 01 83 00 24 00"), "status 08");
+  room.addFault({.cdb = "12 01 80", .transfer = 6, .reply = bytes("01 80 00 03 41 42 43")});
+  EXPECT_EQ(tape.fetch("12 01 80 00 24 00"), "");
+  EXPECT_EQ(toHex(tape.data), "01 80 00 03 41 42");
+  room.addFault({.call = "SCSI_RESCAN_BUS", .error = 31});
+  EXPECT_EQ(tape.control(IOCTL_SCSI_RESCAN_BUS, nullptr, 0, nullptr, 0), ERROR_GEN_FAILURE);
+  EXPECT_EQ(tape.control(IOCTL_SCSI_RESCAN_BUS, nullptr, 0, nullptr, 0), NO_ERROR);
+  room.addFault({.call = "CreateFileA", .device = "\\\\.\\SCSI0:", .error = 5});
+  EXPECT_EQ(DeviceClient(port).handle, INVALID_HANDLE_VALUE);
+}
+
+TEST(Fault, DelaysUpToTheTimeOut) {
+  Room room;
+  Conversation tape(port, room.addDrive({.target = 5}).options());
+  tape.timeOut = 10;
+  room.addFault({.cdb = "00", .delay = 10});
+  room.addFault({.cdb = "00", .nth = 2, .delay = 11});
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "2/3A/00");
+  EXPECT_EQ(room.clock().elapsed(), 10'000);
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "error 121");
+  EXPECT_EQ(room.clock().elapsed(), 20'000) << "aborted when the time was up";
+}
+
+TEST(Fault, LetsADeviceVanishForAWhile) {
+  Room room;
+  Conversation tape(port, room.addDrive({.target = 5}).options());
+  room.addFault({.cdb = "12", .vanish = 30});
+  EXPECT_EQ(tape.fetch("12 00 00 00 24 00"), "error 1117");
+  calls::sleep(29'999);
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "error 1117");
+  calls::sleep(1);
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "2/3A/00");
+}
+
+/// Downloads an image in two parts and returns how each ended.
+std::string download(Conversation& tape, const Bytes& image, std::size_t cut) {
+  std::string result;
+  for (const auto& [from, to] : {std::pair{std::size_t{0}, cut}, std::pair{cut, image.size()}}) {
+    Bytes cdb(10);
+    cdb[0] = 0x3B;
+    cdb[1] = 2;
+    cdb[2] = 4;
+    put24(cdb, 3, from);
+    put24(cdb, 6, to - from);
+    result += "[" +
+              tape.send(toHex(cdb), Bytes(image.begin() + static_cast<std::ptrdiff_t>(from),
+                                          image.begin() + static_cast<std::ptrdiff_t>(to))) +
+              "]";
+  }
+  return result;
+}
+
+TEST(Drive, JudgesFirmware) {
+  Room room;
+  VirtualDrive& drive = room.addDrive({.target = 5, .level = "A1B2"});
+  Conversation tape(port, drive.options());
+  const Bytes good = makeFirmwareImage("C3D4", 5000);
+  const auto spoilt = [&](std::size_t at) {
+    Bytes image = good;
+    image[at] ^= 1;
+    return image;
+  };
+  EXPECT_EQ(download(tape, spoilt(0), 4096), "[5/24/00][5/24/00]") << "no firmware at all";
+  EXPECT_EQ(download(tape, makeFirmwareImage("C3D4", 5000, "OTHER"), 4096), "[5/82/83][5/24/00]");
+  EXPECT_EQ(download(tape, spoilt(4999), 4096), "[][5/26/00]") << "checksum";
+  EXPECT_EQ(download(tape, Bytes(good.begin(), good.end() - 1), 4096), "[][]") << "incomplete";
+  EXPECT_EQ(drive.level(), "A1B2");
+  drive.insertBlank();
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "6/28/00");
+  EXPECT_EQ(download(tape, good, 4096), "[5/2C/00][5/2C/00]") << "a cartridge is loaded";
+  drive.remove();
+  EXPECT_EQ(download(tape, good, 4096), "[][]");
+  EXPECT_EQ(tape.fetch("12 00 00 00 24 00"), "error 1117") << "rebooting";
+  calls::sleep(40'000);
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "6/29/00");
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "6/3F/01");
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "2/04/01");
+  calls::sleep(1000);
+  EXPECT_EQ(tape.send("00 00 00 00 00 00"), "2/3A/00");
+  EXPECT_EQ(tape.fetch("12 00 00 00 24 00"), "");
+  EXPECT_EQ(std::string(tape.data.end() - 4, tape.data.end()), "C3D4");
+}
+
+TEST(Drive, IsLostUntilARescan) {
+  Room room;
+  VirtualDrive& drive =
+      room.addDrive({.target = 5, .claimed = true}, {.afterDownload = AfterDownload::LostUntilRescan});
+  DeviceClient adapter(port);
+  const auto rescan = [&] { return adapter.control(IOCTL_SCSI_RESCAN_BUS, nullptr, 0, nullptr, 0); };
+  drive.reboot();
+  EXPECT_EQ(DeviceClient("\\\\.\\Tape0").handle, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(rescan(), NO_ERROR);
+  calls::sleep(40'000);
+  EXPECT_EQ(DeviceClient("\\\\.\\Tape0").handle, INVALID_HANDLE_VALUE) << "the rescan came too early";
+  EXPECT_EQ(rescan(), NO_ERROR);
+  EXPECT_NE(DeviceClient("\\\\.\\Tape0").handle, INVALID_HANDLE_VALUE);
+}
+
+TEST(SetupApi, TellsAboutAdapters) {
+  Room room;
+  room.addAdapter();
+  room.addAdapter({.driverVersion = "9.9"});
+  const GUID storagePort{0x2ACCFE60, 0xC130, 0x11D2, {0xB0, 0x82, 0x00, 0xA0, 0xC9, 0x1E, 0xFB, 0x8B}};
+  const HDEVINFO set =
+      calls::getClassDevs(&storagePort, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
+  SP_DEVICE_INTERFACE_DATA interface {};
+  interface.cbSize = sizeof interface;
+  EXPECT_FALSE(calls::enumDeviceInterfaces(set, nullptr, &storagePort, 2, &interface));
+  EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
+  ASSERT_TRUE(calls::enumDeviceInterfaces(set, nullptr, &storagePort, 1, &interface));
+  SP_DEVINFO_DATA device{};
+  device.cbSize = sizeof device;
+  alignas(8) char buffer[256]{};
+  auto* detail = reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_A*>(buffer);
+  DWORD required = 0;
+  EXPECT_FALSE(calls::getDeviceInterfaceDetail(set, &interface, nullptr, 0, &required, nullptr));
+  EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+  detail->cbSize = sizeof *detail;
+  ASSERT_TRUE(calls::getDeviceInterfaceDetail(set, &interface, detail, required, nullptr, &device));
+  EXPECT_NE(DeviceClient(detail->DevicePath).handle, INVALID_HANDLE_VALUE) << "the path opens the adapter";
+  BYTE text[64];
+  EXPECT_TRUE(calls::getDeviceRegistryProperty(set, &device, SPDRP_MFG, nullptr, text, sizeof text, nullptr));
+  EXPECT_STREQ(reinterpret_cast<char*>(text), "Halden Storage");
+  EXPECT_FALSE(calls::getDeviceRegistryProperty(set, &device, SPDRP_FRIENDLYNAME, nullptr, text, sizeof text,
+                                                nullptr));
+  const HKEY key = calls::openDevRegKey(set, &device, DICS_FLAG_GLOBAL, 0, DIREG_DRV, KEY_READ);
+  DWORD size = 3;
+  EXPECT_EQ(calls::regQueryValue(key, "DriverVersion", nullptr, nullptr, text, &size),
+            static_cast<LONG>(ERROR_MORE_DATA));
+  EXPECT_EQ(size, 4u);
+  EXPECT_EQ(calls::regQueryValue(key, "DriverVersion", nullptr, nullptr, text, &size), 0);
+  EXPECT_STREQ(reinterpret_cast<char*>(text), "9.9");
+  EXPECT_EQ(calls::regQueryValue(key, "Nothing", nullptr, nullptr, text, &size),
+            static_cast<LONG>(ERROR_FILE_NOT_FOUND));
+  EXPECT_EQ(calls::regCloseKey(key), 0);
+  EXPECT_TRUE(calls::destroyDeviceInfoList(set));
+  EXPECT_EQ(room.openHandles(), 0u);
 }
 
 }  // namespace

@@ -1,0 +1,65 @@
+// Talks to a device as a host does: commands in hex, through the pass-through request.
+#pragma once
+
+#include <algorithm>
+#include <string>
+
+#include "simulator/room.h"
+#include "tests/simulator/device_client.h"
+#include "tests/support/hex.h"
+
+namespace simulator {
+
+/// A pass-through request with room for sense data behind it.
+struct PassThrough {
+  SCSI_PASS_THROUGH_DIRECT block{};
+  std::uint32_t filler = 0;
+  std::uint8_t sense[32]{};
+};
+
+/// An open device to which commands are sent. Through a port, they go to the address of `to`.
+class Conversation : public DeviceClient {
+ public:
+  Conversation(const char* name, const DeviceOptions& to) : DeviceClient(name), to_(to) {}
+
+  /// Sends a command and returns how it ended, as the journal words it: "" or "2/3A/00" or "error 1117".
+  std::string send(const std::string& cdb, Bytes out = {}) {
+    return run(cdb, SCSI_IOCTL_DATA_OUT, std::move(out));
+  }
+  /// The same for a command that returns data, which is then in `data`.
+  std::string fetch(const std::string& cdb, std::size_t size = 255) {
+    return run(cdb, SCSI_IOCTL_DATA_IN, Bytes(size));
+  }
+
+  Bytes data;                  ///< what arrived
+  PassThrough last;            ///< the request as it came back
+  std::uint32_t timeOut = 60;  ///< seconds
+
+  std::uint32_t information() const { return static_cast<std::uint32_t>(readNumber(last.sense, 3, 4)); }
+
+ private:
+  std::string run(const std::string& cdb, UCHAR direction, Bytes buffer) {
+    last = {};
+    const Bytes command = bytes(cdb);
+    last.block.Length = sizeof last.block;
+    last.block.PathId = to_.bus;
+    last.block.TargetId = to_.target;
+    last.block.Lun = to_.lun;
+    last.block.CdbLength = static_cast<UCHAR>(command.size());
+    last.block.SenseInfoLength = sizeof last.sense;
+    last.block.SenseInfoOffset = offsetof(PassThrough, sense);
+    last.block.DataIn = direction;
+    last.block.DataTransferLength = static_cast<ULONG>(buffer.size());
+    last.block.TimeOutValue = timeOut;
+    last.block.DataBuffer = buffer.data();
+    std::copy(command.begin(), command.end(), last.block.Cdb);
+    exchange(IOCTL_SCSI_PASS_THROUGH_DIRECT, last);
+    buffer.resize(last.block.DataTransferLength);
+    if (direction == SCSI_IOCTL_DATA_IN) data = std::move(buffer);
+    return Room::current()->journal().entries().back().outcome;
+  }
+
+  DeviceOptions to_;
+};
+
+}  // namespace simulator
