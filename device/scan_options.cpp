@@ -87,10 +87,10 @@ ReturnCode DeviceController::rescanSCSIBus(bool scanDriverDevices, std::string s
   return scanSCSIBus();
 }
 
-void DeviceController::parseScanOptions(bool forceRescan_, bool scanDriverDevices, std::string start,
+void DeviceController::parseScanOptions(bool force, bool scanDriverDevices, std::string start,
                                         std::string end, std::string exclude) {
   guarded([&] {
-    forceRescan = forceRescan_;
+    forceRescan = force;
     scanStart = start;
     scanEnd = end;
     firstHostAdapter2Scan = firstBusNumber2Scan = firstQORDevice2Scan = 0;

@@ -10,34 +10,26 @@ using testing::HasSubstr;
 namespace {
 
 TEST(ScanOptions, ChooseModeAndRange) {
-  const char* const all = "H0-B0-T0-L0 ==> H255-B255-T4294967295-L4294967295  from QOR device: 0 ==> 255";
+  const std::string low = "H0-B0-T0-L0", high = "H255-B255-T4294967295-L4294967295", all = "0 ==> 255";
   const struct {
     bool driver;
     const char *start, *end, *exclude;
     int mode;
-    const char* settings;
+    std::string first, last, devices;
   } rows[] = {
-      {true, "", "", "", 0, all},
-      {false, "", "", "", 1, all},
-      {false, "nonsense", "tape0", "", 1, all},
-      {true, "", R"(\\.\CHANGER12)", "", 2,
-       "H0-B0-T0-L0 ==> H255-B255-T4294967295-L4294967295  from QOR device: 0 ==> 12"},
-      {false, R"(\\.\tape2)", R"(\\.\Tape0x10)", "", 2,
-       "H0-B0-T0-L0 ==> H255-B255-T4294967295-L4294967295  from QOR device: 2 ==> 16"},
-      {false, R"(\\.\tape)", R"(\\.\tape999)", "", 2,
-       "H0-B0-T0-L0 ==> H255-B255-T4294967295-L4294967295  from QOR device: 0 ==> 255"},
-      {true, "1 0 5 0", "H1-B0-T6-L0", "", 3, "H1-B0-T5-L0 ==> H1-B0-T6-L0  from QOR device: 0 ==> 255"},
-      {true, "H0x2-B3-T4-L5", "", "", 3,
-       "H2-B3-T4-L5 ==> H255-B255-T4294967295-L4294967295  from QOR device: 0 ==> 255"},
-      {true, "  1   0   5 0  9 ", "H-B1-T-L2-X7", "", 3,
-       "H1-B0-T5-L0 ==> H255-B1-T4294967295-L2  from QOR device: 0 ==> 255"},
-      {true, "300 0 99999999999 0", "99999999999999999999 1 2 3", "", 3,
-       "H255-B0-T4294967295-L0 ==> H255-B1-T2-L3  from QOR device: 0 ==> 255"},
-      {true, R"(\\.\tape2)", "1 0 5 0", "", 2,
-       "H0-B0-T0-L0 ==> H255-B255-T4294967295-L4294967295  from QOR device: 2 ==> 1"},
-      {true, "", "", R"(\\.\tape0:name)", 0, all},
-      {true, "", "", R"(\\.\tape0:1 0 5 0)", 3, all},
-      {true, R"(\\.\tape2)", "", "H1-B0-T5-L0", 3, all},
+      {true, "", "", "", 0, low, high, all},
+      {false, "nonsense", "tape0", "", 1, low, high, all},
+      {true, "", R"(\\.\CHANGER12)", "", 2, low, high, "0 ==> 12"},
+      {false, R"(\\.\tape2)", R"(\\.\Tape0x10)", "", 2, low, high, "2 ==> 16"},
+      {false, R"(\\.\tape)", R"(\\.\tape999)", "", 2, low, high, "0 ==> 255"},
+      {true, R"(\\.\tape2)", "1 0 5 0", "", 2, low, high, "2 ==> 1"},
+      {true, "1 0 5 0", "H1-B0-T6-L0", "", 3, "H1-B0-T5-L0", "H1-B0-T6-L0", all},
+      {true, "H0x2-B3-T4-L5", "", "", 3, "H2-B3-T4-L5", high, all},
+      {true, " 1   0  5 0  9 ", "H-B1-T-L2-X7", "", 3, "H1-B0-T5-L0", "H255-B1-T4294967295-L2", all},
+      {true, "300 0 99999999999 0", "-1 1 2 3", "", 3, "H255-B0-T4294967295-L0", "H1-B1-T2-L3", all},
+      {true, "", "", R"(\\.\tape0:name)", 0, low, high, all},
+      {true, "", "", R"(\\.\tape0:1 0 5 0)", 3, low, high, all},
+      {true, R"(\\.\tape2)", "", "H1-B0-T5-L0", 3, low, high, all},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.start << " ==> " << row.end << " without " << row.exclude);
@@ -50,8 +42,10 @@ TEST(ScanOptions, ChooseModeAndRange) {
     EXPECT_EQ(controller.getScanMode(), row.mode);
     EXPECT_TRUE(controller.isForceRescan());
     const char* const labels[] = {"FULL", "GENERIC", "PARTIAL QOR", "PARTIAL GENERIC"};
-    EXPECT_THAT(output.text(), HasSubstr(std::string("Scan Mode:") + labels[row.mode] + "  from GENERIC: " +
-                                         row.settings + "  exclude==>" + row.exclude + "\n"));
+    EXPECT_THAT(
+        output.text(),
+        HasSubstr(std::string("Scan Mode:") + labels[row.mode] + "  from GENERIC: " + row.first + " ==> " +
+                  row.last + "  from QOR device: " + row.devices + "  exclude==>" + row.exclude + "\n"));
   }
 }
 

@@ -27,34 +27,15 @@ std::pair<unsigned long, int> totals(ScsiTarget target) {
 }
 
 TEST(Timeouts, FollowTheModel) {
-  const struct {
-    const char* model;
-    unsigned long sum;
-    int entries;
-  } rows[] = {{"R477", 9090, 36},
-              {"R477 W11", 104460, 50},
-              {"R477 W12", 124450, 50},
-              {"R477 W13", 169150, 50},
-              {"R477 W14", 162650, 50},
-              {"W11", 0, 0},
-              {"Ultrium", 6450, 36},
-              {"UMX", 6450, 36},
-              {"PX", 6450, 36},
-              {"RX4", 6450, 36},
-              {"PX5", 54690, 46},
-              {"PX6", 67830, 46},
-              {"PX7", 86250, 46},
-              {"PX8", 129446, 46},
-              {"RX5", 66390, 46},
-              {"RX6", 88470, 46},
-              {"RX7", 84130, 46},
-              {"RX8", 203538, 46},
-              {"Ultrium Gen 5", 66390, 46},
-              {"Ultrium Gen 6", 88470, 46},
-              {"Ultrium Gen 7", 84130, 46},
-              {"Ultrium Gen 8", 203538, 46},
-              {"Gen 8", 0, 0},
-              {"R477 W12 PX7", 90170, 51}};
+  // clang-format off
+  const struct { const char* model; unsigned long sum; int entries; } rows[] = {
+      {"R477", 9090, 36},       {"R477 W11", 104460, 50}, {"R477 W12", 124450, 50},      {"R477 W13", 169150, 50},
+      {"R477 W14", 162650, 50}, {"W11", 0, 0},            {"Ultrium", 6450, 36},         {"UMX", 6450, 36},
+      {"PX", 6450, 36},         {"RX4", 6450, 36},        {"R477 W12 PX7", 90170, 51},   {"Gen 8", 0, 0},
+      {"PX5", 54690, 46},       {"PX6", 67830, 46},       {"PX7", 86250, 46},            {"PX8", 129446, 46},
+      {"RX5", 66390, 46},       {"RX6", 88470, 46},       {"RX7", 84130, 46},            {"RX8", 203538, 46},
+      {"UMX Gen 5", 66390, 46}, {"UMX Gen 6", 88470, 46}, {"UMX Gen 7", 84130, 46},      {"UMX Gen 8", 203538, 46}};
+  // clang-format on
   for (const auto& row : rows)
     EXPECT_EQ(totals(targetOf(row.model)), std::pair(row.sum, row.entries)) << row.model;
   EXPECT_EQ(totals(targetOf("PX7", 8)).second, 0) << "a changer keeps every command's own";
