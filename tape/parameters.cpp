@@ -122,26 +122,33 @@ ReturnCode TapeMetaCmdSetParam::setByDriver() {
 
 ReturnCode TapeMetaCmdSetParam::selectCompression() {
   SenseModePage sense(DATA_COMPRESSION_PAGE, senseLength);
-  if (const ReturnCode status = sense.execute(*target); status != CMD_OK) {
+  ReturnCode status = sense.execute(*target);
+  takeoverCmdData(sense);
+  if (status != CMD_OK) {
     logSense("SetCOff ModeSense Data Failed, ", sense);
     return status;
   }
   SelectModePage select(DATA_COMPRESSION_PAGE, sense);
   writeBits(select.list(), COMPRESSION_ENABLE, COMPRESSION_BIT, value == 1 ? COMPRESSION_BIT : 0);
-  if (const ReturnCode status = target->scsiExecCDB(select); status != CMD_OK) {
+  status = target->scsiExecCDB(select);
+  takeoverCmdData(select);
+  if (status != CMD_OK) {
     logSense("setCompression ModeSelect Data Failed", select);
     return status;
   }
   if (value == 1) {
     SenseModePage configuration(DEVICE_CONFIGURATION_PAGE, senseLength);
-    if (const ReturnCode status = configuration.execute(*target); status != CMD_OK) {
+    status = configuration.execute(*target);
+    takeoverCmdData(configuration);
+    if (status != CMD_OK) {
       logSense("SetCOff ModeSense Data Failed, ", configuration);
       return status;
     }
     if (configuration[COMPRESSION_ALGORITHM] != 1) {
       SelectModePage algorithm(DEVICE_CONFIGURATION_PAGE, configuration);
       writeByte(algorithm.list(), COMPRESSION_ALGORITHM, 1);
-      const ReturnCode status = target->scsiExecCDB(algorithm);
+      status = target->scsiExecCDB(algorithm);
+      takeoverCmdData(algorithm);
       if (status == CMD_OK) {
         logger->logDebug(SCSI, 0, "setCompression ModeSelect 0x10 Data PASSED");
       } else {
@@ -156,7 +163,9 @@ ReturnCode TapeMetaCmdSetParam::selectCompression() {
 
 ReturnCode TapeMetaCmdSetParam::selectBlockLength() {
   SenseModePage sense(DATA_COMPRESSION_PAGE, senseLength, WITH_BLOCK_DESCRIPTORS);
-  if (const ReturnCode status = sense.execute(*target); status != CMD_OK) {
+  ReturnCode status = sense.execute(*target);
+  takeoverCmdData(sense);
+  if (status != CMD_OK) {
     logBlockLengthSense(sense);
     return status;
   }
@@ -173,7 +182,8 @@ ReturnCode TapeMetaCmdSetParam::selectBlockLength() {
 
   SelectModePage select(MODE_HEADER + sense[BLOCK_DESCRIPTOR_LENGTH], sense);
   writeBigEndian(select.list(), BLOCK_LENGTH, 3, wanted);
-  const ReturnCode status = target->scsiExecCDB(select);
+  status = target->scsiExecCDB(select);
+  takeoverCmdData(select);
   if (status == CMD_OK) {
     logger->logDebug(SCSI, 0, "setBlockLength(), Mode Select succeeded, setting block length %ld",
                      static_cast<long>(wanted));
@@ -193,6 +203,7 @@ ReturnCode TapeMetaCmdSetParam::selectOnePage() {
 
   SenseModePage sense(parameter->page, senseLength);
   ReturnCode status = sense.execute(*target);
+  takeoverCmdData(sense);
   if (status != CMD_OK) {
     logger->logDebug(SCSI, 0, "%s", parameter->senseFailed);
     return status;
@@ -202,6 +213,7 @@ ReturnCode TapeMetaCmdSetParam::selectOnePage() {
   parameter->change(select, value);
   if (dumped) dump("TSTS", "setparms generic AMU ModeSelect Data", select.ioDataSpan());
   status = target->scsiExecCDB(select);
+  takeoverCmdData(select);
   if (status != CMD_OK) logger->logDebug(SCSI, 0, "%s", parameter->selectFailed);
   return status;
 }
