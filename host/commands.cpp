@@ -42,7 +42,7 @@ int outputMode(bool debug) { return debug ? KIV_OUTPUT_DEBUG : KIV_OUTPUT_FILE; 
 
 void complain(const std::string& sentence) { fmt::print(stderr, "kivhost: {}\n", sentence); }
 
-/// Scans for an update, which addresses the devices by their place in the inventory.
+/// Scans for a command that addresses the devices by their place in the inventory.
 int scanQuietly(bool debug) {
   const int result = scanScsiBus(outputMode(debug));
   if (result != FW_NO_ERROR) complain(scanSentence(result));
@@ -125,6 +125,17 @@ int updateAll(bool force, bool debug) {
   if (!devices.empty()) fmt::print("{}", outcomeTable(devices));
   if (outcome.result != FW_NO_ERROR) complain(updateSentence(outcome.result));
   return outcome.result;
+}
+
+int params(int index, const std::optional<Assignment>& assignment, bool debug) {
+  if (const int result = scanQuietly(debug); result != FW_NO_ERROR) return result;
+  if (index < 0 || index >= std::ssize(listOfSupportedDevices)) {
+    complain(updateSentence(FW_NO_DRIVE_CONNECTED));
+    return FW_NO_DRIVE_CONNECTED;
+  }
+  ScsiTarget& drive = *listOfSupportedDevices[static_cast<std::size_t>(index)];
+  fmt::print("{}", assignment ? setParameter(drive, *assignment) : parametersTable(drive));
+  return FW_NO_ERROR;
 }
 
 }  // namespace host

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <optional>
+
+#include "host/core/parameters.h"
+
 namespace host {
 
 /// Each returns the library's result code and expects the library to be loaded and initialised. Throws
@@ -8,5 +12,7 @@ namespace host {
 int scan(bool xml, bool elements, bool debug);
 int update(int index, bool force, bool debug);
 int updateAll(bool force, bool debug);
+/// Shows the parameters of one drive, or sets one of them; needs the library's classes.
+int params(int index, const std::optional<Assignment>& assignment, bool debug);
 
 }  // namespace host

@@ -1,4 +1,4 @@
-// kivhost: scans for tape drives and libraries and updates drive firmware with kiv.dll.
+// kivhost: scans for tape drives and libraries, updates drive firmware and sets parameters with kiv.dll.
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -78,6 +78,26 @@ int run(int argc, char** argv) {
       app.add_subcommand("update-all", "Bring every drive to the level that Config.txt names");
   updateAll->add_flag("--force", force, "Whatever level a drive runs");
   updateAll->callback(inLibrary([&] { return host::updateAll(force, options.debug); }));
+
+  std::optional<host::Assignment> assignment;
+  CLI::App* params = app.add_subcommand("params", "Show the parameters of one drive, or set one of them");
+  params->add_option("INDEX", index, "The drive's index in the scan")->required();
+  params
+      ->add_option_function<std::string>(
+          "--set",
+          [&](const std::string& text) {
+            try {
+              assignment = host::parseAssignment(text);
+            } catch (const host::HostError& error) {
+              throw CLI::ValidationError("--set", error.what());
+            }
+          },
+          "Set a parameter, such as compression=on")
+      ->type_name("NAME=VALUE");
+  params->callback([&] {
+    usesClasses = true;
+    inLibrary([&] { return host::params(index, assignment, options.debug); })();
+  });
 
   CLI::App* version = app.add_subcommand("version", "Print the library's version");
   version->callback(inLibrary([] {
