@@ -25,6 +25,8 @@ namespace {
 constexpr const char* inventoryFile = "scsiInv.txt";
 constexpr const char* outcomeFile = "scsiExe.txt";
 
+constexpr int mediumChanger = 8;  ///< INQUIRY device type
+
 /// Runs a call of the library that writes `file`, and returns what it wrote. A report of an earlier run is
 /// removed first, so that it is not taken for the new one.
 template <class Call>
@@ -51,7 +53,6 @@ int scanQuietly(bool debug) {
 
 /// Every tape library of the scan, supported or not.
 void showElements() {
-  constexpr int mediumChanger = 8;
   bool found = false;
   for (ScsiTarget* target : deviceController.getDeviceList()) {
     if (target->getDeviceTyp() != mediumChanger) continue;
@@ -134,6 +135,10 @@ int params(int index, const std::optional<Assignment>& assignment, bool debug) {
     return FW_NO_DRIVE_CONNECTED;
   }
   ScsiTarget& drive = *listOfSupportedDevices[static_cast<std::size_t>(index)];
+  if (drive.getDeviceTyp() == mediumChanger) {
+    complain(fmt::format("Device {} is a tape library, which has no parameters: choose a drive.", index));
+    return FW_NO_DRIVE_CONNECTED;
+  }
   fmt::print("{}", assignment ? setParameter(drive, *assignment) : parametersTable(drive));
   return FW_NO_ERROR;
 }

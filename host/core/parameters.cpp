@@ -136,7 +136,7 @@ Assignment parseAssignment(std::string_view text) {
 
 std::string parametersTable(ScsiTarget& drive) {
   const Opened opened(drive);
-  std::vector<Row> rows = {{"PARAMETER", "VALUE", "SET WITH", "CHOICES"}};
+  std::vector<Row> rows = {{"PARAMETER", "VALUE", "SETTING", "CHOICES"}};
   std::vector<std::string_view> unsupported;
   for (const Setting& setting : settings) {
     if (const auto reading = read(drive, setting)) {

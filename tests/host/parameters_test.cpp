@@ -68,7 +68,7 @@ struct DriveParameters : testing::Test {
 TEST_F(DriveParameters, AreShownWithWhatTheDriveDoesNotSupport) {
   open("ULTRIUM-PX5").addUnitAttention(0x2A, 0x01);
   EXPECT_EQ(host::parametersTable(target),
-            "PARAMETER         VALUE  SET WITH          CHOICES\n"
+            "PARAMETER         VALUE  SETTING           CHOICES\n"
             "Compression       Yes    compression       on or off\n"
             "Block Size        0      block-size        0 to 16777215 bytes, 0 for blocks of any length\n"
             "Buffered Mode     Yes    buffered-mode     on or off\n"
