@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "kiv/device/controller.h"
 #include "kiv/scsi/big_endian.h"
 #include "kiv/update/scan_bus.h"
 #include "tests/support/captured_output.h"
@@ -143,6 +144,26 @@ TEST_F(ProductString, AsksOnlyForWhatItNeeds) {
   EXPECT_TRUE(changer.isOpened()) << "an open target stays open";
   EXPECT_TRUE(room.journal().lines().empty());
   changer.closeDevice();
+}
+
+TEST_F(ProductString, TellsTheDriveInsideALibrary) {
+  directory.write("Devlist.txt", "LibraryCheck=true\nAutomationReadyCheck=false\n");
+  drive.options().model = "PX3";
+  room.addFault({.cdb = "12 01 03", .device = drive.address(), .times = 0, .reply = loadIdPage(0xFFFFFFFF)});
+  room.addDrive({.target = 7, .model = "PX3", .level = "A1B2"});
+  room.addChanger({.target = 6, .model = "3573-TL", .level = "0100"}, {.bays = {&drive}});
+  EXPECT_EQ(scanScsiBus(4), FW_NO_DRIVE_CONNECTED);
+  EXPECT_TRUE(libraryMode);
+  EXPECT_FALSE(automationReadyMode);
+  std::vector<std::string> products;
+  for (ScsiTarget* target : deviceController.getDeviceList()) {
+    ASSERT_EQ(target->openDevice(), CMD_OK);
+    std::string text;
+    products.push_back(getProductString(target, text));
+    EXPECT_TRUE(target->isOpened()) << "the drives were closed while the library was asked";
+    target->closeDevice();
+  }
+  EXPECT_THAT(products, testing::ElementsAre("QOR-PX3:Fibre:Library:v2", "QOR-3573-TL", "QOR-PX3:Fibre"));
 }
 
 TEST_F(ProductString, LogsItsFindings) {
