@@ -66,15 +66,19 @@ Session logIn() {
   iscsi_set_session_type(session.get(), ISCSI_SESSION_NORMAL);
   iscsi_set_header_digest(session.get(), ISCSI_HEADER_DIGEST_NONE);
   iscsi_set_timeout(session.get(), 20);
+  iscsi_set_noautoreconnect(session.get(), 1);
   return iscsi_full_connect_sync(session.get(), portal, 0) == 0 ? std::move(session) : nullptr;
 }
 
 /// Sends a CDB. Null when no answer came.
 Task send(iscsi_context* session, int lun, std::span<const unsigned char> cdb, int direction, int length,
-          unsigned char* dataOut) {
+          unsigned char* buffer) {
   std::vector<unsigned char> bytes(cdb.begin(), cdb.end());
   Task task(scsi_create_task(static_cast<int>(bytes.size()), bytes.data(), direction, length));
-  iscsi_data out{static_cast<std::size_t>(length), dataOut};
+  // Data that come with a CHECK CONDITION would be lost behind the sense data: the buffer takes them as they
+  // arrive.
+  if (direction == SCSI_XFER_READ && buffer) scsi_task_add_data_in_buffer(task.get(), length, buffer);
+  iscsi_data out{static_cast<std::size_t>(length), buffer};
   return iscsi_scsi_command_sync(session, lun, task.get(), direction == SCSI_XFER_WRITE ? &out : nullptr)
              ? std::move(task)
              : nullptr;
@@ -137,8 +141,6 @@ bool passThrough(iscsi_context* session, std::span<unsigned char> buffer) {
                                    : std::min({answer.size() - 2, std::size_t{request.SenseInfoLength},
                                                buffer.size() - request.SenseInfoOffset});
     if (length) std::memcpy(buffer.data() + request.SenseInfoOffset, answer.data() + 2, length);
-  } else if (direction == SCSI_XFER_READ) {
-    std::memcpy(data, answer.data(), std::min<std::size_t>(answer.size(), request.DataTransferLength));
   }
   if (task->residual_status == SCSI_RESIDUAL_UNDERFLOW) {
     request.DataTransferLength -= std::min(request.DataTransferLength, static_cast<ULONG>(task->residual));
