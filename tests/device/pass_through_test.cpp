@@ -10,9 +10,9 @@ using testing::ElementsAre;
 
 namespace {
 
-class PassThrough : public RoomTest {
+class TargetPassThrough : public RoomTest {
  protected:
-  PassThrough() {
+  TargetPassThrough() {
     room.addDrive({.target = 5, .model = "NO TIME-OUTS"}, {.cartridge = true});
     EXPECT_EQ(openAt(target, 0, 0, 5), CMD_OK);
     room.journal().clear();
@@ -24,7 +24,7 @@ class PassThrough : public RoomTest {
   ScsiTarget target;
 };
 
-TEST_F(PassThrough, TurnsEveryOutcomeIntoAStatus) {
+TEST_F(TargetPassThrough, TurnsEveryOutcomeIntoAStatus) {
   const Sense sense{.key = 3, .asc = 0x11, .ascq = 2};
   const struct {
     const char* what;
@@ -62,7 +62,7 @@ TEST_F(PassThrough, TurnsEveryOutcomeIntoAStatus) {
   }
 }
 
-TEST_F(PassThrough, DescribesTheRequest) {
+TEST_F(TargetPassThrough, DescribesTheRequest) {
   ScsiCmdInquiry inquiry(0, false, 36);
   EXPECT_EQ(target.scsiExecCDB(inquiry), CMD_OK);
   EXPECT_EQ(target.GetTransferredDataLength(), 36u);
@@ -81,7 +81,7 @@ TEST_F(PassThrough, DescribesTheRequest) {
   EXPECT_EQ(entries[1].senseLength, 132) << "as much as the request has room for";
 }
 
-TEST_F(PassThrough, SendsWhatIsIllegalWithinBounds) {
+TEST_F(TargetPassThrough, SendsWhatIsIllegalWithinBounds) {
   ScsiCmdTestUnitReady command;
   command.setDataDirection(static_cast<ScsiDataDirection>(7));
   EXPECT_THAT(logOf([&] { target.scsiExecCDB(command); }),
@@ -97,7 +97,7 @@ TEST_F(PassThrough, SendsWhatIsIllegalWithinBounds) {
   EXPECT_EQ(room.journal().entries().back().cdb.size(), 16u);
 }
 
-TEST_F(PassThrough, TakesTheTimeOutOfTheTable) {
+TEST_F(TargetPassThrough, TakesTheTimeOutOfTheTable) {
   ScsiCmdTestUnitReady command;
   target.setProperty("TIMEOUT_0x00", "77");
   room.addFault({.cdb = "00", .delay = 78});
@@ -110,7 +110,7 @@ TEST_F(PassThrough, TakesTheTimeOutOfTheTable) {
   EXPECT_EQ(room.journal().entries()[0].timeOut, 80u);
 }
 
-TEST_F(PassThrough, NeedsAnOpenDeviceAndForgetsTheLastOutcome) {
+TEST_F(TargetPassThrough, NeedsAnOpenDeviceAndForgetsTheLastOutcome) {
   ScsiCmdTestUnitReady command;
   room.addFault({.cdb = "00", .sense = Sense{.key = 3}});
   target.scsiExecCDB(command);
