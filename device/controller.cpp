@@ -5,6 +5,7 @@
 #include <tuple>
 #include <typeinfo>
 
+#include "device/dos_devices.h"
 #include "device/guarded.h"
 #include "device/host_adapter.h"
 #include "device/open_target.h"
@@ -19,6 +20,10 @@ bool hasAddress(const ScsiTarget& target, std::uint8_t host, std::uint8_t bus, s
                 std::uint64_t lun) {
   return target.getHostAdapterId() == host && target.getBusNumber() == bus &&
          target.getTargetId() == targetId && target.getLun() == lun;
+}
+
+bool isSameName(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && startsWithIgnoringCase(a, b);
 }
 
 void destroyAll(std::vector<ScsiTarget*>& devices) {
@@ -56,7 +61,7 @@ bool DeviceController::isListed(std::uint8_t host, std::uint64_t targetId, std::
                                 std::uint64_t lun, std::string_view name) const {
   return std::any_of(deviceList.begin(), deviceList.end(), [&](const ScsiTarget* device) {
     return device != nullptr && (hasAddress(*device, host, bus, targetId, lun) ||
-                                 (!name.empty() && device->getDriverName() == name));
+                                 (!name.empty() && isSameName(device->getDriverName(), name)));
   });
 }
 

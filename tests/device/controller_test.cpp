@@ -182,8 +182,8 @@ TEST_F(Controller, AddsAndRemovesDevices) {
   EXPECT_EQ(controller.getDeviceCount(), 0);
   EXPECT_THAT(logOf([&] { controller.addDevice(9, 9, 9, 9, tape); }), Contains("D addDevice() 1"));
   EXPECT_THAT(found(), ElementsAre("*B3"));
-  controller.addDevice(9, 9, 9, 9, tape);  // the name is listed
-  controller.addDevice(1, 3, 0, 0, "");    // the address is listed
+  controller.addDevice(9, 9, 9, 9, R"(\\.\tape1)");  // the name is listed
+  controller.addDevice(1, 3, 0, 0, "");              // the address is listed
   EXPECT_THAT(found(), ElementsAre("*B3"));
   controller.addDevice(0, 5, 0, 0, nullptr);
   controller.addDevice(0, 2, 1, 0, R"(\\.\Tape7)");  // not the driver's: by address
