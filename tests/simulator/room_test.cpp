@@ -140,7 +140,7 @@ TEST(Port, ListsWhatItFound) {
   EXPECT_EQ(list[1], 0xFF);
 }
 
-TEST(PassThrough, ChecksTheRequest) {
+TEST(RoomPassThrough, ChecksTheRequest) {
   Room room;
   VirtualDrive& drive = room.addDrive({.target = 5});
   room.adapter(0).options().maximumTransferLength = 4096;
@@ -179,7 +179,7 @@ TEST(PassThrough, ChecksTheRequest) {
   }
 }
 
-TEST(PassThrough, CutsSenseToItsRoom) {
+TEST(RoomPassThrough, CutsSenseToItsRoom) {
   Room room;
   VirtualDrive& drive = room.addDrive({.target = 5});
   DeviceClient tape(port);
