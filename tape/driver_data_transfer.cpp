@@ -1,5 +1,7 @@
 #include "kiv/tape/driver_data_transfer.h"
 
+#include <algorithm>
+
 #include "platform/win32.h"
 #include "tape/driver_call.h"
 #include "tape/driver_requests.h"
@@ -8,8 +10,10 @@
 ReturnCode QORTapeCmdRead6::doOperation(void* deviceHandle) {
   DWORD read = 0;
   eomReached = false;
-  if (ReadFile(deviceHandle, ioData, ioDataLength, &read, nullptr)) return CMD_OK;
-  const DWORD error = GetLastError();
+  const BOOL done = ReadFile(deviceHandle, ioData, ioDataLength, &read, nullptr);
+  const DWORD error = done ? NO_ERROR : GetLastError();
+  std::ranges::fill(ioDataSpan().subspan(std::min<std::size_t>(read, ioDataLength)), std::uint8_t{0});
+  if (done) return CMD_OK;
   eomReached = error == ERROR_END_OF_MEDIA;
   return error == ERROR_MORE_DATA && isSILIModeEnabled() ? CMD_OK : CMD_ERROR;
 }

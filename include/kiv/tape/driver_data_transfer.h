@@ -8,7 +8,8 @@
 class KIV_API QORTapeCmdRead6 : public QORScsiCommand {
  public:
   using QORScsiCommand::QORScsiCommand;
-  /// With SILI, a block longer than the data buffer is no error: what fits is read.
+  /// With SILI, a block longer than the data buffer is no error: what fits is read. Behind a shorter one the
+  /// data buffer is filled with zeros.
   ReturnCode doOperation(void* deviceHandle) override;
   bool isSILIModeEnabled() const;
   /// Whether the last operation ran into the end of the medium.
