@@ -5,6 +5,8 @@ target_compile_options(kiv_options INTERFACE
   "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${PROJECT_BINARY_DIR}/=build/")
 # g++ 12 sees overlaps in std::string that are not there (its bug 105651).
 target_compile_options(kiv_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+# clang counts this in with -Wconversion, g++ does not.
+target_compile_options(kiv_options INTERFACE $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)
 
 if(KIV_SANITIZE)
   # Line numbers without variables: what a sanitizer's report needs, at half the build time.
