@@ -65,9 +65,10 @@ std::optional<std::string> askDriverVersion(HANDLE device) {
 
 bool isTapeDevice(std::string_view name) {
   constexpr std::string_view tape = "TAPE";
-  return !std::ranges::search(name, tape, {}, [](char c) {
-            return std::toupper(static_cast<unsigned char>(c));
-          }).empty();
+  const auto sameLetter = [](char c, char upper) {
+    return std::toupper(static_cast<unsigned char>(c)) == upper;
+  };
+  return std::search(name.begin(), name.end(), tape.begin(), tape.end(), sameLetter) != name.end();
 }
 
 /// The name of a command's class.
