@@ -251,16 +251,22 @@ TEST_F(DriverTarget, RunsDriverCommands) {
 TEST_F(DriverTarget, RunsCdbCommands) {
   using simulator::Fault;
   using simulator::Sense;
-  const std::string onTape = "DeviceIoControl \\\\.\\tape0 ", tur = "CDB H0-B0-T5-L0 00 00 00 00 00 00",
-                    requestSense = "CDB H0-B0-T5-L0 03 00 00 00 20 00";
-  const auto fails = [](auto&) {
-    SetLastError(ERROR_CRC);
-    return CMD_ERROR;
-  };
-  const auto notSupported = [](auto&) { return CMD_NOT_SUPPORTED; };
+  const std::string tur = "CDB H0-B0-T5-L0 00 00 00 00 00 00", asked = "CDB H0-B0-T5-L0 03 00 00 00 20 00",
+                    told = std::string("DeviceIoControl \\\\.\\tape0 ") + tapeSense;
+  const Fault driverTells{.call = tapeSense, .reply = bytes(senseReply)};
+  const Fault driverSaysNothing{.call = tapeSense, .reply = bytes("12 00 00 00 70 00 00 00 00 00 00 0A")};
+  const Fault driverRefuses{.call = tapeSense, .error = ERROR_NOT_SUPPORTED};
+  const Fault driveFails{.cdb = "00", .sense = Sense{.key = 4, .asc = 0x3E}};
+  const Fault driveBusy{.cdb = "00", .status = std::uint8_t{0x08}};
+  const Fault driveGone{.cdb = "00", .error = ERROR_IO_DEVICE};
+  const Fault driveStaysGone{.cdb = "03", .error = ERROR_IO_DEVICE};
+  const Fault driveTells{.cdb = "03", .reply = bytes("70 00 06 00 00 00 00 0A 00 00 00 00 29 01")};
+  constexpr ReturnCode ok = CMD_OK, failed = CMD_ERROR, notSupported = CMD_NOT_SUPPORTED, noTwin = 99;
   struct Row {
     const char* name;
-    Operation operation;
+    ReturnCode twin;
+    DWORD error;
+    unsigned seconds;
     std::vector<Fault> faults;
     ReturnCode status;
     ulong32 failureCode;
@@ -268,93 +274,28 @@ TEST_F(DriverTarget, RunsCdbCommands) {
     int asc;
     std::vector<std::string> journal;
   };
-  const Fault senseAnswer{.call = tapeSense, .reply = bytes(senseReply)};
-  const Fault senseSaysNothing{.call = tapeSense, .reply = bytes("12 00 00 00 70 00 00 00 00 00 00 0A")};
-  const Fault senseRefused{.call = tapeSense, .error = ERROR_NOT_SUPPORTED};
-  const Fault hardware{.cdb = "00", .sense = Sense{.key = 4, .asc = 0x3E}};
-  const Fault busy{.cdb = "00", .status = std::uint8_t{0x08}};
-  const Fault unreachable{.cdb = "00", .error = ERROR_IO_DEVICE};
-  const Fault noGenericSense{.cdb = "03", .error = ERROR_IO_DEVICE};
-  const Fault genericSense{.cdb = "03",
-                           .reply = bytes("70 00 06 00 00 00 00 0A 00 00 00 00 29 01 00 00 00 00")};
+  // clang-format off
   const Row rows[] = {
-      {"twin succeeds", [](auto&) { return CMD_OK; }, {}, CMD_OK, 0, false, 0, {}},
-      {"no twin to be had", {}, {}, CMD_OK, 0, false, 0, {tur}},
-      {"twin not supported, the CDB succeeds", notSupported, {}, CMD_OK, 0, false, 0, {tur}},
-      {"the CDB fails, the driver knows why",
-       notSupported,
-       {unreachable, senseAnswer},
-       CMD_ERROR,
-       ERROR_IO_DEVICE,
-       false,
-       0x44,
-       {tur + " -> error 1117", onTape + tapeSense}},
-      {"the CDB fails and tells why",
-       notSupported,
-       {hardware, senseSaysNothing},
-       CMD_ERROR,
-       ERROR_IO_DEVICE,
-       false,
-       0x3E,
-       {tur + " -> 4/3E/00", onTape + tapeSense}},
-      {"the CDB fails, the drive knows why",
-       notSupported,
-       {unreachable, senseRefused, genericSense},
-       CMD_ERROR,
-       ERROR_IO_DEVICE,
-       false,
-       0x29,
-       {tur + " -> error 1117", onTape + tapeSense + " -> error 50", requestSense}},
-      {"busy",
-       notSupported,
-       {busy, senseRefused, noGenericSense},
-       CMD_BUSY,
-       ERROR_IO_DEVICE,
-       false,
-       0,
-       {tur + " -> status 08", onTape + tapeSense + " -> error 50", requestSense + " -> error 1117"}},
-      {"twin fails", fails, {senseAnswer}, CMD_ERROR, ERROR_CRC, false, 0x44, {onTape + tapeSense}},
-      {"twin fails without an error number",
-       [](auto&) {
-         SetLastError(ERROR_SUCCESS);
-         return CMD_ERROR;
-       },
-       {senseAnswer},
-       CMD_ERROR,
-       5,
-       false,
-       0x44,
-       {onTape + tapeSense}},
-      {"twin is late",
-       [&](auto&) { return after(31, CMD_OK); },
-       {senseAnswer},
-       CMD_ERROR,
-       5,
-       true,
-       0x44,
-       {onTape + tapeSense}},
-      {"twin is late and not supported",
-       [&](auto&) { return after(31, CMD_NOT_SUPPORTED); },
-       {senseAnswer},
-       CMD_ERROR,
-       5,
-       true,
-       0x44,
-       {onTape + tapeSense}},
-      {"twin is just in time", [&](auto&) { return after(30, CMD_OK); }, {}, CMD_OK, 0, false, 0, {}},
-      {"semaphore time-out",
-       [](auto&) {
-         SetLastError(ERROR_SEM_TIMEOUT);
-         return CMD_ERROR;
-       },
-       {senseAnswer},
-       CMD_ERROR,
-       ERROR_SEM_TIMEOUT,
-       true,
-       0x44,
-       {onTape + tapeSense}},
+      {"twin succeeds", ok, 0, 0, {}, ok, 0, false, 0, {}},
+      {"twin succeeds just in time", ok, 23, 30, {}, ok, 0, false, 0, {}},
+      {"no twin to be had", noTwin, 0, 0, {}, ok, 0, false, 0, {tur}},
+      {"not supported, the CDB succeeds", notSupported, 0, 0, {}, ok, 0, false, 0, {tur}},
+      {"the CDB fails, the driver knows why", notSupported, 0, 0, {driveGone, driverTells},
+       failed, 1117, false, 0x44, {tur + " -> error 1117", told}},
+      {"the CDB fails and tells why", notSupported, 0, 0, {driveFails, driverSaysNothing},
+       failed, 1117, false, 0x3E, {tur + " -> 4/3E/00", told}},
+      {"the CDB fails, the drive knows why", notSupported, 0, 0, {driveGone, driverRefuses, driveTells},
+       failed, 1117, false, 0x29, {tur + " -> error 1117", told + " -> error 50", asked}},
+      {"the drive is busy, nobody knows why", notSupported, 0, 0, {driveBusy, driverRefuses, driveStaysGone},
+       CMD_BUSY, 1117, false, 0, {tur + " -> status 08", told + " -> error 50", asked + " -> error 1117"}},
+      {"twin fails", failed, 23, 0, {driverTells}, failed, 23, false, 0x44, {told}},
+      {"twin fails without an error number", failed, 0, 0, {driverTells}, failed, 5, false, 0x44, {told}},
+      {"twin is late", ok, 0, 31, {driverTells}, failed, 5, true, 0x44, {told}},
+      {"twin is late and not supported", notSupported, 0, 31, {driverTells}, failed, 5, true, 0x44, {told}},
+      {"semaphore time-out", failed, 121, 0, {driverTells}, failed, 121, true, 0x44, {told}},
   };
-  OperationCommand closed(fails);
+  // clang-format on
+  OperationCommand closed([](auto&) { return CMD_OK; });
   EXPECT_EQ(target.scsiExecCDB(closed), CMD_INVALID_HANDLE);
   EXPECT_EQ(closed.getExecutionStatus(), CMD_INVALID_HANDLE);
   open("\\\\.\\tape0");
@@ -363,7 +304,11 @@ TEST_F(DriverTarget, RunsCdbCommands) {
     room.journal().clear();
     room.faults().clear();
     for (const Fault& fault : row.faults) room.addFault(fault);
-    OperationCommand command(row.operation);
+    const Operation operation = [&](auto&) {
+      SetLastError(row.error);
+      return after(row.seconds, row.twin);
+    };
+    OperationCommand command(row.twin == noTwin ? nullptr : operation);
     command.getSenseData()[0] = 0x70;
     const std::uint8_t* const buffers[] = {command.getCdb(), command.getIoData(), command.getSenseData()};
     EXPECT_EQ(target.scsiExecCDB(command), row.status);
@@ -374,7 +319,6 @@ TEST_F(DriverTarget, RunsCdbCommands) {
     EXPECT_EQ(command.getASC(), row.asc);
     EXPECT_THAT(room.journal().lines(), ElementsAreArray(row.journal));
     EXPECT_THAT(buffers, ElementsAre(command.getCdb(), command.getIoData(), command.getSenseData()));
-    EXPECT_EQ(hex(command.cdbSpan()), "00 00 00 00 00 00");
   }
 }
 
