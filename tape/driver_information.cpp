@@ -24,7 +24,7 @@ ReturnCode QORTapeCmdGetDeviceInformation::doOperation(void* deviceHandle) {
 }
 
 ReturnCode QORTapeCmdQueryDevicePaths::doOperation(void* deviceHandle) {
-  paths.clear();
+  pathCount = 0;
   driver::DevicePathsBlock block{};
   DWORD returned = 0;
   const auto asked = [&](DWORD code) {
@@ -32,21 +32,24 @@ ReturnCode QORTapeCmdQueryDevicePaths::doOperation(void* deviceHandle) {
   };
   if (!asked(driver::IOCTL_DRIVER_TAPE_PATHS) && !asked(driver::IOCTL_DRIVER_CHANGER_PATHS)) return CMD_ERROR;
 
+  static_assert(std::tuple_size_v<decltype(paths)> == driver::MAX_DEVICE_PATHS);
   constexpr std::size_t HEADER = offsetof(driver::DevicePathsBlock, paths);
   const std::size_t filled = std::clamp<std::size_t>(returned, HEADER, sizeof block) - HEADER;
   const std::size_t count = std::min<std::size_t>(block.count, filled / sizeof(driver::DevicePathBlock));
-  for (const driver::DevicePathBlock& path : std::span(block.paths).first(count)) {
-    paths.push_back({.hostAdapter = path.hostAdapter,
-                     .bus = path.bus,
-                     .target = path.target,
-                     .lun = path.lun,
-                     .primary = path.primary != 0,
-                     .enabled = path.enabled != 0,
-                     .failed = path.failed != 0});
-  }
+  std::ranges::transform(std::span(block.paths).first(count), paths.begin(),
+                         [](const driver::DevicePathBlock& path) {
+                           return DevicePathData{.hostAdapter = path.hostAdapter,
+                                                 .bus = path.bus,
+                                                 .target = path.target,
+                                                 .lun = path.lun,
+                                                 .primary = path.primary != 0,
+                                                 .enabled = path.enabled != 0,
+                                                 .failed = path.failed != 0};
+                         });
+  pathCount = static_cast<int>(count);
   return CMD_OK;
 }
 
 const DevicePathData* QORTapeCmdQueryDevicePaths::getDevicePathData(int index) const {
-  return index >= 0 && index < getDevicePathDataSize() ? &paths[static_cast<std::size_t>(index)] : nullptr;
+  return index >= 0 && index < pathCount ? &paths[static_cast<std::size_t>(index)] : nullptr;
 }

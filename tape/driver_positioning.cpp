@@ -23,7 +23,7 @@ ReturnCode QORTapeCmdLocate16::doOperation(void* deviceHandle) {
 
 ReturnCode QORTapeCmdSpace::doOperation(void* deviceHandle) {
   // The count is signed: shifted up, its top bit of 24 is the sign.
-  const std::int32_t count = static_cast<std::int32_t>(readBe24(cdbSpan(), 2) << 8) / 256;
+  const std::int32_t count = static_cast<std::int32_t>(readBe24(cdbSpan(), 2) << 8) >> 8;
   const DWORD low = static_cast<DWORD>(count), high = count < 0 ? 0xFFFFFFFF : 0;
   switch (readByte(cdbSpan(), 1)) {
     case 0:

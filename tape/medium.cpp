@@ -5,15 +5,27 @@
 #include "tape/fields.h"
 
 namespace {
-constexpr std::uint8_t LOAD = 0x01, RETENSION = 0x02;
-}
+
+constexpr std::uint8_t FORMAT_MEDIUM = 0x04;
+constexpr std::uint8_t SET_CAPACITY = 0x0B;
+constexpr std::uint8_t ERASE_6 = 0x19;
+constexpr std::uint8_t LOAD_UNLOAD = 0x1B;
+constexpr std::uint8_t PREVENT_ALLOW_MEDIUM_REMOVAL = 0x1E;
+
+constexpr std::uint8_t IMMED = 0x01;
+constexpr std::uint8_t ERASE_LONG = 0x01;
+constexpr std::uint8_t ERASE_IMMED = 0x02;
+constexpr std::uint8_t LOAD = 0x01;
+constexpr std::uint8_t RETENSION = 0x02;
+
+}  // namespace
 
 TapeCmdLoad::TapeCmdLoad(bool immediate) : GenericScsiCommand(CDB_6, SCSI_DATA_NONE, 0, 760) {
-  setCmdCode(0x1B);
+  setCmdCode(LOAD_UNLOAD);
   setImmedFlag(immediate);
   writeByte(cdbSpan(), 4, LOAD);
 }
-void TapeCmdLoad::setImmedFlag(bool immediate) { writeFlag(cdbSpan(), 1, 0x01, immediate); }
+void TapeCmdLoad::setImmedFlag(bool immediate) { writeFlag(cdbSpan(), 1, IMMED, immediate); }
 void TapeCmdLoad::setRetentionFlag(bool retension) { writeFlag(cdbSpan(), 4, RETENSION, retension); }
 bool TapeCmdLoad::getImmedFlag() const { return hasFlag(cdbSpan(), 1, 0x01); }
 bool TapeCmdLoad::getRetentionFlag() const { return hasFlag(cdbSpan(), 4, RETENSION); }
@@ -21,11 +33,11 @@ QORScsiCommand* TapeCmdLoad::createQORCommand() { return new QORTapeCmdLoad(this
 
 TapeCmdUnLoad::TapeCmdUnLoad(bool retension, bool immediate)
     : GenericScsiCommand(CDB_6, SCSI_DATA_NONE, 0, 760) {
-  setCmdCode(0x1B);
+  setCmdCode(LOAD_UNLOAD);
   setImmedFlag(immediate);
   writeFlag(cdbSpan(), 4, RETENSION, retension);
 }
-void TapeCmdUnLoad::setImmedFlag(bool immediate) { writeFlag(cdbSpan(), 1, 0x01, immediate); }
+void TapeCmdUnLoad::setImmedFlag(bool immediate) { writeFlag(cdbSpan(), 1, IMMED, immediate); }
 void TapeCmdUnLoad::setRetentionFlag(bool retension) {
   writeFlag(cdbSpan(), 4, RETENSION, false);
   if (retension) writeByte(cdbSpan(), 4, RETENSION);
@@ -33,7 +45,7 @@ void TapeCmdUnLoad::setRetentionFlag(bool retension) {
 QORScsiCommand* TapeCmdUnLoad::createQORCommand() { return new QORTapeCmdUnLoad(this); }
 
 TapeCmdPreventAllowMediumRemoval::TapeCmdPreventAllowMediumRemoval(bool prevent) : GenericScsiCommand(CDB_6) {
-  setCmdCode(0x1E);
+  setCmdCode(PREVENT_ALLOW_MEDIUM_REMOVAL);
   setPreventFlag(prevent);
 }
 void TapeCmdPreventAllowMediumRemoval::setPreventFlag(bool prevent) {
@@ -45,31 +57,31 @@ QORScsiCommand* TapeCmdPreventAllowMediumRemoval::createQORCommand() {
 
 TapeCmdFormat::TapeCmdFormat(std::uint8_t formatType, bool immediate)
     : GenericScsiCommand(CDB_6, SCSI_DATA_NONE, 0, 3100) {
-  setCmdCode(0x04);
+  setCmdCode(FORMAT_MEDIUM);
   setImmedFlag(immediate);
   setFormatType(formatType);
 }
 void TapeCmdFormat::setFormatType(std::uint8_t formatType) { writeBits(cdbSpan(), 2, 0x0F, formatType); }
-void TapeCmdFormat::setImmedFlag(bool immediate) { writeFlag(cdbSpan(), 1, 0x01, immediate); }
+void TapeCmdFormat::setImmedFlag(bool immediate) { writeFlag(cdbSpan(), 1, IMMED, immediate); }
 QORScsiCommand* TapeCmdFormat::createQORCommand() { return new QORTapeCmdFormat(this); }
 
 TapeCmdErase::TapeCmdErase(bool longErase, bool immediate)
     : GenericScsiCommand(CDB_6, SCSI_DATA_NONE, 0, 68000) {
-  setCmdCode(0x19);
-  writeFlag(cdbSpan(), 1, 0x01, longErase);
+  setCmdCode(ERASE_6);
+  writeFlag(cdbSpan(), 1, ERASE_LONG, longErase);
   setImmedFlag(immediate);
 }
-void TapeCmdErase::setLongFlag(bool) { writeFlag(cdbSpan(), 1, 0x01, true); }
-void TapeCmdErase::setImmedFlag(bool immediate) { writeFlag(cdbSpan(), 1, 0x02, immediate); }
+void TapeCmdErase::setLongFlag(bool) { writeFlag(cdbSpan(), 1, ERASE_LONG, true); }
+void TapeCmdErase::setImmedFlag(bool immediate) { writeFlag(cdbSpan(), 1, ERASE_IMMED, immediate); }
 QORScsiCommand* TapeCmdErase::createQORCommand() { return new QORTapeCmdErase(this); }
 
 TapeCmdSetCapacity::TapeCmdSetCapacity(std::uint16_t proportionValue, bool immediate)
     : GenericScsiCommand(CDB_6, SCSI_DATA_NONE, 0, 300) {
-  setCmdCode(0x0B);
+  setCmdCode(SET_CAPACITY);
   setImmedFlag(immediate);
   setProportionVal(proportionValue);
 }
 void TapeCmdSetCapacity::setProportionVal(std::uint16_t proportionValue) {
   writeBigEndian(cdbSpan(), 3, 2, proportionValue);
 }
-void TapeCmdSetCapacity::setImmedFlag(bool immediate) { writeFlag(cdbSpan(), 1, 0x01, immediate); }
+void TapeCmdSetCapacity::setImmedFlag(bool immediate) { writeFlag(cdbSpan(), 1, IMMED, immediate); }

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <cstddef>
+#include <array>
 #include <cstdint>
-#include <vector>
 
 #include "kiv/scsi/driver_command.h"
 
@@ -48,8 +47,9 @@ class KIV_API QORTapeCmdQueryDevicePaths : public QORScsiCommand {
   ReturnCode doOperation(void* deviceHandle) override;
   /// Null outside 0 to getDevicePathDataSize() - 1.
   const DevicePathData* getDevicePathData(int index) const;
-  int getDevicePathDataSize() const { return static_cast<int>(paths.size()); }
+  int getDevicePathDataSize() const { return pathCount; }
 
  private:
-  std::vector<DevicePathData> paths;
+  std::array<DevicePathData, 32> paths;
+  int pathCount = 0;
 };
