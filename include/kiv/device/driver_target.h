@@ -19,14 +19,22 @@ class KIV_API QORScsiTarget : public ScsiTarget {
   using ScsiTarget::openDevice;
   using ScsiTarget::openDeviceNoInq;
 
+  /// Executes one command; returns its execution status. After a failure its sense data are asked for: of the
+  /// driver, else of the device.
   ReturnCode scsiExecCDB(GenericScsiCommand& cmd) override;
+  /// Opens the device by its driver name, in the mode of the last time: CMD_NO_ADDRESS without a name, CMD_OK
+  /// when already open.
   ReturnCode openDevice() override;
 
+  /// Executes one driver command; returns its execution status. After a failure the tape driver is asked for
+  /// sense data.
   virtual ReturnCode scsiExecCmd(QORScsiCommand& cmd);
-  /// Opens and identifies the device "\\.\tape0", "\\.\changer0", ...
+  /// Opens and identifies the device "\\.\tape0", "\\.\changer0", ... CMD_ERROR when it cannot be
+  /// opened or belongs to another driver. The second only opens.
   virtual ReturnCode openDevice(const char* name, std::uint32_t mode);
   virtual ReturnCode openDeviceNoInq(const char* name, std::uint32_t mode);
-  /// The name is not const here: a slot of its own, beside the base's operation of the same arguments.
+  /// By name when there is one, else by address through the port driver. The name is not const here: a slot
+  /// of its own, beside the base's operation of the same arguments.
   virtual ReturnCode openDeviceNoInq(std::uint8_t hostAdapter, std::uint64_t target, std::uint8_t bus,
                                      std::uint64_t unit, char* name, std::uint32_t mode);
 
