@@ -115,7 +115,7 @@ void VirtualDrive::modeSelect(ScsiRequest& request) {
   }
   ModePages changed = modes_;
   changed.select(list, headerSize + descriptorLength, request.cdb[1] & 0x01);
-  checkPartitionPage(changed.current(0x11));
+  if (changed.has(0x11)) checkPartitionPage(changed.current(0x11));
   modes_ = std::move(changed);
   blockLength_ = blockLength;
   bufferedMode_ = buffered;

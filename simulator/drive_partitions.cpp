@@ -86,6 +86,7 @@ std::vector<std::uint64_t> VirtualDrive::partitionSizes(const Bytes& page) const
 
 /// Lets the page tell how the cartridge in the drive is partitioned.
 void VirtualDrive::showPartitions() {
+  if (!modes_.has(0x11)) return;
   Bytes& page = modes_.current(0x11);
   const auto& partitions = medium_->partitions();
   const auto fits = [&](std::uint8_t exponent) {
@@ -113,8 +114,8 @@ void VirtualDrive::formatMedium(ScsiRequest& request) {
   if (request.cdb16(3) != 0) invalidField(3);  // no parameter list
   checkWritable();
   if (partition_ != 0 || object_ != 0) throw CheckCondition{{.key = 5, .asc = 0x3B, .ascq = 0x0C}};
-  medium_->format(format == 0 ? std::vector{medium_->options().capacity}
-                              : partitionSizes(modes_.current(0x11)));
+  const bool byPage = format != 0 && modes_.has(0x11);
+  medium_->format(byPage ? partitionSizes(modes_.current(0x11)) : std::vector{medium_->options().capacity});
   showPartitions();
   if (!(request.cdb[1] & 0x01)) request.duration += std::int64_t{drive_.formatSeconds} * 1000;
 }

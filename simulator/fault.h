@@ -16,7 +16,8 @@ namespace simulator {
 struct Fault {
   /// Start of a CDB in hex, "12 01 83"; "??" stands for any byte.
   std::string cdb{};
-  /// Name of a Windows call ("CreateFileA", "Sleep", "SetTapePosition") or of a control request
+  /// Name of a Windows call ("CreateFileA", "ReadFile", "SetTapePosition"; not "Sleep") or of a control
+  /// request
   /// ("SCSI_RESCAN_BUS", or "0x001F6068" for one without a name).
   std::string call{};
   /// Only on this device: a handle name ("\\.\scsi0:", case-insensitive) or an address ("H0-B0-T5-L0").
@@ -33,7 +34,7 @@ struct Fault {
   std::uint32_t delay = 0;  ///< seconds that the use takes longer
   std::optional<std::uint32_t> transfer{};  ///< at most this many bytes are moved
   std::optional<Bytes> reply{};             ///< these bytes instead of the device's own data
-  std::optional<std::uint32_t> vanish{};    ///< the device is unreachable for so many seconds from now on
+  std::optional<std::uint32_t> vanish{};    ///< with `cdb`: the device is unreachable for so many seconds
 };
 
 /// The faults of a room, with their counters.

@@ -41,8 +41,7 @@ struct ControlRequest {
   /// Answers with these bytes. An output buffer that cannot hold them fails with ERROR_INSUFFICIENT_BUFFER.
   void reply(std::span<const std::uint8_t> data);
   template <class T>
-    requires(!std::is_convertible_v<const T&, std::span<const std::uint8_t>>)
-  void reply(const T& value) {
+  requires(!std::is_convertible_v<const T&, std::span<const std::uint8_t>>) void reply(const T& value) {
     reply(std::span(reinterpret_cast<const std::uint8_t*>(&value), sizeof value));
   }
 };

@@ -53,25 +53,17 @@ void VirtualDevice::inquiry(ScsiRequest& request) {
   }
   Bytes content;
   if (page == 0x00) {
-    content = {0x00, 0x80, 0x83};
+    content.push_back(0x00);
     for (const auto& [code, bytes] : vpdPages_) content.push_back(code);
-    std::sort(content.begin(), content.end());
-    content.erase(std::unique(content.begin(), content.end()), content.end());
   } else {
-    content = vpdPage(page);
-    if (content.empty()) invalidField(2);
+    const auto found = vpdPages_.find(page);
+    if (found == vpdPages_.end()) invalidField(2);
+    content = found->second();
   }
   Bytes data{static_cast<std::uint8_t>(options_.qualifier << 5 | type_), page, 0, 0};
   put16(data, 2, content.size());
   append(data, content);
   request.reply(std::move(data), allocation);
-}
-
-Bytes VirtualDevice::vpdPage(std::uint8_t page) const {
-  if (const auto own = vpdPages_.find(page); own != vpdPages_.end()) return own->second;
-  if (page == 0x80) return Bytes(options_.serial.begin(), options_.serial.end());
-  if (page == 0x83) return deviceIdentification();
-  return {};
 }
 
 // Two NAA designators: the logical unit, and the target port with its protocol.

@@ -8,7 +8,7 @@ namespace simulator {
 
 Bytes Sense::bytes() const {
   Bytes data(18);
-  data[0] = static_cast<std::uint8_t>((information ? 0x80 : 0) | (deferred ? 0x71 : 0x70));
+  data[0] = static_cast<std::uint8_t>((information ? 0x80 : 0) | 0x70);
   data[2] = static_cast<std::uint8_t>((filemark ? 0x80 : 0) | (endOfMedium ? 0x40 : 0) |
                                       (incorrectLength ? 0x20 : 0) | (key & 0x0F));
   put32(data, 3, information.value_or(0));

@@ -22,7 +22,6 @@ struct Sense {
   bool filemark = false;
   bool endOfMedium = false;
   bool incorrectLength = false;
-  bool deferred = false;                   ///< response code 0x71 instead of 0x70
   std::array<std::uint8_t, 3> specific{};  ///< sense-key-specific bytes, with their SKSV bit
 
   /// 18 bytes, additional length 10.
@@ -44,7 +43,6 @@ struct CheckCondition {
 enum Status : std::uint8_t {
   statusGood = 0x00,
   statusCheckCondition = 0x02,
-  statusBusy = 0x08,
   statusReservationConflict = 0x18,
 };
 

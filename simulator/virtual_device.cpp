@@ -19,6 +19,8 @@ VirtualDevice::VirtualDevice(Room& room, PeripheralType type, DeviceOptions opti
                              std::uint64_t{options_.bus} << 24 | std::uint64_t{options_.target} << 16 |
                              std::uint64_t{options_.lun} << 8;
   }
+  onVpdPage(0x80, [this] { return Bytes(options_.serial.begin(), options_.serial.end()); });
+  onVpdPage(0x83, [this] { return deviceIdentification(); });
   onCommand(0x00, {0xFF, 0, 0, 0, 0, 0}, [this](ScsiRequest&) { checkReady(); });
   onCommand(0x03, {0xFF, 0x01, 0, 0, 0xFF, 0}, [this](ScsiRequest& request) { requestSense(request); });
   onCommand(0x12, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { inquiry(request); });

@@ -61,7 +61,6 @@ class VirtualDevice {
   /// Queues a unit attention: it is reported once, instead of the next command that reports any.
   void addUnitAttention(std::uint8_t asc, std::uint8_t ascq);
   void clearUnitAttentions() { attentions_.clear(); }
-  bool hasUnitAttention() const { return !attentions_.empty(); }
   /// Standard INQUIRY data, at full length.
   virtual Bytes standardInquiry() const;
 
@@ -84,10 +83,8 @@ class VirtualDevice {
   /// `usage` are the bits of the CDB that the command defines, in the sense of CDB usage data (SPC-4 6.31):
   /// bits outside of it are reserved and must be 0. Its length is that of the CDB.
   void onCommand(std::uint8_t operation, Bytes usage, Handler handler);
-  /// Takes a command out of the table.
-  void removeCommand(std::uint8_t operation) { commands_.erase(operation); }
-  /// Replaces or adds a vital product data page; the bytes follow the four-byte header.
-  void setVpdPage(std::uint8_t page, Bytes bytes) { vpdPages_[page] = std::move(bytes); }
+  /// One vital product data page: what follows its header of four bytes.
+  void onVpdPage(std::uint8_t page, std::function<Bytes()> content) { vpdPages_[page] = std::move(content); }
 
   /// Throws when the device is not ready for a medium access command.
   virtual void checkReady() {}
@@ -106,14 +103,13 @@ class VirtualDevice {
   void inquiry(ScsiRequest& request);
   void requestSense(ScsiRequest& request);
   void reportLuns(ScsiRequest& request);
-  Bytes vpdPage(std::uint8_t page) const;
   Bytes deviceIdentification() const;
 
   Room& room_;
   PeripheralType type_;
   DeviceOptions options_;
   std::map<std::uint8_t, Command> commands_;
-  std::map<std::uint8_t, Bytes> vpdPages_;
+  std::map<std::uint8_t, std::function<Bytes()>> vpdPages_;
   std::deque<Sense> attentions_;
   std::int64_t goneUntil_ = 0;
   bool rescanNeeded_ = false;

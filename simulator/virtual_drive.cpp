@@ -11,9 +11,11 @@ VirtualDrive::VirtualDrive(Room& room, DeviceOptions identity, DriveOptions opti
     : VirtualDevice(room, typeTape, std::move(identity)),
       drive_(std::move(options)),
       model_(driveModel(VirtualDevice::options().model)) {
-  Bytes loadId(12);
-  put32(loadId, 4, drive_.loadId);
-  setVpdPage(0x03, std::move(loadId));
+  onVpdPage(0x03, [this] {
+    Bytes page(12);
+    put32(page, 4, drive_.loadId);
+    return page;
+  });
   if (model_.featureOffset == 0) {
     setBuffer(model_.featureBuffer, namedEntryBuffer("lib_feature", drive_.automationReady ? 0 : featureBit));
   } else {

@@ -48,7 +48,8 @@ class VirtualDrive : public VirtualDevice {
  public:
   VirtualDrive(Room& room, DeviceOptions identity, DriveOptions options);
 
-  const DriveModel& model() const { return model_; }
+  /// Changes take effect with the next command; `cartridge` and `automationReady` count at the beginning
+  /// only.
   DriveOptions& behaviour() { return drive_; }
 
   /// The cartridge in the drive, loaded or not; null without one.
@@ -60,7 +61,6 @@ class VirtualDrive : public VirtualDevice {
   void insertBlank();
   /// Takes the cartridge out, whatever the drive was doing with it. Null without one.
   std::unique_ptr<Medium> remove();
-  void setStuckCartridge(bool stuck) { drive_.stuckCartridge = stuck; }
 
   /// Contents of a READ BUFFER buffer; an absent buffer is refused.
   void setBuffer(std::uint8_t id, Bytes contents) { buffers_[id] = std::move(contents); }

@@ -114,7 +114,7 @@ BOOL closeHandle(HANDLE handle) {
   if (!room || !foreignName(handle)) return real::closeHandle(handle);
   const BOOL result =
       answerForeign("CloseHandle", handle, "", [&](const Fault*) { return real::closeHandle(handle); });
-  room->foreignHandles().erase(handle);
+  if (result) room->foreignHandles().erase(handle);
   return result;
 }
 

@@ -306,6 +306,7 @@ TEST(Drive, JudgesFirmware) {
   EXPECT_EQ(download(tape, good, 4096), "[5/2C/00][5/2C/00]") << "a cartridge is loaded";
   drive.remove();
   EXPECT_EQ(download(tape, good, 4096), "[][]");
+  EXPECT_EQ(drive.downloaded(), good);
   EXPECT_EQ(tape.fetch("12 00 00 00 24 00"), "error 1117") << "rebooting";
   calls::sleep(40'000);
   EXPECT_EQ(tape.send("00 00 00 00 00 00"), "6/29/00");

@@ -211,8 +211,14 @@ TEST_F(TapeTest, ReportsItself) {
   EXPECT_EQ(tape.fetch("4D 00 6E 00 00 00 02 00 FF 00"), "");
   EXPECT_EQ(toHex(tape.data), "2E 00 00 05 00 02 03 01 01");
   EXPECT_EQ(tape.fetch("4D 00 6E 00 00 00 03 00 FF 00"), "5/24/00") << "beyond the last parameter";
+  const Bytes message = bytes("00 00 00 00 00 00 00 10 4C 4F 41 44 20 20 20 20 4E 4F 57 20 20 20 20 20");
+  EXPECT_EQ(tape.send("C0 00 00 00 18 00", message), "");
+  EXPECT_EQ(drive.display(), "LOAD    NOW     ");
+  EXPECT_EQ(tape.send("16 00 00 00 00 00"), "");
+  EXPECT_TRUE(drive.reserved());
   EXPECT_EQ(tape.send("1D 12 00 00 08 00", bytes("80 00 00 04 20 02 00 00")), "");
   EXPECT_EQ(tape.send("00 00 00 00 00 00"), "error 1117") << "reset by diagnostic";
+  EXPECT_FALSE(drive.reserved());
 }
 
 }  // namespace
