@@ -51,19 +51,18 @@ Simulation::Simulation(const std::string& roomFile)
 Simulation::~Simulation() = default;
 
 void Simulation::keep() const {
+  using Json = nlohmann::ordered_json;
   if (file_.empty()) return;
-  auto description = nlohmann::ordered_json::parse(description_);
-  const auto before = description;
+  Json description = Json::parse(description_);
+  const Json before = description;
   std::size_t next = 0;
   for (const auto& device : room_->devices()) {
     const auto* drive = dynamic_cast<const simulator::VirtualDrive*>(device.get());
     if (!drive) continue;
-    auto& entry = description.at("drives").at(next++);
-    entry["level"] = drive->level();
-    if (entry.value("cartridge", false) != drive->loaded()) entry["cartridge"] = drive->loaded();
+    description.at("drives").at(next++)["level"] = drive->level();
   }
   if (description == before) return;
-  const std::string text = description.dump(2) + '\n';
+  const std::string text = description.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
   write(file_, text.data(), text.size());
 }
 
