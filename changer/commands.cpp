@@ -3,12 +3,28 @@
 #include "kiv/changer/driver_commands.h"
 #include "kiv/changer/element_status.h"
 #include "kiv/frame/logger.h"
-#include "kiv/scsi/big_endian.h"
+#include "scsi/cdb.h"
 
 namespace {
 
-constexpr std::uint8_t MODE_PAGE_ELEMENT_ADDRESS_ASSIGNMENT = 0x1D;
+// Operation codes (SMC-3).
+constexpr std::uint8_t INITIALIZE_ELEMENT_STATUS = 0x07;
+constexpr std::uint8_t OPEN_CLOSE_IMPORT_EXPORT_ELEMENT = 0x1B;
+constexpr std::uint8_t PREVENT_ALLOW_MEDIUM_REMOVAL = 0x1E;
+constexpr std::uint8_t POSITION_TO_ELEMENT = 0x2B;
+constexpr std::uint8_t MOVE_MEDIUM = 0xA5;
+constexpr std::uint8_t EXCHANGE_MEDIUM = 0xA6;
+constexpr std::uint8_t READ_ELEMENT_STATUS = 0xB8;
+
+// Fields of their CDBs.
+constexpr std::uint8_t RANGE = 0x01;
+constexpr std::uint8_t VOLTAG = 0x10;
+constexpr std::uint8_t DVCID = 0x01;
+constexpr std::uint8_t ACTION_CODE = 0x1F;
+constexpr std::uint8_t LUN_SHIFT = 5;
+
 constexpr std::uint8_t MODE_SENSE_DISABLE_BLOCK_DESCRIPTORS = 0x08;
+constexpr std::uint8_t ELEMENT_ADDRESS_ASSIGNMENT = 0x1D;
 // The mode parameter header and the page.
 constexpr std::uint8_t ELEMENT_ADDRESS_ASSIGNMENT_LENGTH = 4 + 20;
 constexpr ulong32 ELEMENT_STATUS_HEADER_LENGTH = 8;
@@ -25,10 +41,7 @@ void setAddress(GenericScsiCommand& command, std::size_t offset, std::uint16_t a
 
 ChangerMoveMedium::ChangerMoveMedium(std::uint16_t transport, std::uint16_t source, std::uint16_t destination)
     : GenericScsiCommand(CDB_12, SCSI_DATA_NONE, 0, 840) {
-  setCmdCode(0xA5);
-  setAddress(*this, 2, transport);
-  setSourceAddress(source);
-  setDestinationAddress(destination);
+  writeCdb(cdbSpan(), MOVE_MEDIUM, 0, Be16(transport), Be16(source), Be16(destination), Be16(0), 0, 0);
 }
 
 void ChangerMoveMedium::setSourceAddress(std::uint16_t address) { setAddress(*this, 4, address); }
@@ -38,11 +51,8 @@ ChangerCmdExchangeMedium::ChangerCmdExchangeMedium(std::uint16_t transport, std:
                                                    std::uint16_t firstDestination,
                                                    std::uint16_t secondDestination)
     : GenericScsiCommand(CDB_12, SCSI_DATA_NONE, 0, 840) {
-  setCmdCode(0xA6);
-  setTransportElementAddress(transport);
-  setSourceAddress(source);
-  setFirstDestinationAddress(firstDestination);
-  setSecondDestinationAddress(secondDestination);
+  writeCdb(cdbSpan(), EXCHANGE_MEDIUM, 0, Be16(transport), Be16(source), Be16(firstDestination),
+           Be16(secondDestination), 0, 0);
 }
 
 void ChangerCmdExchangeMedium::setTransportElementAddress(std::uint16_t address) {
@@ -58,9 +68,7 @@ void ChangerCmdExchangeMedium::setSecondDestinationAddress(std::uint16_t address
 
 ChangerCmdPositionToElement::ChangerCmdPositionToElement(std::uint16_t transport, std::uint16_t destination)
     : GenericScsiCommand(CDB_10, SCSI_DATA_NONE, 0, 600) {
-  setCmdCode(0x2B);
-  setTransportElementAddress(transport);
-  setDestinationAddress(destination);
+  writeCdb(cdbSpan(), POSITION_TO_ELEMENT, 0, Be16(transport), Be16(destination), Be16(0), 0, 0);
 }
 
 void ChangerCmdPositionToElement::setTransportElementAddress(std::uint16_t address) {
@@ -72,19 +80,15 @@ void ChangerCmdPositionToElement::setDestinationAddress(std::uint16_t address) {
 
 ChangerCmdPreventAllowMediumRemoval::ChangerCmdPreventAllowMediumRemoval(bool prevent)
     : GenericScsiCommand(CDB_6, SCSI_DATA_NONE, 0, 420) {
-  setCmdCode(0x1E);
-  setActionCode(prevent);
+  writeCdb(cdbSpan(), PREVENT_ALLOW_MEDIUM_REMOVAL, 0, Be16(0), prevent, 0);
 }
 
-void ChangerCmdPreventAllowMediumRemoval::setActionCode(bool prevent) {
-  writeBigEndian(cdbSpan(), 4, 1, prevent ? 1 : 0);
-}
+void ChangerCmdPreventAllowMediumRemoval::setActionCode(bool prevent) { writeByte(cdbSpan(), 4, prevent); }
 
 ChangerOpenCloseImportExportElement::ChangerOpenCloseImportExportElement(std::uint16_t elementAddress,
                                                                          std::uint8_t actionCode)
     : GenericScsiCommand(CDB_6, SCSI_DATA_NONE, 0, 600) {
-  setCmdCode(0x1B);
-  setIOElementAddress(elementAddress);
+  writeCdb(cdbSpan(), OPEN_CLOSE_IMPORT_EXPORT_ELEMENT, 0, Be16(elementAddress), 0, 0);
   setActionCode(actionCode);
 }
 
@@ -93,22 +97,19 @@ void ChangerOpenCloseImportExportElement::setIOElementAddress(std::uint16_t addr
 }
 
 void ChangerOpenCloseImportExportElement::setActionCode(std::uint8_t code) {
-  writeBigEndian(cdbSpan(), 4, 1, code & 0x1Fu);
+  writeByte(cdbSpan(), 4, code & ACTION_CODE);
 }
 
 // Inventory
 
 ChangerCmdInitializeElementStatus::ChangerCmdInitializeElementStatus() : GenericScsiCommand(CDB_6) {
-  setCmdCode(0x07);
+  writeCdb(cdbSpan(), INITIALIZE_ELEMENT_STATUS, 0, Be24(0), 0);
 }
 
 ChangerCmdInitializeElementStatusWithRange::ChangerCmdInitializeElementStatusWithRange(
     std::uint16_t startingAddress, std::uint16_t numberOfElements, std::uint8_t operationCode)
     : GenericScsiCommand(CDB_10, SCSI_DATA_NONE, 0, 1800) {
-  setCmdCode(operationCode);
-  writeBigEndian(cdbSpan(), 1, 1, 0x01);  // RANGE
-  setStartingElementAddress(startingAddress);
-  setNbrOfElements(numberOfElements);
+  writeCdb(cdbSpan(), operationCode, RANGE, Be16(startingAddress), Be16(0), Be16(numberOfElements), 0, 0);
 }
 
 void ChangerCmdInitializeElementStatusWithRange::setStartingElementAddress(std::uint16_t address) {
@@ -124,14 +125,9 @@ ChangerCmdReadElementStatus::ChangerCmdReadElementStatus(ChangerElementTypeCode 
                                                          std::uint16_t numberOfElements,
                                                          bool primaryVolumeTag, bool deviceIdentifier,
                                                          ulong32 allocationLength)
-    : GenericScsiCommand(CDB_12, SCSI_DATA_IN, 0, 900) {
-  setCmdCode(0xB8);
-  setPVolTag(primaryVolumeTag);
-  setElementTypeCode(typeCode);
-  setElementAddress(startingAddress);
-  setNbrOfElements(numberOfElements);
-  setDvcId(deviceIdentifier);
-  setAllocLength(allocationLength);
+    : GenericScsiCommand(CDB_12, SCSI_DATA_IN, allocationLength, 900) {
+  writeCdb(cdbSpan(), READ_ELEMENT_STATUS, typeCode | (primaryVolumeTag ? VOLTAG : 0), Be16(startingAddress),
+           Be16(numberOfElements), deviceIdentifier, Be24(allocationLength), 0, 0);
 }
 
 QORScsiCommand* ChangerCmdReadElementStatus::createQORCommand() {
@@ -139,7 +135,7 @@ QORScsiCommand* ChangerCmdReadElementStatus::createQORCommand() {
 }
 
 void ChangerCmdReadElementStatus::setElementTypeCode(ChangerElementTypeCode code) {
-  writeBigEndian(cdbSpan(), 1, 1, (readByte(cdbSpan(), 1) & 0x10u) | code);
+  writeByte(cdbSpan(), 1, (readByte(cdbSpan(), 1) & VOLTAG) | code);
 }
 
 void ChangerCmdReadElementStatus::setElementAddress(std::uint16_t address) { setAddress(*this, 2, address); }
@@ -149,11 +145,11 @@ void ChangerCmdReadElementStatus::setNbrOfElements(std::uint16_t count) {
 }
 
 void ChangerCmdReadElementStatus::setPVolTag(bool requested) {
-  writeBigEndian(cdbSpan(), 1, 1, (readByte(cdbSpan(), 1) & 0xEFu) | (requested ? 0x10u : 0u));
+  writeBits(cdbSpan(), 1, VOLTAG, requested ? VOLTAG : 0);
 }
 
 void ChangerCmdReadElementStatus::setDvcId(bool requested) {
-  writeBigEndian(cdbSpan(), 6, 1, (readByte(cdbSpan(), 6) & 0xFEu) | (requested ? 0x01u : 0u));
+  writeBits(cdbSpan(), 6, DVCID, requested ? DVCID : 0);
 }
 
 ReturnCode ChangerCmdReadElementStatus::setAllocLength(ulong32 length) {
@@ -162,11 +158,11 @@ ReturnCode ChangerCmdReadElementStatus::setAllocLength(ulong32 length) {
 }
 
 void ChangerCmdReadElementStatus::setLunId(std::uint8_t lun) {
-  writeBigEndian(cdbSpan(), 1, 1, (unsigned{lun} << 5) | (readByte(cdbSpan(), 1) & 0x1Fu));
+  writeBits(cdbSpan(), 1, 0xE0, unsigned{lun} << LUN_SHIFT);
 }
 
-bool ChangerCmdReadElementStatus::getParamPVolTag() const { return (readByte(cdbSpan(), 1) & 0x10) != 0; }
-bool ChangerCmdReadElementStatus::getParamDevID() const { return (readByte(cdbSpan(), 6) & 0x01) != 0; }
+bool ChangerCmdReadElementStatus::getParamPVolTag() const { return (readByte(cdbSpan(), 1) & VOLTAG) != 0; }
+bool ChangerCmdReadElementStatus::getParamDevID() const { return (readByte(cdbSpan(), 6) & DVCID) != 0; }
 
 std::uint16_t ChangerCmdReadElementStatus::getFirstElementAddressReported() const {
   return getIoDataLength() < ELEMENT_STATUS_HEADER_LENGTH ? std::uint16_t{0} : readBe16(ioDataSpan(), 0);
@@ -180,12 +176,10 @@ ulong32 ChangerCmdReadElementStatus::getByteCntReportAvail() const {
   return getIoDataLength() < ELEMENT_STATUS_HEADER_LENGTH ? 0 : readBe24(ioDataSpan(), 5);
 }
 
-ChangerCmdElementInformation::ChangerCmdElementInformation() : GenericScsiCommand(CDB_6, SCSI_DATA_IN, 0) {
-  setCmdCode(0x1A);
-  writeBigEndian(cdbSpan(), 1, 1, MODE_SENSE_DISABLE_BLOCK_DESCRIPTORS);
-  writeBigEndian(cdbSpan(), 2, 1, MODE_PAGE_ELEMENT_ADDRESS_ASSIGNMENT);
-  writeBigEndian(cdbSpan(), 4, 1, ELEMENT_ADDRESS_ASSIGNMENT_LENGTH);
-  setIoDataLength(ELEMENT_ADDRESS_ASSIGNMENT_LENGTH);
+ChangerCmdElementInformation::ChangerCmdElementInformation()
+    : GenericScsiCommand(CDB_6, SCSI_DATA_IN, ELEMENT_ADDRESS_ASSIGNMENT_LENGTH) {
+  writeCdb(cdbSpan(), MODE_SENSE_6, MODE_SENSE_DISABLE_BLOCK_DESCRIPTORS, ELEMENT_ADDRESS_ASSIGNMENT, 0,
+           ELEMENT_ADDRESS_ASSIGNMENT_LENGTH, 0);
 }
 
 std::uint16_t ChangerCmdElementInformation::getFirstMediumTransportElementAddress() const {

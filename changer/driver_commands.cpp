@@ -151,6 +151,7 @@ ReturnCode QORChangerCmdExchangeMedium::doOperation(void* deviceHandle) {
 
 ReturnCode QORChangerCmdInitializeElementStatus::doOperation(void* deviceHandle) {
   CHANGER_INITIALIZE_ELEMENT_STATUS request{};
+  request.BarCodeScan = TRUE;  // the CDB has the labels read too
   request.ElementList.Element.ElementType = AllElements;
   if (tellChanger(deviceHandle, IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS, request)) {
     logger->logDebug(SCSI, 0, "IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS passed");
@@ -162,6 +163,7 @@ ReturnCode QORChangerCmdInitializeElementStatus::doOperation(void* deviceHandle)
 
 ReturnCode QORChangerCmdInitializeElementStatusWithRange::doOperation(void* deviceHandle) {
   CHANGER_INITIALIZE_ELEMENT_STATUS request{};
+  request.BarCodeScan = TRUE;  // the CDB has the labels read too
   if (!translate(deviceHandle, readBe16(cdbSpan(), 2), "SourceAddress", request.ElementList.Element))
     return CMD_ERROR;
   request.ElementList.NumberOfElements = readBe16(cdbSpan(), 6);

@@ -76,16 +76,23 @@ bool readElements(void* changer, const CHANGER_ELEMENT_LIST& list, bool volumeTa
   return true;
 }
 
-void copyText(std::span<std::uint8_t> image, std::size_t offset, const std::uint8_t* text,
-              std::size_t length) {
+void copyBytes(std::span<std::uint8_t> image, std::size_t offset, const std::uint8_t* source,
+               std::size_t length) {
   if (offset >= image.size()) return;
-  std::copy_n(text, std::min(length, image.size() - offset),
+  std::copy_n(source, std::min(length, image.size() - offset),
               image.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
 void fill(std::span<std::uint8_t> image, std::size_t offset, std::size_t length, std::uint8_t value) {
   if (offset >= image.size()) return;
   std::ranges::fill(image.subspan(offset, std::min(length, image.size() - offset)), value);
+}
+
+/// A text field; what stands behind a zero byte becomes blanks, which is how SCSI pads text.
+void copyText(std::span<std::uint8_t> image, std::size_t offset, const std::uint8_t* text,
+              std::size_t width) {
+  fill(image, offset, width, ' ');
+  copyBytes(image, offset, text, static_cast<std::size_t>(std::find(text, text + width, 0) - text));
 }
 
 /// Writes one element descriptor at `offset`; what lies outside the image is dropped.
@@ -103,8 +110,9 @@ void writeDescriptor(std::span<std::uint8_t> image, std::size_t offset,
   if (kind.scsi == ELEMENT_DATA_TRANSFER) {
     // NOT BUS, ID VALID and LU VALID stand in the second byte of Windows' flags as in the descriptor.
     constexpr DWORD VALID = ELEMENT_STATUS_NOT_BUS | ELEMENT_STATUS_ID_VALID | ELEMENT_STATUS_LUN_VALID;
-    put(6, 1, (element.Flags & VALID) >> 8 | (element.Lun & 0x07u));
-    put(7, 1, element.TargetId);
+    const bool lunValid = (element.Flags & ELEMENT_STATUS_LUN_VALID) != 0;
+    put(6, 1, (element.Flags & VALID) >> 8 | (lunValid ? element.Lun & 0x07u : 0u));
+    if (element.Flags & ELEMENT_STATUS_ID_VALID) put(7, 1, element.TargetId);
   }
   put(9, 1, (sourceValid ? SOURCE_VALID : 0u) | ((element.Flags & ELEMENT_STATUS_INVERT) ? INVERT : 0u));
   if (sourceValid)
@@ -113,13 +121,13 @@ void writeDescriptor(std::span<std::uint8_t> image, std::size_t offset,
   std::size_t end = offset + DESCRIPTOR_HEADER;
   if (volumeTags) {
     fill(image, end, VOLUME_TAG, ' ');
-    if (element.Flags & ELEMENT_STATUS_PVOLTAG) copyText(image, end, element.PrimaryVolumeID, VOLUME_TAG);
+    if (element.Flags & ELEMENT_STATUS_PVOLTAG) copyBytes(image, end, element.PrimaryVolumeID, VOLUME_TAG);
     end += VOLUME_TAG;
   }
   if (identifier && (element.Flags & ELEMENT_STATUS_PRODUCT_DATA)) {
     const std::uint8_t header[] = {CODE_SET_ASCII, T10_VENDOR_ID, 0, DRIVE_IDENTIFIER};
     constexpr std::size_t SERIAL_NUMBER = DRIVE_IDENTIFIER - VENDOR_ID_LENGTH - PRODUCT_ID_LENGTH;
-    copyText(image, end, header, sizeof header);
+    copyBytes(image, end, header, sizeof header);
     copyText(image, end + 4, element.VendorIdentification, VENDOR_ID_LENGTH);
     copyText(image, end + 12, element.ProductIdentification, PRODUCT_ID_LENGTH);
     copyText(image, end + 28, element.SerialNumber, SERIAL_NUMBER);
@@ -311,15 +319,15 @@ ReturnCode QORChangerCmdReadCartridgeLocation::doOperation(void* deviceHandle) t
     descriptor[5] = location.ascq;
     descriptor[9] = location.origin;
     writeBigEndian(descriptor, 10, 2, location.sourceElementAddress);
-    copyText(descriptor, DESCRIPTOR_HEADER, location.volumeTag, VOLUME_TAG);
+    copyBytes(descriptor, DESCRIPTOR_HEADER, location.volumeTag, VOLUME_TAG);
     const std::uint8_t identification[] = {
         location.codeSet, location.identifierType, 0,
         std::min<std::uint8_t>(location.identifierLength, sizeof location.identifier)};
-    copyText(descriptor, DESCRIPTOR_HEADER + VOLUME_TAG, identification, sizeof identification);
-    copyText(descriptor, DESCRIPTOR_HEADER + VOLUME_TAG + IDENTIFICATION_HEADER, location.identifier,
-             sizeof location.identifier);
-    copyText(ioDataSpan(), REPORT_HEADER + PAGE_HEADER + i * DESCRIPTOR, descriptor.data(),
-             descriptor.size());
+    copyBytes(descriptor, DESCRIPTOR_HEADER + VOLUME_TAG, identification, sizeof identification);
+    copyBytes(descriptor, DESCRIPTOR_HEADER + VOLUME_TAG + IDENTIFICATION_HEADER, location.identifier,
+              sizeof location.identifier);
+    copyBytes(ioDataSpan(), REPORT_HEADER + PAGE_HEADER + i * DESCRIPTOR, descriptor.data(),
+              descriptor.size());
   }
   setHeader(first, static_cast<std::uint16_t>(count), count == 0 ? 0 : PAGE_HEADER + byteCount);
   return CMD_OK;

@@ -206,7 +206,10 @@ void DataTransferElemStatusDescriptor::decodeData() {
 }
 
 bool DataTransferElemStatusDescriptor::isDrivePresent() const {
-  return !(except && asc == 0x3B && ascq == 0x1A);
+  if (!except) return true;
+  const bool removed = asc == 0x3B && ascq == 0x1A;
+  const bool notInstalled = asc == 0x00 && ascq == 0x08;  // Windows' ERROR_DRIVE_NOT_INSTALLED
+  return !removed && !notInstalled;
 }
 
 std::string DataTransferElemStatusDescriptor::driveToString(const std::string& deviceId) const {

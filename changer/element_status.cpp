@@ -58,11 +58,11 @@ void ChangerElementStatusPage::initialize() {
   descriptorLength = readBe16(page, 2);
   byteDescAvailable = readBe24(page, 5);
   logger->logDebug("SCSI", 0, "ChangerElementStatusPage::decodeData, type %d", typeCode);
-  logger->logBinary("SCSI", 0, "ChangerElementStatusPage::decodeData, page",
-                    reinterpret_cast<const char*>(page.data()), static_cast<ulong32>(page.size()));
-
   auto rest = page.subspan(PAGE_HEADER);
   rest = rest.first(std::min<std::size_t>(rest.size(), byteDescAvailable));
+  logger->logBinary("SCSI", 0, "ChangerElementStatusPage::decodeData, page",
+                    reinterpret_cast<const char*>(page.data()),
+                    static_cast<ulong32>(PAGE_HEADER + rest.size()));
   while (descriptorLength != 0 && rest.size() >= descriptorLength && descriptors.size() < MOST_DESCRIPTORS) {
     auto descriptor = makeDescriptor(typeCode, withIdentifier, rest.data(), static_cast<ulong32>(rest.size()),
                                      descriptorLength, primaryVolumeTag);

@@ -16,19 +16,21 @@ constexpr const char* CLCO = "CLCO";
 constexpr std::uint8_t TAPE_DRIVE = 0x01;
 
 // READ ELEMENT STATUS data (SMC-3): a header, then the header of the first page.
-constexpr std::size_t REPORT_HEADER = 8;
+constexpr ulong32 REPORT_HEADER = 8;
+/// What the allocation length of the CDB can say.
+constexpr ulong32 LONGEST_REPORT = 0xFFFFFF;
 constexpr std::size_t FIRST_DESCRIPTOR = 16;
 
 /// Seconds that a changer may take to become ready.
 constexpr int READY_ROUNDS = 61;
 
-bool isBecomingReady(const ScsiCommand& failed) {
-  return failed.getSenseKey() == 0x02 && failed.getASC() == 0x04 && failed.getASCQ() == 0x01;
-}
-
 /// Whether waiting may help: the changer is becoming ready, or tells that something has happened to it.
 bool isWorthWaiting(const ScsiCommand& failed) {
-  return isBecomingReady(failed) || failed.getSenseKey() == 0x06;
+  if (!failed.isSenseDataValid()) return false;
+  const bool becomingReady =
+      failed.getSenseKey() == 0x02 && failed.getASC() == 0x04 && failed.getASCQ() == 0x01;
+  const bool unitAttention = failed.getSenseKey() == 0x06;
+  return becomingReady || unitAttention;
 }
 
 /// Sends TEST UNIT READY once a second until the changer is ready or says that it will not be. False, with
@@ -124,7 +126,7 @@ unsigned char* ChangerLibraryBaseCommands::getDescriptorTableOfReadElement(Chang
   };
 
   if (!execute()) return nullptr;
-  const ulong32 reportLength = cmd.getByteCntReportAvail() + static_cast<ulong32>(REPORT_HEADER);
+  const ulong32 reportLength = std::min(cmd.getByteCntReportAvail() + REPORT_HEADER, LONGEST_REPORT);
   cmd.setNbrOfElements(cmd.getNumberElementsAvail());
   if (cmd.setAllocLength(reportLength) != CMD_OK || !execute()) return nullptr;
 

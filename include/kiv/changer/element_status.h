@@ -181,7 +181,8 @@ class KIV_API DataTransferElemStatusDescriptor : public ElemStatusDescriptor {
   bool isNotBus() const { return notBus; }
   std::uint8_t getLun() const { return lun; }
   std::uint8_t getScsiBusAddress() const { return scsiBusAddress; }
-  /// False for a bay whose drive was removed (ASC 3Bh, ASCQ 1Ah).
+  /// False for a bay whose drive was removed (ASC 3Bh, ASCQ 1Ah), or was never installed (exception code 8 of
+  /// Windows' changer interface).
   virtual bool isDrivePresent() const;
 
  protected:
