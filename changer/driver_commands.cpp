@@ -76,7 +76,7 @@ bool QORChangerCmdElementInformation::translateAddress(const GET_CHANGER_PARAMET
 std::uint16_t QORChangerCmdElementInformation::absoluteAddress(const GET_CHANGER_PARAMETERS& parameters,
                                                                const CHANGER_ELEMENT& element) {
   for (const ElementRange& range : RANGES) {
-    if (range.type == element.ElementType) {
+    if (range.type == elementType(element)) {
       return static_cast<std::uint16_t>(parameters.*range.first + element.ElementAddress);
     }
   }

@@ -220,7 +220,7 @@ unsigned int QORChangerCmdReadElementStatus::findOccurence(const CHANGER_ELEMENT
                                                            unsigned int& first) {
   unsigned int found = 0;
   for (unsigned int i = 0; i < count; ++i) {
-    if (static_cast<unsigned int>(status[i].Element.ElementType) == type && found++ == 0) first = i;
+    if (elementType(status[i].Element) == type && found++ == 0) first = i;
   }
   return found;
 }
