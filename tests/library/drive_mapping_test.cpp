@@ -1,0 +1,383 @@
+#include "kiv/library/drive_mapping.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "kiv/changer/commands.h"
+#include "kiv/device/controller.h"
+#include "simulator/import_table.h"
+#include "simulator/room.h"
+#include "tests/support/captured_output.h"
+#include "tests/support/hex.h"
+
+using simulator::Fault;
+using simulator::Sense;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+class Mapping : public testing::Test {
+ protected:
+  Mapping() { simulator::takeOverImports(); }
+  ~Mapping() override {
+    controller.clearDeviceList();
+    EXPECT_EQ(room.openHandles(), 0u);
+  }
+  simulator::VirtualDrive& addDrive(std::uint8_t target, const char* serial) {
+    return room.addDrive({.target = target, .model = "ULTRIUM-PX6", .serial = serial});
+  }
+  simulator::VirtualChanger& addLibrary(std::uint8_t target, std::vector<simulator::VirtualDrive*> bays,
+                                        const char* serial = "LIB0000001") {
+    const auto count = static_cast<std::uint16_t>(bays.size());
+    return room.addChanger({.target = target, .model = "LIB-3573", .serial = serial},
+                           {.drives = {0x0100, count}, .bays = std::move(bays)});
+  }
+  void scan(bool driverDevices = false) {
+    controller.rediscoverSCSIBus(driverDevices, "", "", "");
+    room.journal().clear();
+  }
+  /// "changer/drive" of every pair, by their serial numbers; meanwhile the library logs at this level.
+  std::vector<std::string> pairs(logLevels logLevel = LOG_DEBUG) {
+    std::vector<DriveMapping> map;
+    const LogLevel level(logLevel);
+    CapturedOutput output;
+    ChangerDriveMapping().getMapping(controller, map);
+    log = output.lines();
+    std::vector<std::string> result;
+    for (const DriveMapping& record : map)
+      result.push_back(record.changerSerialNumber + "/" + record.driveSerialNumber);
+    return result;
+  }
+  ScsiTarget& device(const char* serial) {
+    for (ScsiTarget* target : controller.getDeviceList())
+      if (std::string(target->getSerialNumber()) == serial) return *target;
+    throw std::out_of_range(serial);
+  }
+
+  simulator::Room room;
+  DeviceController controller;
+  std::vector<std::string> log;
+};
+
+TEST_F(Mapping, PairsDrivesWithTheBaysOfEveryLibrary) {
+  auto& first = addDrive(1, "1068000071");
+  auto& second = addDrive(2, "1068000072");
+  addDrive(3, "1068000073");
+  addLibrary(8, {&first, nullptr}, "LIB0000001");
+  addLibrary(9, {nullptr, &second, nullptr}, "LIB0000002");
+  scan();
+  EXPECT_THAT(pairs(), ElementsAre("LIB0000001/1068000071", "LIB0000002/1068000072"));
+  EXPECT_THAT(
+      log,
+      Contains(HasSubstr("CLCO0000D ChangerDriveMapping::getMapping for [LIB-3573        ][LIB0000002][")));
+  EXPECT_THAT(log, Contains("CLCO0000D getElementAddressRanges: Library Element "
+                            "Addresses:[01h][1],[1000h][24],[10h][4],[100h][3]"));
+  EXPECT_THAT(log, Contains("CLCO0000D ChangerDriveMapping::getMapping ElementCount: 3"));
+  EXPECT_THAT(log, Contains("CLCO0000D compareDeviceInquiry: Inquiry data matches, [1068000072]"));
+  EXPECT_THAT(
+      log, Contains("CLCO0000D ::compareDeviceInquiry - Inquiry data do not match, [1068000073]").Times(5));
+  EXPECT_THAT(log, Contains(HasSubstr("getMapping -  device[1] map.DriveDriverName: ")));
+  EXPECT_THAT(room.journal().cdbs("H0-B0-T8-L0"),
+              ElementsAre("1A 08 1D 00 18 00", "B8 04 01 00 00 02 01 00 00 08 00 00",
+                          HasSubstr("B8 04 01 00 00 02 01 00 00 ")));
+  for (ScsiTarget* target : controller.getDeviceList()) EXPECT_FALSE(target->isOpened());
+}
+
+TEST_F(Mapping, FillsARecordAndKeepsWhatIsThere) {
+  auto& drive = room.addDrive(
+      {.adapter = 1, .bus = 1, .target = 5, .lun = 2, .model = "ULTRIUM-PX6", .serial = "1068000073"});
+  addLibrary(8, {&drive});
+  scan();
+  std::vector<DriveMapping> map(1);
+  ChangerDriveMapping().getMapping(controller, map);
+  ASSERT_EQ(map.size(), 2u);
+  const DriveMapping& record = map[1];
+  EXPECT_EQ(record.changerSerialNumber, "LIB0000001");
+  EXPECT_EQ(record.changerTargetId, 8u);
+  EXPECT_EQ(record.changerLun, 0u);
+  EXPECT_EQ(record.changerHostAdapter, 0);
+  EXPECT_EQ(record.changerBus, 0);
+  EXPECT_EQ(record.changerDriverName, device("LIB0000001").getDriverName());
+  EXPECT_EQ(record.driveSerialNumber, "1068000073");
+  EXPECT_EQ(record.driveTargetId, 5u);
+  EXPECT_EQ(record.driveLun, 2u);
+  EXPECT_EQ(record.driveHostAdapter, 1);
+  EXPECT_EQ(record.driveBus, 1);
+  EXPECT_EQ(record.driveModelName, "ULTRIUM-PX6     ");
+  EXPECT_EQ(record.driveDriverName, device("1068000073").getDriverName());
+}
+
+TEST_F(Mapping, FindsNothingWithoutALibraryOrBays) {
+  addDrive(1, "1068000071");
+  scan();
+  EXPECT_THAT(pairs(), IsEmpty());
+  addLibrary(8, {});
+  scan();
+  EXPECT_THAT(pairs(), IsEmpty());
+  EXPECT_THAT(log,
+              Contains("CLCO0000W ChangerDriveMapping::getMapping - Could not retrieve DescriptorTable"));
+}
+
+TEST_F(Mapping, WorksThroughTheMakersDriver) {
+  auto& drive = addDrive(1, "1068000071");
+  room.addChanger(
+      {.target = 8, .serial = "LIB0000001", .claimed = true, .driver = simulator::DriverOptions{}},
+      {.drives = {0x0100, 2}, .bays = {&drive, nullptr}});
+  scan(true);
+  EXPECT_THAT(pairs(), ElementsAre("LIB0000001/1068000071"));
+  EXPECT_EQ(room.journal().count("CHANGER_GET_ELEMENT_STATUS"), 2u);
+}
+
+TEST_F(Mapping, WaitsForALibraryToBecomeReady) {
+  auto& drive = addDrive(1, "1068000071");
+  auto& library = addLibrary(8, {&drive});
+  const Sense becomingReady{.key = 2, .asc = 4, .ascq = 1}, notReady{.key = 2, .asc = 4, .ascq = 3},
+      attention{.key = 6, .asc = 0x28};
+  const auto fault = [](const char* cdb, unsigned nth, unsigned times, Sense sense) {
+    return Fault{.cdb = cdb, .device = "H0-B0-T8-L0", .nth = nth, .times = times, .sense = sense};
+  };
+  const struct {
+    const char* name;
+    std::uint32_t restart;
+    std::vector<Fault> faults;
+    std::size_t seconds, tests;  // slept, TEST UNIT READY sent
+    const char* message;         // null: it is found
+  } rows[] = {
+      {"ready", 0, {}, 0, 0, nullptr},
+      {"a unit attention", 0, {fault("1A", 1, 1, attention)}, 1, 2, nullptr},
+      {"ready after five seconds", 5, {}, 6, 7, nullptr},  // and then a unit attention
+      {"ready in the 61st second",
+       0,
+       {fault("1A", 1, 1, becomingReady), fault("00", 1, 60, becomingReady)},
+       61,
+       62,
+       nullptr},
+      {"ready in the last moment",
+       0,
+       {fault("1A", 1, 1, becomingReady), fault("00", 1, 61, becomingReady)},
+       61,
+       62,
+       nullptr},
+      {"never",
+       0,
+       {fault("1A", 1, 1, becomingReady), fault("00", 1, 0, becomingReady)},
+       61,
+       62,
+       "TUR ready failed SK:(02h) ASC:(04h) ASCQ:(01h)"},
+      {"another sense ends the wait",
+       0,
+       {fault("1A", 1, 1, attention), fault("00", 2, 2, notReady), fault("00", 1, 1, attention)},
+       2,
+       3,
+       "TUR ready failed SK:(02h) ASC:(04h) ASCQ:(03h)"},
+      {"ready after another sense",
+       0,
+       {fault("1A", 1, 1, attention), fault("00", 1, 1, notReady)},
+       1,
+       2,
+       nullptr},
+      {"not worth waiting",
+       0,
+       {fault("1A", 1, 1, notReady)},
+       0,
+       0,
+       "Mode Sense Command failed SK:(02h) ASC:(04h) ASCQ:(03h)"},
+      {"fails again",
+       0,
+       {fault("1A", 1, 2, attention)},
+       1,
+       2,
+       "Loop Element Info Command failed SK:(06h) ASC:(28h) ASCQ:(00h)"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    room.faults().clear();
+    scan();
+    if (row.restart > 0) library.restart(row.restart);
+    for (const Fault& each : row.faults) room.addFault(each);
+    EXPECT_EQ(pairs().size(), row.message ? 0u : 1u);
+    EXPECT_EQ(room.journal().count("Sleep"), row.seconds);
+    EXPECT_EQ(room.journal().count("00 00 00 00 00 00"), row.tests);
+    EXPECT_EQ(device("LIB0000001").isOpened(), row.message != nullptr) << "left open when it fails";
+    if (row.message == nullptr) continue;
+    EXPECT_THAT(log, Contains(std::string("CLCO0000E getElementAddressRanges: ") + row.message +
+                              ", [LIB-3573        ][LIB0000001]"));
+    EXPECT_THAT(log, Contains("CLCO0000E ChangerDriveMapping::getMapping, getElementAddressRanges failed for "
+                              "changer LIB0000001"));
+  }
+}
+
+TEST_F(Mapping, GoesOnWithTheNextLibrary) {
+  auto& drive = addDrive(1, "1068000071");
+  addLibrary(8, {nullptr}, "LIB0000001");
+  addLibrary(9, {&drive}, "LIB0000002");
+  for (const unsigned nth : {1u, 2u}) {  // the header, the report
+    scan();
+    room.addFault({.cdb = "B8", .device = "H0-B0-T8-L0", .nth = nth, .sense = Sense{.key = 4, .asc = 0x44}});
+    EXPECT_THAT(pairs(), ElementsAre("LIB0000002/1068000071"));
+    EXPECT_THAT(log, Contains("CLCO0000E ReadElementStatus failed: SK:(04h) ASC:(44h) ASCQ:(00h), [LIB-3573  "
+                              "      ][LIB0000001]"));
+    EXPECT_THAT(log,
+                Contains("CLCO0000W ChangerDriveMapping::getMapping - Could not retrieve DescriptorTable"));
+    EXPECT_TRUE(device("LIB0000001").isOpened());
+  }
+}
+
+TEST_F(Mapping, KeepsTheOutcomeOfTheCommandThatFailed) {
+  addLibrary(8, {nullptr});
+  scan();
+  ScsiTarget& changer = device("LIB0000001");
+  ChangerLibraryBaseCommands commands(&changer);
+  changer.openDevice();
+  EXPECT_TRUE(commands.getElementAddressRanges());
+  EXPECT_TRUE(commands.areElementsDataAvailable());
+  room.addFault({.cdb = "1A", .sense = Sense{.key = 5, .asc = 0x24}});
+  EXPECT_FALSE(commands.getElementAddressRanges());
+  EXPECT_FALSE(commands.areElementsDataAvailable());
+  EXPECT_EQ(hex(commands.cdbSpan()), "1A 08 1D 00 18 00");
+  EXPECT_EQ(commands.getExecutionStatus(), CMD_ERROR);
+  EXPECT_EQ(commands.getSenseKey(), 5);
+  EXPECT_EQ(commands.getASC(), 0x24);
+  changer.closeDevice();
+
+  commands.setChanger(nullptr);
+  EXPECT_FALSE(commands.getElementAddressRanges());
+  ChangerCmdReadElementStatus cmd(4, 0x100, 1, false, true, 8);
+  unsigned int length = 1, count = 1;
+  unsigned char tags = 1;
+  EXPECT_EQ(commands.getDescriptorTableOfReadElement(cmd, length, count, tags), nullptr);
+}
+
+/// READ ELEMENT STATUS data of drive bays, piece by piece in hex.
+class LyingLibrary : public Mapping {
+ protected:
+  LyingLibrary() {
+    addDrive(1, "1068000073");
+    addLibrary(8, {nullptr});
+    scan();
+    driveTarget = &device("1068000073");
+  }
+  /// Maps with this report, of which `arriving` bytes are transferred.
+  std::size_t pairsWith(const Bytes& report, std::size_t arriving = 0xFFFF) {
+    room.faults().clear();
+    Bytes header = report;
+    header.resize(8);
+    room.addFault({.cdb = "B8", .nth = 1, .reply = header});
+    room.addFault({.cdb = "B8",
+                   .nth = 2,
+                   .transfer = static_cast<std::uint32_t>(std::min(arriving, report.size())),
+                   .reply = report});
+    return pairs(LOG_ERROR).size();
+  }
+  static std::string zeros(std::size_t count) {
+    std::string text;
+    while (count-- > 0) text += "00 ";
+    return text;
+  }
+  ScsiTarget* driveTarget;
+};
+
+constexpr const char* serial = "31 30 36 38 30 30 30 30 37 33 ";  // 1068000073
+constexpr const char* bay = "01 00 08 00 00 00 00 00 00 00 00 00 ";
+
+TEST_F(LyingLibrary, IsCheckedAgainstWhatArrived) {
+  const std::string report = "01 00 00 01 00 00 00 FF ", named = std::string("02 01 00 0A ") + serial;
+  const struct {
+    const char* name;
+    std::string report;
+    std::size_t pairs;
+  } rows[] = {
+      {"the serial number is the identifier", report + "04 00 00 1A 00 00 00 1A " + bay + named, 1},
+      {"it stands in the middle",
+       report + "04 00 00 1E 00 00 00 1E " + bay + "02 01 00 0E 41 42 " + serial + "43 44 ", 1},
+      {"the last byte differs",
+       report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 0A 31 30 36 38 30 30 30 30 37 34 ", 0},
+      {"the identifier ends before it", report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 09 " + serial,
+       0},
+      {"with volume tags it stands behind them",
+       report + "04 80 00 3E 00 00 00 3E " + bay + zeros(36) + named, 1},
+      {"with volume tags it does not stand in them",
+       report + "04 80 00 3E 00 00 00 3E " + bay + named + zeros(36), 0},
+      {"a length of 252 is 0 in eight bits",
+       report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 FC " + serial, 0},
+      {"a length of 255 is 3 in eight bits",
+       report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 FF " + serial, 0},
+      {"a length beyond the descriptor is cut to it",
+       report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 FB " + serial, 1},
+      {"the next descriptor is another bay's",
+       "01 00 00 02 00 00 00 FF 04 00 00 1A 00 00 00 34 " + std::string(bay) + "02 01 00 FB " + zeros(10) +
+           bay + named,
+       1},
+      {"two bays name it",
+       "01 00 00 02 00 00 00 FF 04 00 00 1A 00 00 00 34 " + std::string(bay) + named + bay + named, 2},
+      {"more elements than there are",
+       "01 00 FF FF 00 00 00 FF 04 00 00 1A 00 00 00 1A " + std::string(bay) + named, 1},
+      {"fewer elements than there are",
+       "01 00 00 00 00 00 00 FF 04 00 00 1A 00 00 00 1A " + std::string(bay) + named, 0},
+      {"a descriptor length of 0",
+       "01 00 FF FF 00 00 00 FF 04 00 00 00 00 00 00 1A " + std::string(bay) + named, 0},
+      {"a descriptor length beyond the data", report + "04 00 FF FF 00 00 00 1A " + bay + named, 0},
+      {"no room for an identifier", report + "04 00 00 0F 00 00 00 1A " + bay + named, 0},
+      {"nothing but the header of the report", report, 0},
+      {"a byte count far beyond the data",
+       "01 00 00 01 00 00 FF FF 04 00 00 1A 00 00 00 1A " + std::string(bay) + named, 1},
+      {"a byte count that no adapter transfers",
+       "01 00 00 01 00 FF FF FF 04 00 00 1A 00 00 00 1A " + std::string(bay) + named, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(pairsWith(bytes(row.report.substr(0, row.report.size() - 1))), row.pairs);
+    EXPECT_FALSE(driveTarget->isOpened());
+  }
+  pairsWith(bytes(report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 FC 00 00 00 00 00 00 00 00 00 00"));
+  EXPECT_THAT(log, Contains("CLCO0000E ChangerDriveMapping::getMapping - identifier of length 0"));
+}
+
+TEST_F(LyingLibrary, MayTellAnythingAtAnyLength) {
+  const Bytes report = bytes(std::string("01 00 00 02 00 00 00 3C 04 00 00 1A 00 00 00 34 ") + bay +
+                             "02 01 00 0A " + zeros(10) + bay + "02 01 00 0A 31 30 36 38 30 30 30 30 37 33");
+  for (std::size_t size = 0; size <= report.size(); ++size)
+    EXPECT_EQ(pairsWith(report, size), size == report.size() ? 1u : 0u) << size;
+  for (std::size_t at = 0; at < 46; ++at) {
+    for (const int value : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
+      Bytes changed = report;
+      changed[at] = static_cast<std::uint8_t>(value);
+      EXPECT_LE(pairsWith(changed), 2u);
+    }
+  }
+}
+
+TEST_F(LyingLibrary, NamesEveryDriveThatHasNoSerialNumber) {
+  driveTarget->setSerialNumber("");
+  const std::string report = "01 00 00 01 00 00 00 FF 04 00 00 1A 00 00 00 1A ";
+  EXPECT_EQ(pairsWith(bytes(report + bay + "02 01 00 0A 41 42 43 44 45 46 47 48 49 4A")), 1u);
+  EXPECT_EQ(pairsWith(bytes(report + bay + "02 01 00 FC 41 42 43 44 45 46 47 48 49 4A")), 0u)
+      << "an empty identifier";
+  EXPECT_EQ(pairsWith(bytes(report + bay + "02 01 00 0A 41 42 43 44 45 46 47 48 49 4A"), 41), 0u) << "absent";
+}
+
+TEST_F(LyingLibrary, IsComparedWithDrivesOnly) {
+  ChangerDriveMapping mapping;
+  const Bytes identifier = bytes("00 31 30 36 38 30 30 30 30 37 33 00");
+  const auto length = static_cast<ulong32>(identifier.size());
+  const LogLevel level(LOG_DEBUG);
+  CapturedOutput output;
+  EXPECT_FALSE(mapping.compareDeviceInquiry(identifier.data(), length));
+  mapping.setDevice(&device("LIB0000001"));
+  EXPECT_FALSE(mapping.compareDeviceInquiry(identifier.data(), length));
+  mapping.setDevice(driveTarget);
+  EXPECT_TRUE(mapping.compareDeviceInquiry(identifier.data(), length));
+  EXPECT_FALSE(mapping.compareDeviceInquiry(identifier.data(), 0));
+  EXPECT_FALSE(mapping.compareDeviceInquiry(nullptr, length));
+  EXPECT_THAT(output.lines(),
+              Contains("CLCO0020E compareDeviceInquiry: Device is NULL or is not a drive").Times(2));
+}
+
+}  // namespace
