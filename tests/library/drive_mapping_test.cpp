@@ -7,6 +7,7 @@
 
 #include "kiv/changer/commands.h"
 #include "kiv/device/controller.h"
+#include "kiv/scsi/big_endian.h"
 #include "simulator/import_table.h"
 #include "simulator/room.h"
 #include "tests/support/captured_output.h"
@@ -18,6 +19,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 
 namespace {
 
@@ -77,10 +79,10 @@ TEST_F(Mapping, PairsDrivesWithTheBaysOfEveryLibrary) {
   EXPECT_THAT(
       log,
       Contains(HasSubstr("CLCO0000D ChangerDriveMapping::getMapping for [LIB-3573        ][LIB0000002][")));
-  EXPECT_THAT(log, Contains("CLCO0000D getElementAddressRanges: Library Element "
-                            "Addresses:[01h][1],[1000h][24],[10h][4],[100h][3]"));
-  EXPECT_THAT(log, Contains("CLCO0000D ChangerDriveMapping::getMapping ElementCount: 3"));
-  EXPECT_THAT(log, Contains("CLCO0000D compareDeviceInquiry: Inquiry data matches, [1068000072]"));
+  EXPECT_THAT(log, IsSupersetOf({"CLCO0000D getElementAddressRanges: Library Element "
+                                 "Addresses:[01h][1],[1000h][24],[10h][4],[100h][3]",
+                                 "CLCO0000D ChangerDriveMapping::getMapping ElementCount: 3",
+                                 "CLCO0000D compareDeviceInquiry: Inquiry data matches, [1068000072]"}));
   EXPECT_THAT(
       log, Contains("CLCO0000D ::compareDeviceInquiry - Inquiry data do not match, [1068000073]").Times(5));
   EXPECT_THAT(log, Contains(HasSubstr("getMapping -  device[1] map.DriveDriverName: ")));
@@ -140,58 +142,44 @@ TEST_F(Mapping, WaitsForALibraryToBecomeReady) {
   auto& library = addLibrary(8, {&drive});
   const Sense becomingReady{.key = 2, .asc = 4, .ascq = 1}, notReady{.key = 2, .asc = 4, .ascq = 3},
       attention{.key = 6, .asc = 0x28};
-  const auto fault = [](const char* cdb, unsigned nth, unsigned times, Sense sense) {
-    return Fault{.cdb = cdb, .device = "H0-B0-T8-L0", .nth = nth, .times = times, .sense = sense};
+  struct Refusal {
+    const char* cdb;  // MODE SENSE 1A, TEST UNIT READY 00
+    unsigned nth, times;
+    Sense sense;
   };
   const struct {
     const char* name;
     std::uint32_t restart;
-    std::vector<Fault> faults;
+    std::vector<Refusal> refusals;
     std::size_t seconds, tests;  // slept, TEST UNIT READY sent
-    const char* message;         // null: it is found
+    const char* message;         // null: the drive is found
   } rows[] = {
       {"ready", 0, {}, 0, 0, nullptr},
-      {"a unit attention", 0, {fault("1A", 1, 1, attention)}, 1, 2, nullptr},
-      {"ready after five seconds", 5, {}, 6, 7, nullptr},  // and then a unit attention
-      {"ready in the 61st second",
-       0,
-       {fault("1A", 1, 1, becomingReady), fault("00", 1, 60, becomingReady)},
-       61,
-       62,
-       nullptr},
-      {"ready in the last moment",
-       0,
-       {fault("1A", 1, 1, becomingReady), fault("00", 1, 61, becomingReady)},
-       61,
-       62,
-       nullptr},
+      {"a unit attention", 0, {{"1A", 1, 1, attention}}, 1, 2, nullptr},
+      {"five seconds, then a unit attention", 5, {}, 6, 7, nullptr},
+      {"61 seconds", 0, {{"1A", 1, 1, becomingReady}, {"00", 1, 61, becomingReady}}, 61, 62, nullptr},
       {"never",
        0,
-       {fault("1A", 1, 1, becomingReady), fault("00", 1, 0, becomingReady)},
+       {{"1A", 1, 1, becomingReady}, {"00", 1, 0, becomingReady}},
        61,
        62,
        "TUR ready failed SK:(02h) ASC:(04h) ASCQ:(01h)"},
       {"another sense ends the wait",
        0,
-       {fault("1A", 1, 1, attention), fault("00", 2, 2, notReady), fault("00", 1, 1, attention)},
-       2,
-       3,
-       "TUR ready failed SK:(02h) ASC:(04h) ASCQ:(03h)"},
-      {"ready after another sense",
-       0,
-       {fault("1A", 1, 1, attention), fault("00", 1, 1, notReady)},
+       {{"1A", 1, 1, attention}, {"00", 1, 2, notReady}},
        1,
        2,
-       nullptr},
+       "TUR ready failed SK:(02h) ASC:(04h) ASCQ:(03h)"},
+      {"ready after another sense", 0, {{"1A", 1, 1, attention}, {"00", 1, 1, notReady}}, 1, 2, nullptr},
       {"not worth waiting",
        0,
-       {fault("1A", 1, 1, notReady)},
+       {{"1A", 1, 1, notReady}},
        0,
        0,
        "Mode Sense Command failed SK:(02h) ASC:(04h) ASCQ:(03h)"},
       {"fails again",
        0,
-       {fault("1A", 1, 2, attention)},
+       {{"1A", 1, 2, attention}},
        1,
        2,
        "Loop Element Info Command failed SK:(06h) ASC:(28h) ASCQ:(00h)"},
@@ -201,16 +189,21 @@ TEST_F(Mapping, WaitsForALibraryToBecomeReady) {
     room.faults().clear();
     scan();
     if (row.restart > 0) library.restart(row.restart);
-    for (const Fault& each : row.faults) room.addFault(each);
+    for (const Refusal& each : row.refusals)
+      room.addFault({.cdb = each.cdb,
+                     .device = "H0-B0-T8-L0",
+                     .nth = each.nth,
+                     .times = each.times,
+                     .sense = each.sense});
     EXPECT_EQ(pairs().size(), row.message ? 0u : 1u);
     EXPECT_EQ(room.journal().count("Sleep"), row.seconds);
     EXPECT_EQ(room.journal().count("00 00 00 00 00 00"), row.tests);
     EXPECT_EQ(device("LIB0000001").isOpened(), row.message != nullptr) << "left open when it fails";
     if (row.message == nullptr) continue;
-    EXPECT_THAT(log, Contains(std::string("CLCO0000E getElementAddressRanges: ") + row.message +
-                              ", [LIB-3573        ][LIB0000001]"));
-    EXPECT_THAT(log, Contains("CLCO0000E ChangerDriveMapping::getMapping, getElementAddressRanges failed for "
-                              "changer LIB0000001"));
+    EXPECT_THAT(log, IsSupersetOf({std::string("CLCO0000E getElementAddressRanges: ") + row.message +
+                                       ", [LIB-3573        ][LIB0000001]",
+                                   std::string("CLCO0000E ChangerDriveMapping::getMapping, "
+                                               "getElementAddressRanges failed for changer LIB0000001")}));
   }
 }
 
@@ -255,99 +248,91 @@ TEST_F(Mapping, KeepsTheOutcomeOfTheCommandThatFailed) {
   EXPECT_EQ(commands.getDescriptorTableOfReadElement(cmd, length, count, tags), nullptr);
 }
 
-/// READ ELEMENT STATUS data of drive bays, piece by piece in hex.
+/// A library whose report on its drive bays a test writes down.
 class LyingLibrary : public Mapping {
  protected:
   LyingLibrary() {
     addDrive(1, "1068000073");
     addLibrary(8, {nullptr});
     scan();
-    driveTarget = &device("1068000073");
   }
-  /// Maps with this report, of which `arriving` bytes are transferred.
-  std::size_t pairsWith(const Bytes& report, std::size_t arriving = 0xFFFF) {
+  /// Report and page header, then descriptors in hex.
+  static Bytes report(int elements, std::uint8_t pageFlags, int descriptorLength,
+                      const std::string& descriptors) {
+    Bytes result = bytes(("01 00 00 00 00 00 00 FF 04 00 00 00 00 00 00 FF " + descriptors)
+                             .substr(0, 47 + descriptors.size()));
+    writeBigEndian(result, 2, 2, static_cast<std::uint64_t>(elements));
+    result[9] = pageFlags;
+    writeBigEndian(result, 10, 2, static_cast<std::uint64_t>(descriptorLength));
+    return result;
+  }
+  /// Maps with this report, of which so many bytes arrive.
+  std::size_t pairsWith(const Bytes& data, std::size_t arriving = 0xFFFF) {
     room.faults().clear();
-    Bytes header = report;
+    Bytes header = data;
     header.resize(8);
     room.addFault({.cdb = "B8", .nth = 1, .reply = header});
-    room.addFault({.cdb = "B8",
-                   .nth = 2,
-                   .transfer = static_cast<std::uint32_t>(std::min(arriving, report.size())),
-                   .reply = report});
+    const auto transfer = static_cast<std::uint32_t>(std::min(arriving, data.size()));
+    room.addFault({.cdb = "B8", .nth = 2, .transfer = transfer, .reply = data});
     return pairs(LOG_ERROR).size();
   }
-  static std::string zeros(std::size_t count) {
-    std::string text;
-    while (count-- > 0) text += "00 ";
-    return text;
-  }
-  ScsiTarget* driveTarget;
 };
 
-constexpr const char* serial = "31 30 36 38 30 30 30 30 37 33 ";  // 1068000073
-constexpr const char* bay = "01 00 08 00 00 00 00 00 00 00 00 00 ";
+const std::string serial = "31 30 36 38 30 30 30 30 37 33 ";  // 1068000073
+const std::string bay = "01 00 08 00 00 00 00 00 00 00 00 00 ";
+const std::string named = "02 01 00 0A " + serial;
+
+std::string zeros(std::size_t count) {
+  std::string text;
+  while (count-- > 0) text += "00 ";
+  return text;
+}
 
 TEST_F(LyingLibrary, IsCheckedAgainstWhatArrived) {
-  const std::string report = "01 00 00 01 00 00 00 FF ", named = std::string("02 01 00 0A ") + serial;
   const struct {
     const char* name;
-    std::string report;
+    int elements;
+    std::uint8_t flags;
+    int length;
+    std::string descriptors;
     std::size_t pairs;
   } rows[] = {
-      {"the serial number is the identifier", report + "04 00 00 1A 00 00 00 1A " + bay + named, 1},
-      {"it stands in the middle",
-       report + "04 00 00 1E 00 00 00 1E " + bay + "02 01 00 0E 41 42 " + serial + "43 44 ", 1},
-      {"the last byte differs",
-       report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 0A 31 30 36 38 30 30 30 30 37 34 ", 0},
-      {"the identifier ends before it", report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 09 " + serial,
-       0},
-      {"with volume tags it stands behind them",
-       report + "04 80 00 3E 00 00 00 3E " + bay + zeros(36) + named, 1},
-      {"with volume tags it does not stand in them",
-       report + "04 80 00 3E 00 00 00 3E " + bay + named + zeros(36), 0},
-      {"a length of 252 is 0 in eight bits",
-       report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 FC " + serial, 0},
-      {"a length of 255 is 3 in eight bits",
-       report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 FF " + serial, 0},
-      {"a length beyond the descriptor is cut to it",
-       report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 FB " + serial, 1},
-      {"the next descriptor is another bay's",
-       "01 00 00 02 00 00 00 FF 04 00 00 1A 00 00 00 34 " + std::string(bay) + "02 01 00 FB " + zeros(10) +
-           bay + named,
-       1},
-      {"two bays name it",
-       "01 00 00 02 00 00 00 FF 04 00 00 1A 00 00 00 34 " + std::string(bay) + named + bay + named, 2},
-      {"more elements than there are",
-       "01 00 FF FF 00 00 00 FF 04 00 00 1A 00 00 00 1A " + std::string(bay) + named, 1},
-      {"fewer elements than there are",
-       "01 00 00 00 00 00 00 FF 04 00 00 1A 00 00 00 1A " + std::string(bay) + named, 0},
-      {"a descriptor length of 0",
-       "01 00 FF FF 00 00 00 FF 04 00 00 00 00 00 00 1A " + std::string(bay) + named, 0},
-      {"a descriptor length beyond the data", report + "04 00 FF FF 00 00 00 1A " + bay + named, 0},
-      {"no room for an identifier", report + "04 00 00 0F 00 00 00 1A " + bay + named, 0},
-      {"nothing but the header of the report", report, 0},
-      {"a byte count far beyond the data",
-       "01 00 00 01 00 00 FF FF 04 00 00 1A 00 00 00 1A " + std::string(bay) + named, 1},
-      {"a byte count that no adapter transfers",
-       "01 00 00 01 00 FF FF FF 04 00 00 1A 00 00 00 1A " + std::string(bay) + named, 0},
+      {"the serial number alone", 1, 0, 26, bay + named, 1},
+      {"in the middle", 1, 0, 30, bay + "02 01 00 0E 41 42 " + serial + "43 44 ", 1},
+      {"the last byte differs", 1, 0, 26, bay + "02 01 00 0A 31 30 36 38 30 30 30 30 37 34 ", 0},
+      {"cut by its length", 1, 0, 26, bay + "02 01 00 09 " + serial, 0},
+      {"behind a volume tag", 1, 0x80, 62, bay + zeros(36) + named, 1},
+      {"in a volume tag", 1, 0x80, 62, bay + named + zeros(36), 0},
+      {"length 252, 0 in eight bits", 1, 0, 26, bay + "02 01 00 FC " + serial, 0},
+      {"length 255, 3 in eight bits", 1, 0, 26, bay + "02 01 00 FF " + serial, 0},
+      {"length beyond the descriptor", 1, 0, 26, bay + "02 01 00 FB " + serial, 1},
+      {"in the next bay only", 2, 0, 26, bay + "02 01 00 FB " + zeros(10) + bay + named, 1},
+      {"in two bays", 2, 0, 26, bay + named + bay + named, 2},
+      {"more elements than there are", 0xFFFF, 0, 26, bay + named, 1},
+      {"fewer", 0, 0, 26, bay + named, 0},
+      {"descriptor length 0", 0xFFFF, 0, 0, bay + named, 0},
+      {"descriptor length beyond the data", 1, 0, 0xFFFF, bay + named, 0},
+      {"no room for an identifier", 1, 0, 15, bay + named, 0},
+      {"no descriptors", 1, 0, 26, "", 0},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(pairsWith(bytes(row.report.substr(0, row.report.size() - 1))), row.pairs);
-    EXPECT_FALSE(driveTarget->isOpened());
+    EXPECT_EQ(pairsWith(report(row.elements, row.flags, row.length, row.descriptors)), row.pairs) << row.name;
+    EXPECT_FALSE(device("1068000073").isOpened());
   }
-  pairsWith(bytes(report + "04 00 00 1A 00 00 00 1A " + bay + "02 01 00 FC 00 00 00 00 00 00 00 00 00 00"));
-  EXPECT_THAT(log, Contains("CLCO0000E ChangerDriveMapping::getMapping - identifier of length 0"));
+  pairsWith(report(1, 0, 26, bay + "02 01 00 FC " + serial));
+  EXPECT_THAT(log, ElementsAre("CLCO0000E ChangerDriveMapping::getMapping - identifier of length 0"));
+  Bytes whole = report(1, 0, 26, bay + named);
+  whole[5] = 0xFF;
+  EXPECT_EQ(pairsWith(whole), 0u) << "a byte count that no adapter transfers";
 }
 
 TEST_F(LyingLibrary, MayTellAnythingAtAnyLength) {
-  const Bytes report = bytes(std::string("01 00 00 02 00 00 00 3C 04 00 00 1A 00 00 00 34 ") + bay +
-                             "02 01 00 0A " + zeros(10) + bay + "02 01 00 0A 31 30 36 38 30 30 30 30 37 33");
-  for (std::size_t size = 0; size <= report.size(); ++size)
-    EXPECT_EQ(pairsWith(report, size), size == report.size() ? 1u : 0u) << size;
-  for (std::size_t at = 0; at < 46; ++at) {
-    for (const int value : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
-      Bytes changed = report;
+  const Bytes whole = report(2, 0, 26, bay + "02 01 00 0A " + zeros(10) + bay + named);
+  for (std::size_t size = 0; size <= whole.size(); ++size)
+    EXPECT_EQ(pairsWith(whole, size), size == whole.size() ? 1u : 0u) << size;
+  for (std::size_t at = 6; at < 46; ++at) {
+    for (const int value : {0x00, 0x80, 0xFF}) {
+      Bytes changed = whole;
       changed[at] = static_cast<std::uint8_t>(value);
       EXPECT_LE(pairsWith(changed), 2u);
     }
@@ -355,29 +340,28 @@ TEST_F(LyingLibrary, MayTellAnythingAtAnyLength) {
 }
 
 TEST_F(LyingLibrary, NamesEveryDriveThatHasNoSerialNumber) {
-  driveTarget->setSerialNumber("");
-  const std::string report = "01 00 00 01 00 00 00 FF 04 00 00 1A 00 00 00 1A ";
-  EXPECT_EQ(pairsWith(bytes(report + bay + "02 01 00 0A 41 42 43 44 45 46 47 48 49 4A")), 1u);
-  EXPECT_EQ(pairsWith(bytes(report + bay + "02 01 00 FC 41 42 43 44 45 46 47 48 49 4A")), 0u)
-      << "an empty identifier";
-  EXPECT_EQ(pairsWith(bytes(report + bay + "02 01 00 0A 41 42 43 44 45 46 47 48 49 4A"), 41), 0u) << "absent";
+  device("1068000073").setSerialNumber("");
+  EXPECT_EQ(pairsWith(report(1, 0, 17, bay + "02 01 00 01 41 ")), 1u);
+  EXPECT_EQ(pairsWith(report(1, 0, 17, bay + "02 01 00 FC 41 ")), 0u) << "an empty identifier";
+  EXPECT_EQ(pairsWith(report(1, 0, 17, bay + "02 01 00 01 41 "), 32), 0u) << "the last byte is absent";
 }
 
 TEST_F(LyingLibrary, IsComparedWithDrivesOnly) {
   ChangerDriveMapping mapping;
   const Bytes identifier = bytes("00 31 30 36 38 30 30 30 30 37 33 00");
   const auto length = static_cast<ulong32>(identifier.size());
-  const LogLevel level(LOG_DEBUG);
+  const LogLevel level(LOG_ERROR);
   CapturedOutput output;
-  EXPECT_FALSE(mapping.compareDeviceInquiry(identifier.data(), length));
-  mapping.setDevice(&device("LIB0000001"));
-  EXPECT_FALSE(mapping.compareDeviceInquiry(identifier.data(), length));
-  mapping.setDevice(driveTarget);
-  EXPECT_TRUE(mapping.compareDeviceInquiry(identifier.data(), length));
+  for (ScsiTarget* target :
+       {static_cast<ScsiTarget*>(nullptr), &device("LIB0000001"), &device("1068000073")}) {
+    mapping.setDevice(target);
+    const bool isDrive = target != nullptr && target->getDeviceTyp() == 1;
+    EXPECT_EQ(mapping.compareDeviceInquiry(identifier.data(), length), isDrive);
+  }
   EXPECT_FALSE(mapping.compareDeviceInquiry(identifier.data(), 0));
   EXPECT_FALSE(mapping.compareDeviceInquiry(nullptr, length));
-  EXPECT_THAT(output.lines(),
-              Contains("CLCO0020E compareDeviceInquiry: Device is NULL or is not a drive").Times(2));
+  const char* message = "CLCO0020E compareDeviceInquiry: Device is NULL or is not a drive";
+  EXPECT_THAT(output.lines(), ElementsAre(message, message));
 }
 
 }  // namespace

@@ -19,8 +19,7 @@ struct _GET_CHANGER_PARAMETERS;
 /// Element address assignment page from IOCTL_CHANGER_GET_PARAMETERS.
 class KIV_API QORChangerCmdElementInformation : public QORScsiCommand {
  public:
-  QORChangerCmdElementInformation() = default;
-  explicit QORChangerCmdElementInformation(GenericScsiCommand* generic) : QORScsiCommand(generic) {}
+  using QORScsiCommand::QORScsiCommand;
   ReturnCode doOperation(void* deviceHandle) override;
 
   /// The element at a SCSI element address. True when the address lies in a range of the changer; where
@@ -36,62 +35,53 @@ class KIV_API QORChangerCmdElementInformation : public QORScsiCommand {
 /// Locks or unlocks import/export ports and doors; done when either could be.
 class KIV_API QORChangerCmdPreventAllowMediumRemoval : public QORScsiCommand {
  public:
-  QORChangerCmdPreventAllowMediumRemoval() = default;
-  explicit QORChangerCmdPreventAllowMediumRemoval(GenericScsiCommand* generic) : QORScsiCommand(generic) {}
+  using QORScsiCommand::QORScsiCommand;
   ReturnCode doOperation(void* deviceHandle) override;
 };
 
 class KIV_API QORChangerCmdPositionToElement : public QORScsiCommand {
  public:
-  QORChangerCmdPositionToElement() = default;
-  explicit QORChangerCmdPositionToElement(GenericScsiCommand* generic) : QORScsiCommand(generic) {}
+  using QORScsiCommand::QORScsiCommand;
   ReturnCode doOperation(void* deviceHandle) override;
 };
 
 class KIV_API QORChangerMoveMedium : public QORScsiCommand {
  public:
-  QORChangerMoveMedium() = default;
-  explicit QORChangerMoveMedium(GenericScsiCommand* generic) : QORScsiCommand(generic) {}
+  using QORScsiCommand::QORScsiCommand;
   ReturnCode doOperation(void* deviceHandle) override;
 };
 
 /// CMD_ERROR too when the changer has no media exchange.
 class KIV_API QORChangerCmdExchangeMedium : public QORScsiCommand {
  public:
-  QORChangerCmdExchangeMedium() = default;
-  explicit QORChangerCmdExchangeMedium(GenericScsiCommand* generic) : QORScsiCommand(generic) {}
+  using QORScsiCommand::QORScsiCommand;
   ReturnCode doOperation(void* deviceHandle) override;
 };
 
 /// CMD_OK, or CMD_NOT_SUPPORTED when the request fails: the CDB may be sent instead.
 class KIV_API QORChangerCmdInitializeElementStatus : public QORScsiCommand {
  public:
-  QORChangerCmdInitializeElementStatus() = default;
-  explicit QORChangerCmdInitializeElementStatus(GenericScsiCommand* generic) : QORScsiCommand(generic) {}
+  using QORScsiCommand::QORScsiCommand;
   ReturnCode doOperation(void* deviceHandle) override;
 };
 
 class KIV_API QORChangerCmdInitializeElementStatusWithRange : public QORScsiCommand {
  public:
-  QORChangerCmdInitializeElementStatusWithRange() = default;
-  explicit QORChangerCmdInitializeElementStatusWithRange(GenericScsiCommand* generic)
-      : QORScsiCommand(generic) {}
+  using QORScsiCommand::QORScsiCommand;
   ReturnCode doOperation(void* deviceHandle) override;
 };
 
 /// The driver has no request for opening and closing the import/export station: always CMD_NOT_SUPPORTED.
 class KIV_API QORChangerOpenCloseImportExportElement : public QORScsiCommand {
  public:
-  QORChangerOpenCloseImportExportElement() = default;
-  explicit QORChangerOpenCloseImportExportElement(GenericScsiCommand* generic) : QORScsiCommand(generic) {}
+  using QORScsiCommand::QORScsiCommand;
 };
 
 /// Rebuilds a READ ELEMENT STATUS report from IOCTL_CHANGER_GET_ELEMENT_STATUS. Device identifiers are
 /// available for drives only.
 class KIV_API QORChangerCmdReadElementStatus : public QORScsiCommand {
  public:
-  QORChangerCmdReadElementStatus() = default;
-  explicit QORChangerCmdReadElementStatus(GenericScsiCommand* generic) : QORScsiCommand(generic) {}
+  using QORScsiCommand::QORScsiCommand;
   ReturnCode doOperation(void* deviceHandle) override;
 
   /// Counts the records of one element type (Windows' numbering, equal to SMC's up to 4) and stores the index
@@ -114,9 +104,7 @@ class KIV_API QORChangerCmdReadElementStatus : public QORScsiCommand {
 /// Storage elements with their cartridges' locations, from the driver's own request.
 class KIV_API QORChangerCmdReadCartridgeLocation : public QORChangerCmdReadElementStatus {
  public:
-  QORChangerCmdReadCartridgeLocation() = default;
-  explicit QORChangerCmdReadCartridgeLocation(GenericScsiCommand* generic)
-      : QORChangerCmdReadElementStatus(generic) {}
+  using QORChangerCmdReadElementStatus::QORChangerCmdReadElementStatus;
   ReturnCode doOperation(void* deviceHandle) override;
 };
 
