@@ -141,6 +141,11 @@ TEST_F(BothPaths, TellWhereCartridgesLie) {
   const auto& moved = *cmd.getLocationElement(7);
   EXPECT_TRUE(moved.isFull() && moved.isSrcValid() && moved.isInvert());
   EXPECT_EQ(moved.getSrcStorageElemAddress(), 0x1008);
+  EXPECT_EQ(cmd.getLocationElement(8), nullptr);
+  cmd.getIoData()[8] = ELEMENT_DATA_TRANSFER;
+  EXPECT_EQ(cmd.getNumberOfCartridgeLocations(), 8) << "decoded once";
+  cmd.doTransformation();
+  EXPECT_EQ(cmd.getNumberOfCartridgeLocations(), 0) << "a page of drives";
 }
 
 TEST_F(BothPaths, MoveTheSameCartridges) {

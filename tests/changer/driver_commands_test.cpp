@@ -105,19 +105,14 @@ TEST_F(ChangerTwins, TranslateTheirCdbs) {
        "IOCTL_CHANGER_MOVE_MEDIUM passed:Transport: 1, Source: 4101, Destination: 258"},
       {twin<Move>("A5 00 00 02 10 05 01 02 00 00 00 00"), moving, "",
        "Could not translate TansportAddress 2"},
-      {twin<Move>("A5 00 00 01 00 00 01 02 00 00 00 00"), moving, "", "Could not translate SourceAddress 0"},
       {twin<Move>("A5 00 00 01 10 05 10 3C 00 00 00 00"), moving, "",
        "Could not translate DestinationAddress 4156"},
       {exchange, exchanging, robot + slot5 + drive2 + station3 + "00 00 00 00",
        "Exchange medium: 1 4101 258 19"},
-      {twin<Exchange>("A6 00 00 01 10 05 01 04 00 13 00 00"), exchanging, "",
-       "Could not translate first DestinationAddress 260"},
       {twin<Exchange>("A6 00 00 01 10 05 01 02 00 14 00 00"), exchanging, "",
        "Could not translate second DestinationAddress 20"},
       {twin<Position>("2B 00 00 01 01 02 00 00 00 00"), positioning, robot + drive2 + "00 00 00 00",
        "Position to element 258"},
-      {twin<Position>("2B 00 00 01 00 05 00 00 00 00"), positioning, "",
-       "Could not translate DestinationAddress 5"},
       {initialize, initializing, "00 00 00 00 00 00 00 00 00 00 00 00 01 00 00 00",
        "IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS passed"},
       {twin<Range>("37 01 10 05 00 00 02 03 00 00"), initializing, slot5 + "03 02 00 00 01 00 00 00",
@@ -190,34 +185,30 @@ TEST_F(ChangerTwins, AnswerWithoutElements) {
 }
 
 TEST(ElementAddresses, TranslateBothWays) {
+  using Addresses = QORChangerCmdElementInformation;
   const GET_CHANGER_PARAMETERS plain = parameters();
   GET_CHANGER_PARAMETERS overlapping = plain;  // every range starts at 1
   overlapping.FirstDriveNumber = overlapping.FirstIEPortNumber = overlapping.FirstSlotNumber = 1;
   overlapping.NumberDataTransferElements = 2, overlapping.NumberIEElements = 3;
   overlapping.NumberStorageElements = 0xFFFF;
+  CHANGER_ELEMENT element{};
+  for (const std::uint16_t outside : std::initializer_list<std::uint16_t>{0, 2, 0x14, 0x104, 0x103C, 0xFFFF})
+    EXPECT_FALSE(Addresses::translateAddress(plain, outside, element)) << outside;
   const struct {
     const GET_CHANGER_PARAMETERS& library;
     std::uint16_t address;
-    CHANGER_ELEMENT expected;  // AllElements: in no range
+    ELEMENT_TYPE type;
+    DWORD number;
   } rows[] = {
-      {plain, 0x0000, {AllElements, 0}},   {plain, 0x0001, {ChangerTransport, 0}},
-      {plain, 0x0002, {AllElements, 0}},   {plain, 0x0013, {ChangerIEPort, 3}},
-      {plain, 0x0014, {AllElements, 0}},   {plain, 0x0103, {ChangerDrive, 3}},
-      {plain, 0x0104, {AllElements, 0}},   {plain, 0x1000, {ChangerSlot, 0}},
-      {plain, 0x103B, {ChangerSlot, 59}},  {plain, 0x103C, {AllElements, 0}},
-      {plain, 0xFFFF, {AllElements, 0}},   {overlapping, 1, {ChangerTransport, 0}},
-      {overlapping, 2, {ChangerDrive, 1}}, {overlapping, 3, {ChangerIEPort, 2}},
-      {overlapping, 4, {ChangerSlot, 3}},  {overlapping, 0xFFFF, {ChangerSlot, 0xFFFE}},
+      {plain, 0x0001, ChangerTransport, 0},  {plain, 0x0013, ChangerIEPort, 3},
+      {plain, 0x0103, ChangerDrive, 3},      {plain, 0x103B, ChangerSlot, 59},
+      {overlapping, 1, ChangerTransport, 0}, {overlapping, 2, ChangerDrive, 1},
+      {overlapping, 3, ChangerIEPort, 2},    {overlapping, 0xFFFF, ChangerSlot, 0xFFFE},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.address);
-    CHANGER_ELEMENT element{AllElements, 0};
-    const bool inRange = row.expected.ElementType != AllElements;
-    EXPECT_EQ(QORChangerCmdElementInformation::translateAddress(row.library, row.address, element), inRange);
-    EXPECT_EQ(element.ElementType, row.expected.ElementType);
-    EXPECT_EQ(element.ElementAddress, row.expected.ElementAddress);
-    EXPECT_EQ(QORChangerCmdElementInformation::absoluteAddress(row.library, element),
-              inRange ? row.address : 0);
+    EXPECT_TRUE(Addresses::translateAddress(row.library, row.address, element)) << row.address;
+    EXPECT_EQ(std::pair(element.ElementType, element.ElementAddress), std::pair(row.type, row.number));
+    EXPECT_EQ(Addresses::absoluteAddress(row.library, element), row.address);
   }
 }
 
@@ -232,11 +223,11 @@ TEST(ReadElementStatusTwin, HasItsSmallOperations) {
   const std::uint8_t address[] = {0x34, 0x12};
   EXPECT_EQ(Status::getAddress(address), 0x1234);
   EXPECT_EQ(Status::getAddress(nullptr), 0);
+  const int lengths[] = {0, 12, 12, 12, 12, 0};
   for (ChangerElementTypeCode type = 0; type < 6; ++type) {
-    EXPECT_EQ(Status::getSCSIDescriptorLength(type), type == 0 || type == 5 ? 0 : 12);
-    EXPECT_EQ(Status::getDescriptorLength4Windows(type, false), Status::getSCSIDescriptorLength(type));
-    EXPECT_EQ(Status::getDescriptorLength4Windows(type, true),
-              type == 4 ? 52 : Status::getSCSIDescriptorLength(type));
+    EXPECT_EQ(Status::getSCSIDescriptorLength(type), lengths[type]);
+    EXPECT_EQ(Status::getDescriptorLength4Windows(type, false), lengths[type]);
+    EXPECT_EQ(Status::getDescriptorLength4Windows(type, true), type == 4 ? 52 : lengths[type]);
   }
   ChangerCmdReadElementStatus cmd(2, 0, 1, false, false, 16);
   Status twin(&cmd);
@@ -249,8 +240,7 @@ TEST(ReadElementStatusTwin, HasItsSmallOperations) {
   EXPECT_EQ(twin.setHeader(0x0102, 0, 0x050607), 8u);
   EXPECT_EQ(hex(cmd.ioDataSpan()), "01 02 00 00 00 00 00 00") << "no byte count without elements";
   twin.setIoDataLength(7);
-  EXPECT_EQ(twin.setHeader(1, 1, 1), 0u);
-  EXPECT_EQ(twin.setSubHeader(0, 2, true, 1, 1), 0u);
+  EXPECT_EQ(twin.setHeader(1, 1, 1) + twin.setSubHeader(0, 2, true, 1, 1), 0u);
 }
 
 TEST_F(ChangerTwins, RebuildDescriptors) {
@@ -335,13 +325,13 @@ TEST_F(ChangerTwins, TakeNoMoreThanTheDriverReturns) {
     EXPECT_EQ(cmd.getNumberElementsAvail(), size / 100);
     EXPECT_EQ(cmd.getByteCntReportAvail(), size < 100 ? 0 : 8 + size / 100 * 12);
   }
-  for (const char* answer : {"02 00 00", "FF FF FF FF 00 10 00 00 09 80 30 03"}) {
-    driver.answers(cartridgeLocations, bytes(answer));
-    ChangerCmdReadCartridgeLocation cmd(0x1000, 2);
-    QORChangerCmdReadCartridgeLocation locations(&cmd);
-    EXPECT_EQ(run(locations), std::strlen(answer) < 12 ? CMD_ERROR : CMD_OK);
-    EXPECT_EQ(cmd.getNumberOfCartridgeLocations(), 0);
-  }
+  ChangerCmdReadCartridgeLocation cmd(0x1000, 2);
+  QORChangerCmdReadCartridgeLocation locations(&cmd);
+  driver.answers(cartridgeLocations, bytes("02 00 00"));
+  EXPECT_EQ(run(locations), CMD_ERROR);
+  driver.answers(cartridgeLocations, bytes("FF FF FF FF 00 10 00 00 09 80 30 03"));
+  EXPECT_EQ(run(locations), CMD_OK);
+  EXPECT_EQ(cmd.getNumberOfCartridgeLocations(), 0);
 }
 
 }  // namespace
