@@ -1,6 +1,6 @@
 # Targets that look at the sources: format-check, format, tidy, cppcheck, and lint for all checks together. Of a
 # native build; the tools are Debian's clang-format, clang-tidy, clang-tools and cppcheck.
-set(rooms frame config scsi device tape changer library update simulator host platform)
+set(rooms src simulator host)
 set(globs "")
 foreach(room IN LISTS rooms ITEMS include tests fuzz bench)
   list(APPEND globs ${room}/*.cpp ${room}/*.h)
@@ -29,7 +29,7 @@ if(CPPCHECK)
   add_custom_target(cppcheck
     COMMAND ${CPPCHECK} --quiet --error-exitcode=1 --std=c++20 --language=c++ --inline-suppr
             --enable=warning,performance,portability --suppress=missingInclude --suppress=passedByValue
-            -I include -I . ${rooms}
+            -I include -I . -I src ${rooms}
     WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} VERBATIM)
 endif()
 

@@ -6,7 +6,7 @@
 
 #include "kiv/device/controller.h"
 #include "kiv/library/drive_mapping.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 9) return 0;

@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "host/core/result.h"
-#include "simulator/firmware_image.h"
-#include "simulator/room.h"
+#include "simulator/devices/firmware_image.h"
+#include "simulator/room/room.h"
 
 namespace host {
 namespace {

@@ -7,8 +7,8 @@
 #include "kiv/changer/driver_commands.h"
 #include "kiv/changer/element_status.h"
 #include "kiv/device/driver_target.h"
-#include "simulator/import_table.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
+#include "simulator/windows/import_table.h"
 #include "tests/support/hex.h"
 
 using testing::HasSubstr;

@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "platform/win32.h"
-#include "simulator/import_table.h"
+#include "simulator/windows/import_table.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/hex.h"
 #include "tests/support/scripted_driver.h"

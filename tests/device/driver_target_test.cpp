@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "kiv/scsi/standard_commands.h"
-#include "simulator/import_table.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
+#include "simulator/windows/import_table.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/hex.h"
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "kiv/device/target.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 #include "tests/support/captured_output.h"
 
 /// A test in a tape room of its own, in which every handle is closed by the end.

@@ -5,7 +5,7 @@
 
 #include "host/core/result.h"
 #include "kiv/device/target.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 
 namespace {
 

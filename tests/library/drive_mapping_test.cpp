@@ -7,8 +7,8 @@
 
 #include "kiv/device/controller.h"
 #include "kiv/scsi/big_endian.h"
-#include "simulator/import_table.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
+#include "simulator/windows/import_table.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/hex.h"
 

@@ -5,7 +5,7 @@
 
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/scsi/standard_driver_commands.h"
-#include "simulator/import_table.h"
+#include "simulator/windows/import_table.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/hex.h"
 #include "tests/support/scripted_driver.h"

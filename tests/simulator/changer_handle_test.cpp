@@ -1,10 +1,10 @@
-#include "simulator/changer_handle.h"
+#include "simulator/windows/changer_handle.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/driver_protocol.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
+#include "simulator/windows/driver_protocol.h"
 #include "tests/simulator/device_client.h"
 
 namespace simulator {

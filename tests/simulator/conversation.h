@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string>
 
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 #include "tests/simulator/device_client.h"
 #include "tests/support/hex.h"
 

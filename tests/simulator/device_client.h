@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/win32.h"
-#include "simulator/windows_calls.h"
+#include "simulator/windows/windows_calls.h"
 
 namespace simulator {
 

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 
 namespace simulator {
 namespace {

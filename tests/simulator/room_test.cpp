@@ -1,12 +1,12 @@
 // The doors and what stands right behind them: handles, the port driver, pass-through, faults, time.
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
 
-#include "simulator/firmware_image.h"
+#include "simulator/devices/firmware_image.h"
 #include "tests/simulator/conversation.h"
 #include "tests/support/working_directory.h"
 

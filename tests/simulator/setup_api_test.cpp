@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/room.h"
-#include "simulator/windows_calls.h"
+#include "simulator/room/room.h"
+#include "simulator/windows/windows_calls.h"
 
 namespace simulator {
 namespace {

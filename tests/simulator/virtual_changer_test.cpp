@@ -1,9 +1,9 @@
-#include "simulator/virtual_changer.h"
+#include "simulator/devices/virtual_changer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 
 namespace simulator {
 namespace {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 
 /// A device driver that answers control requests with what a test lays down, and refuses the others. Bytes
 /// that a driver of good manners would never send can be sent by this one.

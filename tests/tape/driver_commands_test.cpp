@@ -15,7 +15,7 @@
 #include "kiv/tape/positioning.h"
 #include "kiv/tape/security.h"
 #include "platform/win32.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 #include "tests/support/hex.h"
 #include "tests/support/scripted_driver.h"
 

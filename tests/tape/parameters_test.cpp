@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "kiv/device/driver_target.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/hex.h"
 

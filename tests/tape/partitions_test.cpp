@@ -4,7 +4,7 @@
 
 #include "kiv/device/driver_target.h"
 #include "kiv/tape/driver_partitions.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/hex.h"
 

@@ -7,7 +7,7 @@
 #include "kiv/tape/information.h"
 #include "kiv/tape/medium.h"
 #include "kiv/tape/positioning.h"
-#include "simulator/room.h"
+#include "simulator/room/room.h"
 #include "tests/support/hex.h"
 
 namespace {

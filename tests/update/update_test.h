@@ -6,8 +6,8 @@
 
 #include "kiv/device/controller.h"
 #include "kiv/kiv.h"
-#include "simulator/firmware_image.h"
-#include "simulator/room.h"
+#include "simulator/devices/firmware_image.h"
+#include "simulator/room/room.h"
 #include "tests/support/working_directory.h"
 
 /// A tape room and a working directory for one test; the library is as after its loading, before and after.

@@ -1,0 +1,266 @@
+#include "simulator/devices/virtual_changer.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "simulator/devices/firmware_image.h"
+#include "simulator/room/room.h"
+
+namespace simulator {
+namespace {
+
+[[noreturn]] void refuse(std::uint8_t asc, std::uint8_t ascq, std::uint8_t key = 5) {
+  throw CheckCondition{{.key = key, .asc = asc, .ascq = ascq}};
+}
+[[noreturn]] void invalidElementAddress() { refuse(0x21, 0x01); }
+[[noreturn]] void removalIsPrevented() { refuse(0x53, 0x02); }
+
+/// A drive has to give its cartridge free. Libraries ask it themselves, over a line of their own.
+void unload(const Element& place) {
+  if (!place.drive || !place.drive->loaded()) return;
+  constexpr int mostAttentions = 8;
+  for (int attempt = 0; attempt <= mostAttentions; ++attempt) {
+    ScsiRequest request;
+    request.cdb[0] = 0x1B;
+    request.cdbLength = 6;
+    try {
+      place.drive->execute(request);
+    } catch (const WindowsError&) {
+      refuse(0x44, 0x00, 4);
+    }
+    if (request.status == statusGood) return;
+    const int key = request.sense.size() > 2 ? request.sense[2] & 0x0F : 0;
+    if (key == 5) refuse(0x53, 0x03);  // its removal is prevented by the drive
+    if (key != 6) break;
+  }
+  refuse(0x53, 0x00, 4);
+}
+
+}  // namespace
+
+std::unique_ptr<Medium> makeCartridge(const std::string& barcode) {
+  const std::uint32_t number = crc32({reinterpret_cast<const std::uint8_t*>(barcode.data()), barcode.size()});
+  const DriveModel& model = driveModel(barcode.empty() ? "" : std::string("PX") + barcode.back());
+  return std::make_unique<Medium>(MediumOptions{.barcode = barcode,
+                                                .serial = "QM" + std::to_string(10000000 + number % 90000000),
+                                                .densityCode = model.densityCode,
+                                                .capacity = std::uint64_t{model.capacity} * 1'000'000});
+}
+
+const Medium* Element::medium() const { return drive ? drive->medium() : cartridge.get(); }
+
+VirtualChanger::VirtualChanger(Room& room, DeviceOptions identity, ChangerOptions options)
+    : VirtualDevice(room, typeChanger, std::move(identity)), changer_(std::move(options)) {
+  addElements();
+  addCommands();
+  readyAt_ = room.clock().milliseconds() + std::int64_t{changer_.becomingReadySeconds} * 1000;
+  attentionDue_ = changer_.becomingReadySeconds != 0;
+}
+
+ElementRange VirtualChanger::range(ElementType type) const {
+  switch (type) {
+    case elementTransport:
+      return changer_.robots;
+    case elementImportExport:
+      return changer_.importExport;
+    case elementDrive:
+      return changer_.drives;
+    default:
+      return changer_.slots;
+  }
+}
+
+void VirtualChanger::addElements() {
+  for (const ElementType type : {elementTransport, elementStorage, elementImportExport, elementDrive}) {
+    for (std::uint16_t i = 0; i < range(type).count; ++i) {
+      const auto address = static_cast<std::uint16_t>(range(type).first + i);
+      Element& place = elements_[address];
+      place.address = address;
+      place.type = type;
+    }
+  }
+  if (changer_.bays.size() > changer_.drives.count)
+    throw std::invalid_argument("there are more drives than bays");
+  for (std::size_t i = 0; i < changer_.bays.size(); ++i) {
+    elements_.at(static_cast<std::uint16_t>(changer_.drives.first + i)).drive = changer_.bays[i];
+  }
+  for (const auto& [address, barcode] : changer_.cartridges) {
+    if (elements_.count(address) == 0) {
+      throw std::invalid_argument("there is no element " + std::to_string(address) + " for a cartridge");
+    }
+    Element& place = elements_.at(address);
+    put(place, makeCartridge(barcode), {}, false);
+    if (place.drive) place.drive->clearUnitAttentions();
+  }
+}
+
+void VirtualChanger::addCommands() {
+  const auto onReady = [this](std::uint8_t operation, Bytes usage, auto handler) {
+    onCommand(operation, std::move(usage), [this, handler](ScsiRequest& request) {
+      checkReady();
+      handler(request);
+    });
+  };
+  const auto inventory = [this](ScsiRequest& request) {
+    request.duration += std::int64_t{changer_.inventorySeconds} * 1000;
+  };
+  const Bytes rangeUsage{0xFF, 0x03, 0xFF, 0xFF, 0, 0, 0xFF, 0xFF, 0, 0};
+
+  onReady(0x07, {0xFF, 0, 0, 0, 0, 0}, inventory);
+  const auto rangeInventory = [this, inventory](ScsiRequest& request) {
+    if (request.cdb[1] & 0x01) addressed(request.cdb16(2));
+    inventory(request);
+  };
+  onReady(0x37, rangeUsage, rangeInventory);
+  onReady(0xE7, rangeUsage, rangeInventory);  // the code that libraries used before the standard had one
+  // A library learns its elements while it becomes ready.
+  onReady(0x1A, {0xFF, 0x08, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { modeSense(request); });
+  onCommand(0xB8, {0xFF, 0x1F, 0xFF, 0xFF, 0xFF, 0xFF, 0x03, 0xFF, 0xFF, 0xFF, 0, 0},
+            [this](ScsiRequest& request) {
+              if (!(request.cdb[6] & 0x02)) checkReady();  // CURDATA: what is known already
+              readElementStatus(request);
+            });
+  onReady(0xA5, {0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0},
+          [this](ScsiRequest& request) { moveMedium(request); });
+  if (changer_.exchanges) {
+    onReady(0xA6, {0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x03, 0},
+            [this](ScsiRequest& request) { exchangeMedium(request); });
+  }
+  onReady(0x2B, {0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0},
+          [this](ScsiRequest& request) { positionToElement(request); });
+  onReady(0x1B, {0xFF, 0, 0xFF, 0xFF, 0x1F, 0}, [this](ScsiRequest& request) { openCloseStation(request); });
+  onCommand(0x1E, {0xFF, 0, 0, 0, 0x03, 0},
+            [this](ScsiRequest& request) { prevented_ = (request.cdb[4] & 0x01) != 0; });
+  // The host is alone in its room: a reservation of the whole library meets no other.
+  onCommand(0x16, {0xFF, 0, 0, 0, 0, 0}, [](ScsiRequest&) {});
+  onCommand(0x17, {0xFF, 0, 0, 0, 0, 0}, [](ScsiRequest&) {});
+}
+
+void VirtualChanger::restart(std::uint32_t becomingReadySeconds) {
+  readyAt_ = room().clock().milliseconds() + std::int64_t{becomingReadySeconds} * 1000;
+  attentionDue_ = true;
+  prevented_ = false;
+}
+
+std::optional<Sense> VirtualChanger::notReady() const {
+  if (changer_.neverReady || room().clock().milliseconds() < readyAt_) {
+    return Sense{.key = 2, .asc = 0x04, .ascq = 0x01};
+  }
+  return std::nullopt;
+}
+
+void VirtualChanger::checkReady() {
+  if (const auto sense = notReady()) throw CheckCondition{*sense};
+  if (std::exchange(attentionDue_, false)) refuse(0x28, 0x00, 6);
+}
+
+Sense VirtualChanger::idleSense() { return notReady().value_or(Sense{}); }
+
+Element& VirtualChanger::addressed(std::uint16_t address) {
+  const auto found = elements_.find(address);
+  if (found == elements_.end()) invalidElementAddress();
+  return found->second;
+}
+
+/// Address 0 is the default robot.
+void VirtualChanger::checkTransport(std::uint16_t address) {
+  if (address != 0 && !changer_.robots.holds(address)) invalidElementAddress();
+}
+
+void VirtualChanger::checkLeaves(const Element& source, const Element& destination) {
+  if (!source.medium()) refuse(0x3B, 0x0E);
+  if (prevented_ && destination.type == elementImportExport) removalIsPrevented();
+  for (const Element* element : {&source, &destination}) {
+    if (!element->accessible || (stationOpen_ && element->type == elementImportExport)) refuse(0x3B, 0x11);
+  }
+  if (destination.type == elementDrive && !destination.drive) refuse(0x3B, 0x1A);
+}
+
+/// Takes the cartridge of an element into the robot's hand.
+std::unique_ptr<Medium> VirtualChanger::take(Element& source) {
+  source.source.reset();
+  source.inverted = false;
+  source.placedByOperator = false;
+  return source.drive ? source.drive->remove() : std::move(source.cartridge);
+}
+
+void VirtualChanger::put(Element& destination, std::unique_ptr<Medium> cartridge,
+                         std::optional<std::uint16_t> from, bool inverted) {
+  destination.source = from;
+  destination.inverted = inverted;
+  if (destination.drive) {
+    destination.drive->insert(std::move(cartridge));
+  } else {
+    destination.cartridge = std::move(cartridge);
+  }
+}
+
+static std::optional<std::uint16_t> sourceAfterMove(const Element& from) {
+  return from.type == elementStorage ? from.address : from.source;
+}
+
+void VirtualChanger::moveMedium(ScsiRequest& request) {
+  checkTransport(request.cdb16(2));
+  Element& source = addressed(request.cdb16(4));
+  Element& destination = addressed(request.cdb16(6));
+  checkLeaves(source, destination);
+  if (&source != &destination && destination.medium()) refuse(0x3B, 0x0D);
+  const auto from = sourceAfterMove(source);
+  const bool inverted = source.inverted != ((request.cdb[10] & 0x01) != 0);
+  unload(source);
+  put(destination, take(source), from, inverted);
+  request.duration += std::int64_t{changer_.moveSeconds} * 1000;
+}
+
+/// The cartridge of the source goes to the first destination, the one that is there to the second.
+void VirtualChanger::exchangeMedium(ScsiRequest& request) {
+  checkTransport(request.cdb16(2));
+  Element& source = addressed(request.cdb16(4));
+  Element& first = addressed(request.cdb16(6));
+  Element& second = addressed(request.cdb16(8));
+  if (&source == &first || &first == &second) invalidField(6);
+  checkLeaves(source, first);
+  checkLeaves(first, second);
+  if (&second != &source && second.medium()) refuse(0x3B, 0x0D);
+  const auto fromSource = sourceAfterMove(source);
+  const auto fromFirst = sourceAfterMove(first);
+  const bool inverted = source.inverted != ((request.cdb[10] & 0x02) != 0);
+  const bool displacedInverted = first.inverted != ((request.cdb[10] & 0x01) != 0);
+  unload(source);
+  unload(first);
+  std::unique_ptr<Medium> displaced = take(first);
+  std::unique_ptr<Medium> moved = take(source);
+  put(first, std::move(moved), fromSource, inverted);
+  put(second, std::move(displaced), fromFirst, displacedInverted);
+  request.duration += std::int64_t{changer_.moveSeconds} * 2000;
+}
+
+void VirtualChanger::positionToElement(ScsiRequest& request) {
+  checkTransport(request.cdb16(2));
+  addressed(request.cdb16(4));
+  request.duration += std::int64_t{changer_.moveSeconds} * 500;
+}
+
+void VirtualChanger::openCloseStation(ScsiRequest& request) {
+  if (!changer_.importExport.holds(request.cdb16(2))) invalidElementAddress();
+  const std::uint8_t action = request.cdb[4];
+  if (action > 1) invalidField(4);
+  const bool open = action == 0;
+  if (open && prevented_) removalIsPrevented();
+  stationOpen_ = open;
+}
+
+void VirtualChanger::placeCartridge(std::uint16_t address, std::unique_ptr<Medium> cartridge) {
+  Element& place = element(address);
+  put(place, std::move(cartridge), {}, false);
+  place.placedByOperator = place.type == elementImportExport;
+  addUnitAttention(0x28, place.placedByOperator ? 0x01 : 0x00);
+}
+
+std::unique_ptr<Medium> VirtualChanger::takeCartridge(std::uint16_t address) {
+  Element& place = element(address);
+  addUnitAttention(0x28, place.type == elementImportExport ? 0x01 : 0x00);
+  return take(place);
+}
+
+}  // namespace simulator

@@ -1,0 +1,233 @@
+// Rooms from JSON. The keys are the names of the option structures' fields:
+//
+//     {
+//       "adapters": [{"buses": 2, "maximumPhysicalPages": 17}],
+//       "drives": [{"adapter": 0, "target": 5, "model": "ULTRIUM-PX6", "level": "A1B2", "interface": "SAS",
+//                   "driver": {"version": "6.2.7.1"}}],
+//       "changers": [{"target": 6, "slots": {"first": "0x1000", "count": 24}, "bays": ["1068000451", ""],
+//                     "cartridges": [{"element": "0x1000", "barcode": "QOR001L6"}]}],
+//       "disks": [{"target": 0}],
+//       "dosNames": ["COM3"],
+//       "faults": [{"cdb": "3B", "nth": 2, "sense": "05 24 00"}]
+//     }
+#include <algorithm>
+#include <cctype>
+
+#include "simulator/room/json_reader.h"
+#include "simulator/room/room.h"
+
+namespace simulator {
+namespace {
+
+using nlohmann::json;
+
+void readAdapter(Room& room, const json& value, const std::string& path) {
+  JsonReader in(value, path);
+  AdapterOptions options;
+  in.read("maximumTransferLength", options.maximumTransferLength);
+  in.read("maximumPhysicalPages", options.maximumPhysicalPages);
+  in.read("alignmentMask", options.alignmentMask);
+  in.read("buses", options.buses);
+  in.read("initiator", options.initiator);
+  in.read("description", options.description);
+  in.read("manufacturer", options.manufacturer);
+  in.read("service", options.service);
+  in.read("location", options.location);
+  in.read("driverProvider", options.driverProvider);
+  in.read("driverVersion", options.driverVersion);
+  in.read("driverDate", options.driverDate);
+  in.read("driverDescription", options.driverDescription);
+  in.finish();
+  room.addAdapter(std::move(options));
+}
+
+DeviceOptions readIdentity(JsonReader& in) {
+  DeviceOptions identity;
+  in.read("adapter", identity.adapter);
+  in.read("bus", identity.bus);
+  in.read("target", identity.target);
+  in.read("lun", identity.lun);
+  in.read("vendor", identity.vendor, 8);
+  in.read("model", identity.model, 16);
+  in.read("level", identity.level, 4);
+  in.read("serial", identity.serial, 32);
+  in.read("interface", identity.interface,
+          {{"FC", Interface::Fibre}, {"SAS", Interface::Sas}, {"SCSI", Interface::ParallelScsi}});
+  in.read("claimed", identity.claimed);
+  in.read("className", identity.className);
+  in.read("qualifier", identity.qualifier);
+  in.read("worldWideName", identity.worldWideName);
+  in.readObject("driver", [&](JsonReader& driver) {
+    identity.driver.emplace();
+    driver.read("version", identity.driver->version, 12);
+    driver.read("eightByteModeHeader", identity.driver->eightByteModeHeader);
+  });
+  return identity;
+}
+
+/// Adds a device; an address that is taken becomes an error sentence with the key.
+template <class Action>
+void addDevice(const std::string& path, Action action) {
+  try {
+    action();
+  } catch (const std::invalid_argument& error) {
+    throw std::runtime_error("The key \"" + path + "\" cannot be placed: " + error.what() + ".");
+  }
+}
+
+void readDrive(Room& room, const json& value, const std::string& path) {
+  JsonReader in(value, path);
+  DeviceOptions identity = readIdentity(in);
+  DriveOptions options;
+  in.read("cartridge", options.cartridge);
+  in.read("stuckCartridge", options.stuckCartridge);
+  in.read("automationReady", options.automationReady);
+  in.read("loadId", options.loadId);
+  in.read("afterDownload", options.afterDownload,
+          {{"returns", AfterDownload::Returns},
+           {"lost until rescan", AfterDownload::LostUntilRescan},
+           {"never returns", AfterDownload::NeverReturns}});
+  in.read("rebootSeconds", options.rebootSeconds);
+  in.read("becomingReadySeconds", options.becomingReadySeconds);
+  in.read("loadSeconds", options.loadSeconds);
+  in.read("formatSeconds", options.formatSeconds);
+  in.read("eraseSeconds", options.eraseSeconds);
+  in.finish();
+  addDevice(path, [&] { room.addDrive(std::move(identity), options); });
+}
+
+/// The drive with this serial number; null for an empty text.
+VirtualDrive* findDrive(const Room& room, const json& value, const std::string& path) {
+  const std::string serial = value.is_string() ? value.get<std::string>() : "?";
+  if (serial.empty()) return nullptr;
+  for (const auto& device : room.devices()) {
+    if (device->options().serial != serial) continue;
+    if (auto* drive = dynamic_cast<VirtualDrive*>(device.get())) return drive;
+  }
+  throw std::runtime_error("The key \"" + path + "\" must be the serial number of a drive in \"drives\".");
+}
+
+void readChanger(Room& room, const json& value, const std::string& path) {
+  JsonReader in(value, path);
+  DeviceOptions identity = readIdentity(in);
+  ChangerOptions options;
+  const auto readRange = [&](const char* key, ElementRange& range) {
+    in.readObject(key, [&](JsonReader& object) {
+      object.read("first", range.first);
+      object.read("count", range.count);
+    });
+  };
+  readRange("robots", options.robots);
+  readRange("slots", options.slots);
+  readRange("importExport", options.importExport);
+  readRange("drives", options.drives);
+  in.readArray("bays", [&](const json& item, const std::string& name) {
+    options.bays.push_back(findDrive(room, item, name));
+  });
+  in.readArray("cartridges", [&](const json& item, const std::string& name) {
+    JsonReader cartridge(item, name);
+    std::uint16_t element = 0;
+    std::string barcode;
+    cartridge.read("element", element);
+    cartridge.read("barcode", barcode, 32);
+    cartridge.finish();
+    options.cartridges[element] = barcode;
+  });
+  in.read("barcodeReader", options.barcodeReader);
+  in.read("exchanges", options.exchanges);
+  in.read("door", options.door);
+  in.read("becomingReadySeconds", options.becomingReadySeconds);
+  in.read("neverReady", options.neverReady);
+  in.read("moveSeconds", options.moveSeconds);
+  in.read("inventorySeconds", options.inventorySeconds);
+  in.finish();
+  addDevice(path, [&] { room.addChanger(std::move(identity), std::move(options)); });
+}
+
+void readDisk(Room& room, const json& value, const std::string& path) {
+  JsonReader in(value, path);
+  DeviceOptions identity = readIdentity(in);
+  in.finish();
+  addDevice(path, [&] { room.addDisk(std::move(identity)); });
+}
+
+std::optional<Bytes> readHex(JsonReader& in, const char* key) {
+  std::string text;
+  in.read(key, text);
+  if (text.empty()) return std::nullopt;
+  std::string digits;
+  for (char c : text) {
+    if (c != ' ') digits += c;
+  }
+  Bytes bytes;
+  for (std::size_t i = 0; i < digits.size(); i += 2) {
+    if (i + 1 == digits.size() || !std::isxdigit(static_cast<unsigned char>(digits[i])) ||
+        !std::isxdigit(static_cast<unsigned char>(digits[i + 1]))) {
+      in.fail(key, "must be pairs of hexadecimal digits");
+    }
+    bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+  }
+  return bytes;
+}
+
+void readFault(Room& room, const json& value, const std::string& path) {
+  JsonReader in(value, path);
+  Fault fault;
+  in.read("cdb", fault.cdb);
+  in.read("call", fault.call);
+  in.read("device", fault.device);
+  in.read("nth", fault.nth);
+  in.read("times", fault.times);
+  in.read("status", fault.status);
+  in.read("error", fault.error);
+  in.read("delay", fault.delay);
+  in.read("transfer", fault.transfer);
+  in.read("vanish", fault.vanish);
+  fault.reply = readHex(in, "reply");
+  if (const auto sense = readHex(in, "sense")) {
+    if (sense->size() != 3)
+      in.fail("sense", "must be three bytes: sense key, ASC and ASCQ, as in \"05 24 00\"");
+    fault.sense = Sense{.key = (*sense)[0], .asc = (*sense)[1], .ascq = (*sense)[2]};
+  }
+  if (fault.cdb.empty() == fault.call.empty())
+    in.fail("cdb", "or the key \"call\" must say where the fault strikes");
+  in.finish();
+  room.addFault(std::move(fault));
+}
+
+json parse(std::string_view text) {
+  try {
+    return json::parse(text);
+  } catch (const json::parse_error& error) {
+    const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(error.byte, text.size()));
+    const auto line = std::count(text.begin(), end, '\n') + 1;
+    throw std::runtime_error("The text is not JSON: look at line " + std::to_string(line) + ".");
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<Room> Room::fromJson(std::string_view text) {
+  const json document = parse(text);
+  auto room = std::make_unique<Room>();
+  const auto into = [&](auto readItem) {
+    return [&, readItem](const json& value, const std::string& path) { readItem(*room, value, path); };
+  };
+  JsonReader in(document, "");
+  in.readArray("adapters", into(readAdapter));
+  in.readArray("drives", into(readDrive));
+  in.readArray("changers", into(readChanger));
+  in.readArray("disks", into(readDisk));
+  in.readArray("dosNames", [&](const json& value, const std::string& path) {
+    if (!value.is_string())
+      throw std::runtime_error("The key \"" + path + "\" must be a text in double quotes.");
+    room->addName(value.get<std::string>());
+  });
+  in.readArray("faults", into(readFault));
+  in.finish();
+  return room;
+}
+
+std::unique_ptr<Room> Room::byDefault() { return fromJson(defaultJson()); }
+
+}  // namespace simulator

@@ -1,8 +1,0 @@
-#include "simulator/virtual_disk.h"
-
-namespace simulator {
-
-VirtualDisk::VirtualDisk(Room& room, DeviceOptions identity)
-    : VirtualDevice(room, typeDisk, std::move(identity)) {}
-
-}  // namespace simulator

@@ -1,0 +1,167 @@
+#ifndef _WIN32
+
+// Files on Linux that behave like Windows' files.
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <ctime>
+#include <map>
+#include <string>
+#include <thread>
+
+#include "simulator/windows/real_system.h"
+
+namespace simulator::real {
+namespace {
+
+constexpr DWORD errorTooManyOpenFiles = 4;
+constexpr DWORD errorInvalidName = 123;
+
+std::map<HANDLE, int>& files() {
+  static std::map<HANDLE, int> open;
+  return open;
+}
+
+/// The descriptor behind a handle, or -1 with the last error set.
+int descriptor(HANDLE handle) {
+  const auto found = files().find(handle);
+  if (found != files().end()) return found->second;
+  SetLastError(ERROR_INVALID_HANDLE);
+  return -1;
+}
+
+bool isDirectory(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+DWORD openError(int error, const std::string& path) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR: {
+      const std::size_t slash = path.rfind('/');
+      const bool folderIsThere =
+          slash == std::string::npos || isDirectory(path.substr(0, std::max<std::size_t>(slash, 1)));
+      return folderIsThere ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
+    }
+    case EACCES:
+    case EPERM:
+    case EROFS:
+    case EISDIR:
+      return ERROR_ACCESS_DENIED;
+    case EMFILE:
+    case ENFILE:
+      return errorTooManyOpenFiles;
+    case ENAMETOOLONG:
+      return errorInvalidName;
+    default:
+      return ERROR_GEN_FAILURE;
+  }
+}
+
+HANDLE refuse(DWORD error) {
+  SetLastError(error);
+  return INVALID_HANDLE_VALUE;
+}
+
+}  // namespace
+
+HANDLE createFile(LPCSTR name, DWORD access, DWORD, void*, DWORD disposition, DWORD, HANDLE) {
+  if (!name || !*name) return refuse(ERROR_PATH_NOT_FOUND);
+  if (disposition != OPEN_EXISTING) return refuse(ERROR_NOT_SUPPORTED);
+  std::string path(name);
+  if (path.find_first_of("*?\"<>|") != std::string::npos) return refuse(errorInvalidName);
+  std::replace(path.begin(), path.end(), '\\', '/');
+  const bool reads = access & GENERIC_READ;
+  const bool writes = access & GENERIC_WRITE;
+  const int file = open(path.c_str(), (reads && writes ? O_RDWR : writes ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
+  if (file < 0) return refuse(openError(errno, path));
+  if (isDirectory(path)) {
+    close(file);
+    return refuse(ERROR_ACCESS_DENIED);
+  }
+  const auto handle = reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(0x1000 + 4 * file));
+  files()[handle] = file;
+  return handle;
+}
+
+BOOL closeHandle(HANDLE handle) {
+  const int file = descriptor(handle);
+  if (file < 0) return FALSE;
+  files().erase(handle);
+  close(file);
+  return TRUE;
+}
+
+BOOL readFile(HANDLE handle, LPVOID buffer, DWORD count, LPDWORD read, void*) {
+  const int file = descriptor(handle);
+  if (file < 0) return FALSE;
+  DWORD total = 0;
+  while (total < count) {
+    const ssize_t moved = ::read(file, static_cast<char*>(buffer) + total, count - total);
+    if (moved < 0) {
+      SetLastError(errno == EBADF ? ERROR_ACCESS_DENIED : ERROR_GEN_FAILURE);
+      return FALSE;
+    }
+    if (moved == 0) break;
+    total += static_cast<DWORD>(moved);
+  }
+  if (read) *read = total;
+  return TRUE;
+}
+
+BOOL writeFile(HANDLE handle, LPCVOID buffer, DWORD count, LPDWORD written, void*) {
+  const int file = descriptor(handle);
+  if (file < 0) return FALSE;
+  DWORD total = 0;
+  while (total < count) {
+    const ssize_t moved = ::write(file, static_cast<const char*>(buffer) + total, count - total);
+    if (moved < 0) {
+      SetLastError(errno == EBADF ? ERROR_ACCESS_DENIED : ERROR_GEN_FAILURE);
+      return FALSE;
+    }
+    total += static_cast<DWORD>(moved);
+  }
+  if (written) *written = total;
+  return TRUE;
+}
+
+DWORD getFileSize(HANDLE handle, LPDWORD high) {
+  const int file = descriptor(handle);
+  struct stat status {};
+  if (file < 0) return INVALID_FILE_SIZE;
+  if (fstat(file, &status) != 0) {
+    SetLastError(ERROR_GEN_FAILURE);
+    return INVALID_FILE_SIZE;
+  }
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  if (high) *high = static_cast<DWORD>(size >> 32);
+  return static_cast<DWORD>(size);
+}
+
+BOOL deviceIoControl(HANDLE handle, DWORD, LPVOID, DWORD, LPVOID, DWORD, LPDWORD, void*) {
+  if (descriptor(handle) >= 0) SetLastError(ERROR_INVALID_FUNCTION);
+  return FALSE;
+}
+
+DWORD queryDosDevice(LPCSTR, LPSTR, DWORD) {
+  SetLastError(ERROR_FILE_NOT_FOUND);
+  return 0;
+}
+
+void sleep(DWORD milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
+
+__time64_t time64(__time64_t* result) {
+  const __time64_t now = std::time(nullptr);
+  if (result) *result = now;
+  return now;
+}
+
+}  // namespace simulator::real
+
+#endif
