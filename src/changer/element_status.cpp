@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
 
@@ -60,9 +61,7 @@ void ChangerElementStatusPage::initialize() {
   logger->logDebug("SCSI", 0, "ChangerElementStatusPage::decodeData, type %d", typeCode);
   auto rest = page.subspan(PAGE_HEADER);
   rest = rest.first(std::min<std::size_t>(rest.size(), byteDescAvailable));
-  logger->logBinary("SCSI", 0, "ChangerElementStatusPage::decodeData, page",
-                    reinterpret_cast<const char*>(page.data()),
-                    static_cast<ulong32>(PAGE_HEADER + rest.size()));
+  logDump("SCSI", "ChangerElementStatusPage::decodeData, page", page.first(PAGE_HEADER + rest.size()));
   while (descriptorLength != 0 && rest.size() >= descriptorLength && descriptors.size() < MOST_DESCRIPTORS) {
     auto descriptor = makeDescriptor(typeCode, withIdentifier, rest.data(), static_cast<ulong32>(rest.size()),
                                      descriptorLength, primaryVolumeTag);

@@ -10,6 +10,7 @@
 #include "device/port_driver.h"
 #include "device/scan_mode.h"
 #include "device/system_error.h"
+#include "frame/log_dump.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
 
@@ -103,8 +104,7 @@ void DeviceController::scanHostAdapter(unsigned number) {
   }
   logger->logDebug("SCSI", 0, "DeviceController IOCTL_SCSI_GET_INQUIRY_DATA passed. bufferSize %d",
                    static_cast<int>(list->buffer().size()));
-  logger->logBinary("SCSI", 0, "host SCSI_GET_INQUIRY_DATA",
-                    reinterpret_cast<const char*>(list->buffer().data()), inquiryDumpLength);
+  logDump("SCSI", "host SCSI_GET_INQUIRY_DATA", list->buffer().first(inquiryDumpLength));
   logger->logDebug("SCSI", 0, "\\scsi%d: adapterInfo->NumberOfBuses : %d", number, list->busCount());
   for (unsigned busNumber = 0; busNumber < list->busCount(); ++busNumber) {
     const auto bus = list->bus(busNumber);

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "device/guarded.h"
+#include "frame/log_dump.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
@@ -24,11 +25,6 @@ std::span<const std::uint8_t> delivered(const GenericScsiCommand& cmd, ulong32 t
   return data.first(std::min<std::size_t>(data.size(), transferred));
 }
 
-void logData(const std::string& title, std::span<const std::uint8_t> data) {
-  logger->logBinary("SCSI", 0, title, reinterpret_cast<const char*>(data.data()),
-                    static_cast<ulong32>(data.size()));
-}
-
 /// A tape drive of these families tells its protocol in the standard data.
 bool isSasByStandardInquiry(ScsiTarget& target) {
   const std::string model = target.getModelName();
@@ -47,7 +43,7 @@ bool isSasByDeviceIdentification(ScsiTarget& target) {
   // A drive that refuses the page says nothing about its ports.
   if (target.scsiExecCDB(inquiry) != CMD_OK) return false;
   const auto data = delivered(inquiry, target.GetTransferredDataLength());
-  logData(std::string("Inquiry Page 0x83 ") + target.getModelName(), data);
+  logDump("SCSI", (std::string("Inquiry Page 0x83 ") + target.getModelName()).c_str(), data);
 
   // The first designator names the logical unit, the second the port, whose protocol is told in the high
   // nibble.
@@ -102,7 +98,7 @@ ReturnCode ScsiTarget::readStandardInquiry() {
   }
   const auto data = delivered(inquiry, transferredDataLength);
   logger->logDebug("SCSI", 0, "retrieveInitialInquiryData() Inquiry passed");
-  logData("Standard Inquiry Page 0x00", data);
+  logDump("SCSI", "Standard Inquiry Page 0x00", data);
   if (!data.empty()) deviceTyp = data[0];
   vendorName = readText(data, 8, 8);
   modelName = readText(data, 16, 16);
@@ -128,7 +124,7 @@ void ScsiTarget::readSerialNumber() {
   // A longer serial number is cut to what the allocation holds behind the page's header.
   const std::size_t length = std::min<std::size_t>(readBe16(data, 2), serialAllocation - 4);
   serialNumber = readText(data, 4, length);
-  logData("Inquiry Data 0x80", data);
+  logDump("SCSI", "Inquiry Data 0x80", data);
 }
 
 void ScsiTarget::detectInterfaceType() {

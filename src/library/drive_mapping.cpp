@@ -3,6 +3,7 @@
 #include <new>
 #include <optional>
 
+#include "frame/log_dump.h"
 #include "kiv/changer/commands.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
@@ -23,11 +24,6 @@ constexpr std::size_t VOLUME_TAG = 36;
 constexpr std::size_t IDENTIFIER_HEADER = 4;
 
 using Bytes = std::span<const std::uint8_t>;
-
-void dump(const char* title, Bytes data) {
-  logger->logBinary(CLCO, 0, title, reinterpret_cast<const char*>(data.data()),
-                    static_cast<ulong32>(data.size()));
-}
 
 /// The identifier that a descriptor carries: its length is computed in eight bits, and ends with the
 /// descriptor. None when the descriptor has no room for one.
@@ -78,7 +74,7 @@ void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<D
       logger->logWarning(CLCO, 0, "ChangerDriveMapping::getMapping - Could not retrieve DescriptorTable");
       continue;
     }
-    dump("ChangerDriveMapping::getMapping - Descriptor Data Of ReadElement", cmd.ioDataSpan());
+    logDump(CLCO, "ChangerDriveMapping::getMapping - Descriptor Data Of ReadElement", cmd.ioDataSpan());
     Bytes descriptors = arrivedData(*changer, cmd).subspan(FIRST_DESCRIPTOR);
     for (unsigned int k = 0;
          k < elementCount && descriptorLength != 0 && descriptors.size() >= descriptorLength; ++k) {
@@ -97,7 +93,7 @@ void ChangerDriveMapping::mapBay(DeviceController& controller, Bytes identifier,
   if (identifier.empty()) {
     logger->logError(CLCO, 0, "ChangerDriveMapping::getMapping - identifier of length 0");
   } else {
-    dump("ChangerDriveMapping::getMapping - identifier", identifier);
+    logDump(CLCO, "ChangerDriveMapping::getMapping - identifier", identifier);
   }
   for (int j = 0; j < controller.getDeviceCount(); ++j) {
     ScsiTarget* drive = controller.getDevice(j);

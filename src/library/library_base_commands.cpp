@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "frame/log_dump.h"
 #include "kiv/changer/commands.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
@@ -41,11 +42,6 @@ bool waitUntilReady(ScsiTarget& changer, ScsiCmdTestUnitReady& ready) {
     if (changer.scsiExecCDB(ready) == CMD_OK || !isWorthWaiting(ready)) break;
   }
   return changer.scsiExecCDB(ready) == CMD_OK;
-}
-
-void dump(const char* title, std::span<const std::uint8_t> data) {
-  logger->logBinary(CLCO, 0, title, reinterpret_cast<const char*>(data.data()),
-                    static_cast<ulong32>(data.size()));
 }
 
 /// Whether the serial number stands anywhere in the identifier.
@@ -121,7 +117,7 @@ unsigned char* ChangerLibraryBaseCommands::getDescriptorTableOfReadElement(Chang
     logger->logError(CLCO, 0, "ReadElementStatus failed: SK:(%2.2Xh) ASC:(%2.2Xh) ASCQ:(%2.2Xh), [%s][%s]",
                      cmd.getSenseKey(), cmd.getASC(), cmd.getASCQ(), changer->getModelName(),
                      changer->getSerialNumber());
-    dump("ReadElementStatus sense data", cmd.senseSpan());
+    logDump(CLCO, "ReadElementStatus sense data", cmd.senseSpan());
     return false;
   };
 
@@ -131,7 +127,7 @@ unsigned char* ChangerLibraryBaseCommands::getDescriptorTableOfReadElement(Chang
   if (cmd.setAllocLength(reportLength) != CMD_OK || !execute()) return nullptr;
 
   const auto report = arrivedData(*changer, cmd);
-  dump("ReadElementStatus data", cmd.ioDataSpan());
+  logDump(CLCO, "ReadElementStatus data", cmd.ioDataSpan());
   if (report.size() < FIRST_DESCRIPTOR) return nullptr;
   volumeTagPresent = (readByte(report, 9) & 0x80) != 0;
   descriptorLength = readBe16(report, 10);
@@ -145,8 +141,7 @@ bool ChangerLibraryBaseCommands::compareDeviceInquiry(const unsigned char* ident
     return false;
   }
   const char* serialNumber = device->getSerialNumber();
-  logger->logBinary(CLCO, 0, "compareDeviceInquiry: ident data\n", reinterpret_cast<const char*>(identifier),
-                    length);
+  logDump(CLCO, "compareDeviceInquiry: ident data\n", {identifier, length});
   logger->logDebug(CLCO, 0, "compareDeviceInquiry: Inquiry to compare [%s]", serialNumber);
   // A drive that does not tell its serial number could sit in any bay that holds a drive.
   const bool matches = length != 0 && identifier != nullptr &&

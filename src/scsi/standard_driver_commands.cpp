@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <new>
 #include <span>
 
+#include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "scsi/cdb.h"
 #include "scsi/driver_requests.h"
@@ -41,13 +41,6 @@ ReturnCode checkSense(DriverSense& sense) {
   }
   sense.length = std::min<std::uint32_t>(sense.length, sizeof sense.data);
   return CMD_OK;
-}
-
-// Memory that cannot be had for a title costs the dump, not the command.
-void dump(const char* title, std::span<const std::uint8_t> data) try {
-  logger->logBinary("SCSI", 0, title, reinterpret_cast<const char*>(data.data()),
-                    static_cast<ulong32>(data.size()));
-} catch (const std::bad_alloc&) {
 }
 
 }  // namespace
@@ -90,7 +83,7 @@ ReturnCode QORScsiCmdChangerRequestSense::doOperation(void* deviceHandle) {
                    static_cast<long>(returned));
   const ReturnCode result = checkSense(sense);
   if (result == CMD_OK) {
-    dump("QORScsiCmdRequestSense", std::span(sense.data, sense.length));
+    logDump("SCSI", "QORScsiCmdRequestSense", std::span(sense.data, sense.length));
     copyIoData(sense.data, sense.length);
   }
   return result;
@@ -131,11 +124,11 @@ void QORScsiCmdModeSense6::takeModeSense6(std::span<const std::uint8_t> modeData
                    "QORScsiCmdModeSense6, header length %d, blkdesclen %d, iolength %d, copyLength %d",
                    answer[0], static_cast<int>(descriptors), static_cast<int>(ioDataLength),
                    static_cast<int>(std::min(from(ioDataSpan(), MODE_HEADER_6).size(), pages.size())));
-  dump("QORScsiCmdModeSense6(0x1A), io data", ioDataSpan());
+  logDump("SCSI", "QORScsiCmdModeSense6(0x1A), io data", ioDataSpan());
 }
 
 void QORScsiCmdModeSense6::takeModeSense10(std::span<const std::uint8_t> modeData) {
-  dump("QORScsiCmdModeSense10 data", modeData.first(MODE_DATA_6));
+  logDump("SCSI", "QORScsiCmdModeSense10 data", modeData.first(MODE_DATA_6));
   const std::size_t dataLength = readBe16(modeData, 0);
   const std::size_t descriptors = readBe16(modeData, 6);
   if (descriptors == 0) writeBits(cdbSpan(), 1, 0x04, 0x04);
@@ -151,7 +144,7 @@ void QORScsiCmdModeSense6::takeModeSense10(std::span<const std::uint8_t> modeDat
       "QORScsiCmdModeSense6, header length %d, blkdesclen %d, mode6blkLength %d, dataLen %d, DBD %02X",
       static_cast<int>(dataLength), static_cast<int>(descriptors), static_cast<int>(dataLength6),
       static_cast<int>(pages.size()), readByte(cdbSpan(), 1));
-  dump("QORScsiCmdModeSense6(0x5A), io data", ioDataSpan());
+  logDump("SCSI", "QORScsiCmdModeSense6(0x5A), io data", ioDataSpan());
 }
 
 void QORScsiCmdModeSense6::copyModeData(std::span<const std::uint8_t, 4> header,

@@ -1,9 +1,12 @@
 #include "kiv/tape/display_message.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstring>
 #include <string>
 
+#include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "kiv/tape/driver_unsupported.h"
 #include "tape/fields.h"
@@ -14,11 +17,6 @@ constexpr std::uint8_t DISPLAY_MESSAGE = 0xC0;
 constexpr std::uint8_t PARAMETER_LENGTH = 24;
 constexpr std::uint8_t TEXT_LENGTH = 16;
 constexpr std::size_t PROCESSING = 1, LENGTH = 7;  // in the header
-
-template <typename Bytes>
-void logBytes(const char* title, const Bytes* data, ulong32 length) {
-  logger->logBinary("SCSI", 0, title, reinterpret_cast<const char*>(data), length);
-}
 
 }  // namespace
 
@@ -43,7 +41,8 @@ void TapeCmdDisplayMessage::initializeMessage() {
   parameters.header[LENGTH] = TEXT_LENGTH;
   for (auto& message : parameters.messages) message.fill(' ');
   setIoDataLength(PARAMETER_LENGTH);
-  logBytes("TapeCmdDisplayMessage Initial message: ", &parameters, sizeof parameters);
+  logDump("SCSI", "TapeCmdDisplayMessage Initial message: ",
+          std::bit_cast<std::array<std::uint8_t, sizeof parameters>>(parameters));
 }
 
 void TapeCmdDisplayMessage::setMessage(int index, const char* text) {
@@ -76,7 +75,7 @@ void TapeCmdDisplayMessage::updateIoData() {
   if (ioDataLength != 0)
     std::memcpy(ioData, &parameters, std::min<std::size_t>(ioDataLength, sizeof parameters));
   logger->logDebug("SCSI", 0, "TapeCmdDisplayMessage after memcpy, ");
-  logBytes("TapeCmdDisplayMessage in updateIoData, outPut:", ioData, ioDataLength);
+  logDump("SCSI", "TapeCmdDisplayMessage in updateIoData, outPut:", ioDataSpan());
 }
 
 QORScsiCommand* TapeCmdDisplayMessage::createQORCommand() {

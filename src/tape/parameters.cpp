@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "frame/log_dump.h"
 #include "kiv/device/driver_target.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
@@ -23,11 +24,6 @@ void logSense(const char* failure, const ScsiCommand& failed) {
 void logBlockLengthSense(const ScsiCommand& failed) {
   logger->logDebug(SCSI, 0, "setBlockLength(), ModeSense page %2.2Xh failed, (%2.2Xh-%2.2Xh-%2.2Xh)",
                    DATA_COMPRESSION_PAGE.code, failed.getSenseKey(), failed.getASC(), failed.getASCQ());
-}
-
-void dump(const char* component, const char* title, std::span<const std::uint8_t> data) {
-  logger->logBinary(component, 0, title, reinterpret_cast<const char*>(data.data()),
-                    static_cast<ulong32>(data.size()));
 }
 
 /// A parameter that is one field of one mode page.
@@ -208,10 +204,10 @@ ReturnCode TapeMetaCmdSetParam::selectOnePage() {
     logger->logDebug(SCSI, 0, "%s", parameter->senseFailed);
     return status;
   }
-  if (dumped) dump("TSTS", "setparms generic AMU ModeSense Data", sense.ioDataSpan());
+  if (dumped) logDump("TSTS", "setparms generic AMU ModeSense Data", sense.ioDataSpan());
   SelectModePage select(parameter->page, sense);
   parameter->change(select, value);
-  if (dumped) dump("TSTS", "setparms generic AMU ModeSelect Data", select.ioDataSpan());
+  if (dumped) logDump("TSTS", "setparms generic AMU ModeSelect Data", select.ioDataSpan());
   status = target->scsiExecCDB(select);
   takeoverCmdData(select);
   if (status != CMD_OK) logger->logDebug(SCSI, 0, "%s", parameter->selectFailed);

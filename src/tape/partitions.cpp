@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
 #include "kiv/tape/driver_partitions.h"
@@ -30,11 +31,6 @@ constexpr std::uint8_t METHOD_BITS[] = {0x00, 0x20, 0x40, 0x80};
 constexpr std::uint8_t RECOVERED_ERROR = 1;
 constexpr std::uint8_t FORMAT_AS_THE_PAGE_SAYS = 1;
 
-void dump(const char* title, std::span<const std::uint8_t> data) {
-  logger->logBinary("SCSI", 0, title, reinterpret_cast<const char*>(data.data()),
-                    static_cast<ulong32>(data.size()));
-}
-
 }  // namespace
 
 ReturnCode PartitionRecord::getSize(std::uint16_t index, std::uint16_t& size) const {
@@ -61,7 +57,7 @@ ReturnCode CmdQueryTapePartition::queryModePages() {
   const ReturnCode layoutStatus = layout.execute(*target);
   takeoverCmdData(layout);
   if (layoutStatus != CMD_OK) return layoutStatus;
-  dump("CmdQueryTapePartition MEDIUM_PARTITION_MODE_PAGE Data", layout.ioDataSpan());
+  logDump("SCSI", "CmdQueryTapePartition MEDIUM_PARTITION_MODE_PAGE Data", layout.ioDataSpan());
   if (!layout.holds(SIZES)) return CMD_ERROR;
 
   PartitionRecord record;
@@ -80,7 +76,7 @@ ReturnCode CmdQueryTapePartition::queryModePages() {
   const ReturnCode status = configuration.execute(*target);
   takeoverCmdData(configuration);
   if (status != CMD_OK) return status;
-  dump("CmdQueryTapePartition DEVICE_CONFIG_MODE_PAGE Data", configuration.ioDataSpan());
+  logDump("SCSI", "CmdQueryTapePartition DEVICE_CONFIG_MODE_PAGE Data", configuration.ioDataSpan());
   record.activePartition = configuration[ACTIVE_PARTITION];
   record.gotParameters = true;
   static_cast<PartitionRecord&>(*this) = record;
@@ -137,11 +133,11 @@ ReturnCode TapeCmdCreatePartition::createPartitions() {
 
 ReturnCode TapeCmdCreatePartition::createByModePage() {
   SenseModePage sense(MEDIUM_PARTITION_PAGE, senseLength);
-  dump("TapeCmdCreatePartition - cmdModeSense CDBs", sense.cdbSpan());
+  logDump("SCSI", "TapeCmdCreatePartition - cmdModeSense CDBs", sense.cdbSpan());
   ReturnCode status = sense.execute(*target);
   takeoverCmdData(sense);
   if (status != CMD_OK) return status;
-  dump("TapeCmdCreatePartition::createPartitions ModeSense Data", sense.ioDataSpan());
+  logDump("SCSI", "TapeCmdCreatePartition::createPartitions ModeSense Data", sense.ioDataSpan());
 
   SelectModePage select(MEDIUM_PARTITION_PAGE, sense);
   const auto list = select.list();
@@ -161,21 +157,21 @@ ReturnCode TapeCmdCreatePartition::createByModePage() {
   numberPartitions = static_cast<std::uint16_t>(addPartitionsDefined + 1);
   for (std::uint16_t i = 0; i < numberPartitions; ++i) writeBigEndian(list, SIZES + 2u * i, 2, sizes[i]);
 
-  dump("TapeCmdCreatePartition - cmdModeSelect", list);
+  logDump("SCSI", "TapeCmdCreatePartition - cmdModeSelect", list);
   status = target->scsiExecCDB(select);
   takeoverCmdData(select);
   logger->logDebug("SCSI", 0, "TapeCmdCreatePartition - cmdModeSelect - Sense Key: %02x",
                    select.getSenseKey());
   if (status != CMD_OK && select.getSenseKey() == RECOVERED_ERROR) {
-    dump("TapeCmdCreatePartition - cmdModeSelect - FAILED recovered error", select.senseSpan());
+    logDump("SCSI", "TapeCmdCreatePartition - cmdModeSelect - FAILED recovered error", select.senseSpan());
   } else if (status != CMD_OK) {
-    dump("TapeCmdCreatePartition - cmdModeSelect - FAILED", select.senseSpan());
+    logDump("SCSI", "TapeCmdCreatePartition - cmdModeSelect - FAILED", select.senseSpan());
     return status;
   }
 
   TapeCmdFormat format(FORMAT_AS_THE_PAGE_SAYS, false);
   format.setSenseDataLength(senseLength);
-  dump("cmdTapeFormat CDBs", format.cdbSpan());
+  logDump("SCSI", "cmdTapeFormat CDBs", format.cdbSpan());
   logger->logDebug("SCSI", 0, "TapeCmdCreatePartition - Format Medium command");
   status = target->scsiExecCDB(format);
   takeoverCmdData(format);

@@ -4,6 +4,7 @@
 #include <new>
 #include <optional>
 
+#include "frame/log_dump.h"
 #include "kiv/device/driver_target.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
@@ -19,12 +20,6 @@ constexpr std::uint8_t ILLEGAL_REQUEST = 5;
 constexpr std::uint8_t POWER_CONDITION_PAGE_LENGTH = 38;
 
 using Value = std::optional<std::uint32_t>;
-
-void dump(const char* component, const char* title, const SenseModePage& sense) {
-  const auto data = sense.ioDataSpan();
-  logger->logBinary(component, 0, title, reinterpret_cast<const char*>(data.data()),
-                    static_cast<ulong32>(data.size()));
-}
 
 bool isSubpage(const SenseModePage& sense, const ModePage& page) {
   return (sense[4] & 0x30) == (page.code & 0x30) && sense[5] == page.subpage;
@@ -172,14 +167,14 @@ ReturnCode TapeMetaCmdQueryParam::queryByModePage(ParamType parameter) {
     }
     return status;
   }
-  dump(query->component, query->title, sense);
+  logDump(query->component, query->title, sense.ioDataSpan());
   if (const Value decoded = query->decode(sense)) addEntry(parameter, *decoded);
   if (parameter != PARAM_COMPRESSION) return CMD_OK;
 
   SenseModePage configuration(DEVICE_CONFIGURATION_PAGE, senseLength);
   const ReturnCode logged = configuration.execute(*target);
   takeoverCmdData(configuration);
-  if (logged == CMD_OK) dump(SCSI, "getCompression ModeSense 0x10 Data", configuration);
+  if (logged == CMD_OK) logDump(SCSI, "getCompression ModeSense 0x10 Data", configuration.ioDataSpan());
   return logged;
 }
 

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <cstring>
 
+#include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/update/update_firmware.h"
-#include "update/log_dump.h"
 #include "update/sense.h"
 
 namespace {

@@ -1,10 +1,10 @@
+#include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/tape/medium.h"
 #include "kiv/update/update_firmware.h"
 #include "platform/win32.h"
-#include "update/log_dump.h"
 #include "update/sense.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string_view>
 
+#include "frame/log_dump.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
 #include "kiv/frame/modes.h"
@@ -12,7 +13,6 @@
 #include "kiv/scsi/big_endian.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/update/scan_bus.h"
-#include "update/log_dump.h"
 
 namespace {
 
