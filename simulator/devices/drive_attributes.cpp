@@ -46,14 +46,13 @@ Bytes encode(std::uint16_t id, const Attribute& attribute) {
 }  // namespace
 
 void VirtualDrive::addAttributeCommands() {
-  onCommand(0x8C, {0xFF, 0x1F, 0, 0, 0, 0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x01, 0},
-            [this](ScsiRequest& request) { readAttribute(request); });
-  onCommand(0x8D, {0xFF, 0x01, 0, 0, 0, 0xFF, 0, 0xFF, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
-            [this](ScsiRequest& request) { writeAttribute(request); });
+  onReady(0x8C, {0xFF, 0x1F, 0, 0, 0, 0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x01, 0},
+          &VirtualDrive::readAttribute);
+  onReady(0x8D, {0xFF, 0x01, 0, 0, 0, 0xFF, 0, 0xFF, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
+          &VirtualDrive::writeAttribute);
 }
 
 const Partition& VirtualDrive::attributePartition(const ScsiRequest& request) {
-  checkReady();
   if (request.cdb[5] != 0) invalidField(5);  // there is one logical volume, number 0
   if (request.cdb[7] >= medium_->partitions().size()) invalidField(7);
   return medium_->partitions()[request.cdb[7]];

@@ -31,7 +31,7 @@ std::unique_ptr<Medium> VirtualDrive::remove() {
 }
 
 void VirtualDrive::addCartridgeCommands() {
-  onCommand(0x1B, {0xFF, 0x01, 0, 0, 0x07, 0}, [this](ScsiRequest& request) { loadUnload(request); });
+  onCommand(0x1B, {0xFF, 0x01, 0, 0, 0x07, 0}, &VirtualDrive::loadUnload);
   onCommand(0x1E, {0xFF, 0, 0, 0, 0x03, 0}, [this](ScsiRequest& request) {
     if (request.cdb[4] > 1) invalidField(4);
     removalPrevented_ = request.cdb[4] == 1;
@@ -42,18 +42,18 @@ void VirtualDrive::addCartridgeCommands() {
 void VirtualDrive::loadUnload(ScsiRequest& request) {
   const bool load = request.cdb[4] & 0x01;
   if (load && (request.cdb[4] & 0x04)) invalidField(4);  // to end of tape: for unloading only
-  if (jammed_) throw CheckCondition{{.key = 4, .asc = 0x53, .ascq = 0x00}};
+  if (jammed_) refuse(4, 0x53, 0x00);
   if (!medium_) {
-    if (load) throw CheckCondition{{.key = 2, .asc = 0x3A, .ascq = 0x00}};
+    if (load) refuse(2, 0x3A, 0x00);
     return;
   }
-  if (!load && removalPrevented_) throw CheckCondition{{.key = 5, .asc = 0x53, .ascq = 0x02}};
+  if (!load && removalPrevented_) refuse(5, 0x53, 0x02);
   const std::int64_t takes = std::int64_t{drive_.loadSeconds} * 1000;
   const bool immediate = request.cdb[1] & 0x01;
   if (!immediate) request.duration += takes;
   if (!load && drive_.stuckCartridge) {
     jammed_ = true;
-    throw CheckCondition{{.key = 4, .asc = 0x53, .ascq = 0x00}};
+    refuse(4, 0x53, 0x00);
   }
   if (immediate) readyAt_ = room().clock().milliseconds() + takes;
   if (load && !loaded_) mounted();

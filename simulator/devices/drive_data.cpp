@@ -22,14 +22,13 @@ Sense wrongLength(std::uint32_t residual) {
 
 void VirtualDrive::addDataCommands() {
   const Bytes transfer{0xFF, 0x03, 0xFF, 0xFF, 0xFF, 0};
-  onCommand(0x08, transfer, [this](ScsiRequest& request) { read(request); });
-  onCommand(0x0A, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { write(request); });
-  onCommand(0x10, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0},
-            [this](ScsiRequest& request) { writeFilemarks(request); });
-  onCommand(0x13, {0xFF, 0x3F, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { verify(request); });
-  onCommand(0x19, {0xFF, 0x03, 0, 0, 0, 0}, [this](ScsiRequest& request) { erase(request); });
-  onCommand(0x04, {0xFF, 0x03, 0x0F, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { formatMedium(request); });
-  onCommand(0x0B, {0xFF, 0x01, 0, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { setCapacity(request); });
+  onReady(0x08, transfer, &VirtualDrive::read);
+  onReady(0x0A, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0}, &VirtualDrive::write);
+  onReady(0x10, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0}, &VirtualDrive::writeFilemarks);
+  onReady(0x13, {0xFF, 0x3F, 0xFF, 0xFF, 0xFF, 0}, &VirtualDrive::verify);
+  onReady(0x19, {0xFF, 0x03, 0, 0, 0, 0}, &VirtualDrive::erase);
+  onReady(0x04, {0xFF, 0x03, 0x0F, 0xFF, 0xFF, 0}, &VirtualDrive::formatMedium);
+  onReady(0x0B, {0xFF, 0x01, 0, 0xFF, 0xFF, 0}, &VirtualDrive::setCapacity);
   onCommand(0x05, {0xFF, 0, 0, 0, 0, 0}, [](ScsiRequest& request) {
     Bytes limits(6);
     put24(limits, 1, maximumBlockLength);
@@ -45,7 +44,7 @@ const TapeObject* VirtualDrive::objectHere() {
 }
 
 void VirtualDrive::checkWritable() const {
-  if (medium_->options().writeProtected) throw CheckCondition{{.key = 7, .asc = 0x27, .ascq = 0x00}};
+  if (medium_->options().writeProtected) refuse(7, 0x27, 0x00);
 }
 
 /// Block length and count of a command with a FIXED bit. A variable-length command moves one block.
@@ -81,7 +80,6 @@ void VirtualDrive::passBlocks(const Transfer& transfer, bool suppressLength, Act
 }
 
 void VirtualDrive::read(ScsiRequest& request) {
-  checkReady();
   const bool suppressLength = request.cdb[1] & 0x02;
   if (suppressLength && (request.cdb[1] & fixedBit)) invalidField(1);
   const Transfer transfer = transferOf(request);
@@ -94,7 +92,6 @@ void VirtualDrive::read(ScsiRequest& request) {
 }
 
 void VirtualDrive::verify(ScsiRequest& request) {
-  checkReady();
   const std::uint8_t flags = request.cdb[1];
   const bool byFilemarks = flags & 0x08;
   const bool toEnd = flags & 0x20;
@@ -134,7 +131,6 @@ void VirtualDrive::warnEarly() {
 }
 
 void VirtualDrive::write(ScsiRequest& request) {
-  checkReady();
   checkWritable();
   const Transfer transfer = transferOf(request);
   auto data = request.parameterList(std::size_t{transfer.blocks} * transfer.blockLength);
@@ -149,7 +145,6 @@ void VirtualDrive::write(ScsiRequest& request) {
 }
 
 void VirtualDrive::writeFilemarks(ScsiRequest& request) {
-  checkReady();
   checkWritable();
   const std::uint32_t count = request.cdb24(2);
   for (std::uint32_t done = 0; done < count; ++done) put({.filemark = true}, count - done);
@@ -157,7 +152,6 @@ void VirtualDrive::writeFilemarks(ScsiRequest& request) {
 }
 
 void VirtualDrive::erase(ScsiRequest& request) {
-  checkReady();
   checkWritable();
   partition().objects.resize(object_);
   const bool isLong = request.cdb[1] & 0x01;
@@ -167,9 +161,8 @@ void VirtualDrive::erase(ScsiRequest& request) {
 
 // SET CAPACITY leaves a share of the tape, in 65535ths, and makes one partition of it.
 void VirtualDrive::setCapacity(ScsiRequest& request) {
-  checkReady();
   checkWritable();
-  if (partition_ != 0 || object_ != 0) throw CheckCondition{{.key = 5, .asc = 0x3B, .ascq = 0x0C}};
+  if (partition_ != 0 || object_ != 0) refuse(5, 0x3B, 0x0C);
   medium_->format({medium_->options().capacity / 0xFFFF * request.cdb16(3)});
   showPartitions();
 }

@@ -39,8 +39,8 @@ Bytes namedEntryBuffer(const std::string& name, std::uint32_t value) {
 
 void VirtualDrive::addFirmwareCommands() {
   const Bytes usage{0xFF, 0x1F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0};
-  onCommand(0x3C, usage, [this](ScsiRequest& request) { readBuffer(request); });
-  onCommand(0x3B, usage, [this](ScsiRequest& request) { writeBuffer(request); });
+  onCommand(0x3C, usage, &VirtualDrive::readBuffer);
+  onCommand(0x3B, usage, &VirtualDrive::writeBuffer);
 }
 
 void VirtualDrive::readBuffer(ScsiRequest& request) {
@@ -70,7 +70,7 @@ void VirtualDrive::writeBuffer(ScsiRequest& request) {
   const std::uint32_t offset = request.cdb24(3);
   const auto chunk = request.parameterList(request.cdb24(6));
   // Firmware cannot change under a cartridge that moves.
-  if (loaded() && !jammed_) throw CheckCondition{{.key = 5, .asc = 0x2C, .ascq = 0x00}};
+  if (loaded() && !jammed_) refuse(5, 0x2C, 0x00);
   if (offset == 0) image_.clear();
   if (offset != image_.size()) invalidField(3);
   if (offset == 0 && !chunk.empty()) checkFirmwareHeader(chunk);
@@ -91,7 +91,7 @@ void VirtualDrive::checkFirmwareHeader(std::span<const std::uint8_t> chunk) cons
   putText(vendor, 0, 8, options().vendor);
   // Another maker's image.
   if (!std::equal(vendor.begin(), vendor.end(), chunk.begin() + 4)) {
-    throw CheckCondition{{.key = 5, .asc = 0x82, .ascq = 0x83}};
+    refuse(5, 0x82, 0x83);
   }
 }
 

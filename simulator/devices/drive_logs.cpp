@@ -32,10 +32,8 @@ Bytes encode(const std::vector<LogParameter>& parameters, std::uint16_t from) {
 }  // namespace
 
 void VirtualDrive::addLogCommands() {
-  onCommand(0x4D, {0xFF, 0x03, 0xFF, 0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0},
-            [this](ScsiRequest& request) { logSense(request); });
-  onCommand(0x4C, {0xFF, 0x03, 0xFF, 0xFF, 0, 0, 0, 0xFF, 0xFF, 0},
-            [this](ScsiRequest& request) { logSelect(request); });
+  onCommand(0x4D, {0xFF, 0x03, 0xFF, 0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0}, &VirtualDrive::logSense);
+  onCommand(0x4C, {0xFF, 0x03, 0xFF, 0xFF, 0, 0, 0, 0xFF, 0xFF, 0}, &VirtualDrive::logSelect);
 }
 
 /// The pages that the drive makes up from what it did. A page set with setLogPage stands in front of its own.

@@ -67,8 +67,8 @@ void VirtualDrive::addModeCommands() {
     modes_.add(row.code, row.subpage, content(row, row.values), content(row, row.changeable));
   }
   addPartitionPage();
-  onCommand(0x1A, {0xFF, 0x08, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { modeSense(request); });
-  onCommand(0x15, {0xFF, 0x11, 0, 0, 0xFF, 0}, [this](ScsiRequest& request) { modeSelect(request); });
+  onCommand(0x1A, {0xFF, 0x08, 0xFF, 0xFF, 0xFF, 0}, &VirtualDrive::modeSense);
+  onCommand(0x15, {0xFF, 0x11, 0, 0, 0xFF, 0}, &VirtualDrive::modeSelect);
 }
 
 void VirtualDrive::modeSense(ScsiRequest& request) {

@@ -108,12 +108,11 @@ void VirtualDrive::showPartitions() {
 }
 
 void VirtualDrive::formatMedium(ScsiRequest& request) {
-  checkReady();
   const std::uint8_t format = request.cdb[2] & 0x0F;
   if (format > 2) invalidField(2);
   if (request.cdb16(3) != 0) invalidField(3);  // no parameter list
   checkWritable();
-  if (partition_ != 0 || object_ != 0) throw CheckCondition{{.key = 5, .asc = 0x3B, .ascq = 0x0C}};
+  if (partition_ != 0 || object_ != 0) refuse(5, 0x3B, 0x0C);
   const bool byPage = format != 0 && modes_.has(0x11);
   medium_->format(byPage ? partitionSizes(modes_.current(0x11)) : std::vector{medium_->options().capacity});
   showPartitions();

@@ -13,26 +13,20 @@ Sense beginning(std::uint32_t residual) {
 }  // namespace
 
 void VirtualDrive::addPositionCommands() {
-  onCommand(0x01, {0xFF, 0x01, 0, 0, 0, 0}, [this](ScsiRequest&) {
-    checkReady();
-    object_ = 0;
-  });
-  onCommand(0x11, {0xFF, 0x0F, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) {
-    checkReady();
+  onReady(0x01, {0xFF, 0x01, 0, 0, 0, 0}, [this](ScsiRequest&) { object_ = 0; });
+  onReady(0x11, {0xFF, 0x0F, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) {
     const std::uint8_t code = request.cdb[1] & 0x0F;
     if (code > static_cast<std::uint8_t>(SpaceCode::EndOfData)) invalidField(1);
     const auto count = static_cast<std::int32_t>(request.cdb24(2) << 8) >> 8;  // the sign is bit 23
     space(static_cast<SpaceCode>(code), count);
   });
-  onCommand(0x2B, {0xFF, 0x07, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0xFF, 0}, [this](ScsiRequest& request) {
-    checkReady();
+  onReady(0x2B, {0xFF, 0x07, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0xFF, 0}, [this](ScsiRequest& request) {
     if (request.cdb[1] & 0x04) invalidField(1);  // a block address of the device's own
     locate(request.cdb[1] & 0x02 ? request.cdb[8] : partition_, request.cdb32(3));
   });
-  onCommand(0x92, {0xFF, 0x3B, 0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0},
-            [this](ScsiRequest& request) { locate16(request); });
-  onCommand(0x34, {0xFF, 0x1F, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0},
-            [this](ScsiRequest& request) { readPosition(request); });
+  onReady(0x92, {0xFF, 0x3B, 0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0},
+          &VirtualDrive::locate16);
+  onReady(0x34, {0xFF, 0x1F, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0}, &VirtualDrive::readPosition);
 }
 
 void VirtualDrive::space(SpaceCode code, std::int32_t count) {
@@ -72,11 +66,10 @@ void VirtualDrive::locate(std::size_t partition, std::uint64_t object) {
   partition_ = static_cast<std::uint8_t>(partition);
   const std::size_t end = VirtualDrive::partition().objects.size();
   object_ = static_cast<std::size_t>(std::min<std::uint64_t>(object, end));
-  if (object > end) throw CheckCondition{{.key = 8, .asc = 0x00, .ascq = 0x05}};
+  if (object > end) refuse(8, 0x00, 0x05);
 }
 
 void VirtualDrive::locate16(ScsiRequest& request) {
-  checkReady();
   const std::size_t target = request.cdb[1] & 0x02 ? request.cdb[3] : partition_;
   switch (request.cdb[1] >> 3 & 7) {  // DEST_TYPE
     case 0:
@@ -96,7 +89,6 @@ void VirtualDrive::locate16(ScsiRequest& request) {
 }
 
 void VirtualDrive::readPosition(ScsiRequest& request) {
-  checkReady();
   const std::uint8_t form = request.cdb[1] & 0x1F;
   const auto& objects = partition().objects;
   const auto files = std::count_if(objects.begin(), objects.begin() + static_cast<std::ptrdiff_t>(object_),

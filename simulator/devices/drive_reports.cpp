@@ -27,20 +27,18 @@ Bytes densityDescriptor(const DriveModel& model, bool writable, bool isDefault) 
 }  // namespace
 
 void VirtualDrive::addReportCommands() {
-  onCommand(0x44, {0xFF, 0x03, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0},
-            [this](ScsiRequest& request) { reportDensities(request); });
+  onCommand(0x44, {0xFF, 0x03, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0}, &VirtualDrive::reportDensities);
   onCommand(0xA3, {0xFF, 0x1F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
-            [this](ScsiRequest& request) { reportTimestamp(request); });
+            &VirtualDrive::reportTimestamp);
   onCommand(0xA2, {0xFF, 0xFF, 0xFF, 0xFF, 0x80, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
-            [this](ScsiRequest& request) { securityProtocolIn(request); });
+            &VirtualDrive::securityProtocolIn);
   onCommand(0xB5, {0xFF, 0xFF, 0xFF, 0xFF, 0x80, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
-            [this](ScsiRequest& request) { securityProtocolOut(request); });
-  onCommand(0x1D, {0xFF, 0xF7, 0, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { sendDiagnostic(request); });
-  onCommand(0x1C, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0},
-            [this](ScsiRequest& request) { receiveDiagnostic(request); });
-  onCommand(0xC0, {0xFF, 0, 0, 0, 0xFF, 0}, [this](ScsiRequest& request) { displayMessage(request); });
+            &VirtualDrive::securityProtocolOut);
+  onCommand(0x1D, {0xFF, 0xF7, 0, 0xFF, 0xFF, 0}, &VirtualDrive::sendDiagnostic);
+  onCommand(0x1C, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0}, &VirtualDrive::receiveDiagnostic);
+  onCommand(0xC0, {0xFF, 0, 0, 0, 0xFF, 0}, &VirtualDrive::displayMessage);
   onCommand(0xD1, {0xFF, 0x1F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
-            [this](ScsiRequest& request) { runtimeInformation(request); });
+            &VirtualDrive::runtimeInformation);
 }
 
 // A drive writes its own generation and the one before, and reads one more.

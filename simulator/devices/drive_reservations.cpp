@@ -7,9 +7,9 @@ void VirtualDrive::addReservationCommands() {
   onCommand(0x16, {0xFF, 0, 0, 0, 0, 0}, [this](ScsiRequest&) { reserved_ = true; });
   onCommand(0x17, {0xFF, 0, 0, 0, 0, 0}, [this](ScsiRequest&) { reserved_ = false; });
   const Bytes in{0xFF, 0x1F, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0};
-  onCommand(0x5E, in, [this](ScsiRequest& request) { persistentReserveIn(request); });
+  onCommand(0x5E, in, &VirtualDrive::persistentReserveIn);
   const Bytes out{0xFF, 0x1F, 0xFF, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0};
-  onCommand(0x5F, out, [this](ScsiRequest& request) { persistentReserveOut(request); });
+  onCommand(0x5F, out, &VirtualDrive::persistentReserveOut);
 }
 
 void VirtualDrive::persistentReserveIn(ScsiRequest& request) {
@@ -63,7 +63,7 @@ void VirtualDrive::persistentReserveOut(ScsiRequest& request) {
     }
     case release:
       if (persistent_.type != 0 && persistent_.type != (request.cdb[2] & 0x0F)) {
-        throw CheckCondition{{.key = 5, .asc = 0x26, .ascq = 0x04}};  // invalid release
+        refuse(5, 0x26, 0x04);  // invalid release
       }
       persistent_.type = 0;
       break;

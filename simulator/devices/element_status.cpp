@@ -14,8 +14,6 @@ constexpr std::uint8_t elementAddressAssignment = 0x1D;
 constexpr std::uint8_t transportGeometry = 0x1E;
 constexpr std::uint8_t deviceCapabilities = 0x1F;
 
-std::uint8_t flag(bool value, int bit) { return static_cast<std::uint8_t>((value ? 1 : 0) << bit); }
-
 }  // namespace
 
 Bytes VirtualChanger::modePage(std::uint8_t code) const {
@@ -52,7 +50,7 @@ Bytes VirtualChanger::modePage(std::uint8_t code) const {
 void VirtualChanger::modeSense(ScsiRequest& request) {
   const std::uint8_t wanted = request.cdb[2] & 0x3F;
   const std::uint8_t control = request.cdb[2] >> 6;
-  if (control == 3) throw CheckCondition{{.key = 5, .asc = 0x39, .ascq = 0}};
+  if (control == 3) refuse(5, 0x39, 0);
   if (request.cdb[3] != 0) invalidField(3);
   Bytes data(4);
   for (const std::uint8_t code : {elementAddressAssignment, transportGeometry, deviceCapabilities}) {

@@ -25,6 +25,10 @@ static std::array<std::uint8_t, 3> fieldPointer(bool inCdb, std::uint16_t byte) 
           static_cast<std::uint8_t>(byte)};
 }
 
+void refuse(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq) {
+  throw CheckCondition{{.key = key, .asc = asc, .ascq = ascq}};
+}
+
 void invalidField(std::uint16_t byte) {
   throw CheckCondition{{.key = 5, .asc = 0x24, .ascq = 0, .specific = fieldPointer(true, byte)}};
 }
@@ -33,7 +37,7 @@ void invalidParameter(std::uint16_t byte) {
   throw CheckCondition{{.key = 5, .asc = 0x26, .ascq = 0, .specific = fieldPointer(false, byte)}};
 }
 
-void parameterListLengthError() { throw CheckCondition{{.key = 5, .asc = 0x1A, .ascq = 0}}; }
+void parameterListLengthError() { refuse(5, 0x1A, 0); }
 
 std::uint16_t ScsiRequest::cdb16(std::size_t at) const {
   return static_cast<std::uint16_t>(readNumber(cdb, at, 2));

@@ -33,6 +33,8 @@ struct CheckCondition {
   Sense sense;
 };
 
+/// CHECK CONDITION with this sense and nothing more.
+[[noreturn]] void refuse(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq);
 /// Refusal with 5/24/00, INVALID FIELD IN CDB, pointing at a byte of it.
 [[noreturn]] void invalidField(std::uint16_t byte);
 /// Refusal with 5/26/00, INVALID FIELD IN PARAMETER LIST, pointing at a byte of it.
@@ -75,6 +77,9 @@ struct ScsiRequest {
   /// Takes `length` bytes from the host. A host that offers fewer has broken the transfer off.
   std::span<const std::uint8_t> parameterList(std::size_t length);
 };
+
+/// A flag in a byte of parameter data: the bit of this number, or 0.
+constexpr std::uint8_t flag(bool value, int bit) { return static_cast<std::uint8_t>((value ? 1 : 0) << bit); }
 
 // Big-endian fields of parameter data.
 void put16(Bytes& data, std::size_t at, std::uint64_t value);

@@ -9,11 +9,8 @@
 namespace simulator {
 namespace {
 
-[[noreturn]] void refuse(std::uint8_t asc, std::uint8_t ascq, std::uint8_t key = 5) {
-  throw CheckCondition{{.key = key, .asc = asc, .ascq = ascq}};
-}
-[[noreturn]] void invalidElementAddress() { refuse(0x21, 0x01); }
-[[noreturn]] void removalIsPrevented() { refuse(0x53, 0x02); }
+[[noreturn]] void invalidElementAddress() { refuse(5, 0x21, 0x01); }
+[[noreturn]] void removalIsPrevented() { refuse(5, 0x53, 0x02); }
 
 /// A drive has to give its cartridge free. Libraries ask it themselves, over a line of their own.
 void unload(const Element& place) {
@@ -26,14 +23,14 @@ void unload(const Element& place) {
     try {
       place.drive->execute(request);
     } catch (const WindowsError&) {
-      refuse(0x44, 0x00, 4);
+      refuse(4, 0x44, 0x00);
     }
     if (request.status == statusGood) return;
     const int key = request.sense.size() > 2 ? request.sense[2] & 0x0F : 0;
-    if (key == 5) refuse(0x53, 0x03);  // its removal is prevented by the drive
+    if (key == 5) refuse(5, 0x53, 0x03);  // its removal is prevented by the drive
     if (key != 6) break;
   }
-  refuse(0x53, 0x00, 4);
+  refuse(4, 0x53, 0x00);
 }
 
 }  // namespace
@@ -95,12 +92,6 @@ void VirtualChanger::addElements() {
 }
 
 void VirtualChanger::addCommands() {
-  const auto onReady = [this](std::uint8_t operation, Bytes usage, auto handler) {
-    onCommand(operation, std::move(usage), [this, handler](ScsiRequest& request) {
-      checkReady();
-      handler(request);
-    });
-  };
   const auto inventory = [this](ScsiRequest& request) {
     request.duration += std::int64_t{changer_.inventorySeconds} * 1000;
   };
@@ -114,21 +105,19 @@ void VirtualChanger::addCommands() {
   onReady(0x37, rangeUsage, rangeInventory);
   onReady(0xE7, rangeUsage, rangeInventory);  // the code that libraries used before the standard had one
   // A library learns its elements while it becomes ready.
-  onReady(0x1A, {0xFF, 0x08, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { modeSense(request); });
+  onReady(0x1A, {0xFF, 0x08, 0xFF, 0xFF, 0xFF, 0}, &VirtualChanger::modeSense);
   onCommand(0xB8, {0xFF, 0x1F, 0xFF, 0xFF, 0xFF, 0xFF, 0x03, 0xFF, 0xFF, 0xFF, 0, 0},
             [this](ScsiRequest& request) {
               if (!(request.cdb[6] & 0x02)) checkReady();  // CURDATA: what is known already
               readElementStatus(request);
             });
-  onReady(0xA5, {0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0},
-          [this](ScsiRequest& request) { moveMedium(request); });
+  onReady(0xA5, {0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0}, &VirtualChanger::moveMedium);
   if (changer_.exchanges) {
     onReady(0xA6, {0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x03, 0},
-            [this](ScsiRequest& request) { exchangeMedium(request); });
+            &VirtualChanger::exchangeMedium);
   }
-  onReady(0x2B, {0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0},
-          [this](ScsiRequest& request) { positionToElement(request); });
-  onReady(0x1B, {0xFF, 0, 0xFF, 0xFF, 0x1F, 0}, [this](ScsiRequest& request) { openCloseStation(request); });
+  onReady(0x2B, {0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0}, &VirtualChanger::positionToElement);
+  onReady(0x1B, {0xFF, 0, 0xFF, 0xFF, 0x1F, 0}, &VirtualChanger::openCloseStation);
   onCommand(0x1E, {0xFF, 0, 0, 0, 0x03, 0},
             [this](ScsiRequest& request) { prevented_ = (request.cdb[4] & 0x01) != 0; });
   // The host is alone in its room: a reservation of the whole library meets no other.
@@ -151,7 +140,7 @@ std::optional<Sense> VirtualChanger::notReady() const {
 
 void VirtualChanger::checkReady() {
   if (const auto sense = notReady()) throw CheckCondition{*sense};
-  if (std::exchange(attentionDue_, false)) refuse(0x28, 0x00, 6);
+  if (std::exchange(attentionDue_, false)) refuse(6, 0x28, 0x00);
 }
 
 Sense VirtualChanger::idleSense() { return notReady().value_or(Sense{}); }
@@ -168,12 +157,12 @@ void VirtualChanger::checkTransport(std::uint16_t address) {
 }
 
 void VirtualChanger::checkLeaves(const Element& source, const Element& destination) {
-  if (!source.medium()) refuse(0x3B, 0x0E);
+  if (!source.medium()) refuse(5, 0x3B, 0x0E);
   if (prevented_ && destination.type == elementImportExport) removalIsPrevented();
   for (const Element* element : {&source, &destination}) {
-    if (!element->accessible || (stationOpen_ && element->type == elementImportExport)) refuse(0x3B, 0x11);
+    if (!element->accessible || (stationOpen_ && element->type == elementImportExport)) refuse(5, 0x3B, 0x11);
   }
-  if (destination.type == elementDrive && !destination.drive) refuse(0x3B, 0x1A);
+  if (destination.type == elementDrive && !destination.drive) refuse(5, 0x3B, 0x1A);
 }
 
 /// Takes the cartridge of an element into the robot's hand.
@@ -204,7 +193,7 @@ void VirtualChanger::moveMedium(ScsiRequest& request) {
   Element& source = addressed(request.cdb16(4));
   Element& destination = addressed(request.cdb16(6));
   checkLeaves(source, destination);
-  if (&source != &destination && destination.medium()) refuse(0x3B, 0x0D);
+  if (&source != &destination && destination.medium()) refuse(5, 0x3B, 0x0D);
   const auto from = sourceAfterMove(source);
   const bool inverted = source.inverted != ((request.cdb[10] & 0x01) != 0);
   unload(source);
@@ -221,7 +210,7 @@ void VirtualChanger::exchangeMedium(ScsiRequest& request) {
   if (&source == &first || &first == &second) invalidField(6);
   checkLeaves(source, first);
   checkLeaves(first, second);
-  if (&second != &source && second.medium()) refuse(0x3B, 0x0D);
+  if (&second != &source && second.medium()) refuse(5, 0x3B, 0x0D);
   const auto fromSource = sourceAfterMove(source);
   const auto fromFirst = sourceAfterMove(first);
   const bool inverted = source.inverted != ((request.cdb[10] & 0x02) != 0);
@@ -255,12 +244,6 @@ void VirtualChanger::placeCartridge(std::uint16_t address, std::unique_ptr<Mediu
   put(place, std::move(cartridge), {}, false);
   place.placedByOperator = place.type == elementImportExport;
   addUnitAttention(0x28, place.placedByOperator ? 0x01 : 0x00);
-}
-
-std::unique_ptr<Medium> VirtualChanger::takeCartridge(std::uint16_t address) {
-  Element& place = element(address);
-  addUnitAttention(0x28, place.type == elementImportExport ? 0x01 : 0x00);
-  return take(place);
 }
 
 }  // namespace simulator

@@ -99,11 +99,9 @@ class VirtualChanger : public VirtualDevice {
 
   /// What a person at the import/export station or at an open door does.
   void placeCartridge(std::uint16_t address, std::unique_ptr<Medium> cartridge);
-  std::unique_ptr<Medium> takeCartridge(std::uint16_t address);
   /// Power cycle: 2/04/01 for so many seconds, then a unit attention.
   void restart(std::uint32_t becomingReadySeconds);
   bool removalPrevented() const { return prevented_; }
-  bool stationOpen() const { return stationOpen_; }
 
   /// A library that lies in its element status pages.
   struct Lies {

@@ -22,10 +22,9 @@ VirtualDevice::VirtualDevice(Room& room, PeripheralType type, DeviceOptions opti
   onVpdPage(0x80, [this] { return Bytes(options_.serial.begin(), options_.serial.end()); });
   onVpdPage(0x83, [this] { return deviceIdentification(); });
   onCommand(0x00, {0xFF, 0, 0, 0, 0, 0}, [this](ScsiRequest&) { checkReady(); });
-  onCommand(0x03, {0xFF, 0x01, 0, 0, 0xFF, 0}, [this](ScsiRequest& request) { requestSense(request); });
-  onCommand(0x12, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) { inquiry(request); });
-  onCommand(0xA0, {0xFF, 0, 0xFF, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
-            [this](ScsiRequest& request) { reportLuns(request); });
+  onCommand(0x03, {0xFF, 0x01, 0, 0, 0xFF, 0}, &VirtualDevice::requestSense);
+  onCommand(0x12, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0}, &VirtualDevice::inquiry);
+  onCommand(0xA0, {0xFF, 0, 0xFF, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0}, &VirtualDevice::reportLuns);
 }
 
 std::string addressText(unsigned adapter, unsigned bus, unsigned target, unsigned lun) {
@@ -36,10 +35,6 @@ std::string addressText(unsigned adapter, unsigned bus, unsigned target, unsigne
 
 std::string VirtualDevice::address() const {
   return addressText(options_.adapter, options_.bus, options_.target, options_.lun);
-}
-
-void VirtualDevice::onCommand(std::uint8_t operation, Bytes usage, Handler handler) {
-  commands_[operation] = {std::move(usage), std::move(handler)};
 }
 
 void VirtualDevice::addUnitAttention(std::uint8_t asc, std::uint8_t ascq) {
@@ -78,7 +73,7 @@ void VirtualDevice::execute(ScsiRequest& request) {
 
 void VirtualDevice::run(ScsiRequest& request) {
   const auto command = commands_.find(request.operation());
-  if (command == commands_.end()) throw CheckCondition{{.key = 5, .asc = 0x20, .ascq = 0}};
+  if (command == commands_.end()) refuse(5, 0x20, 0);
   const Bytes& usage = command->second.usage;
   // Transports pad a CDB with zeros: one that is too long is as good, one that is too short is not.
   if (request.cdbLength < usage.size()) invalidField(0);

@@ -4,7 +4,6 @@
 #include <deque>
 #include <functional>
 #include <map>
-#include <set>
 #include <string>
 
 #include "simulator/devices/scsi.h"
@@ -81,8 +80,21 @@ class VirtualDevice {
 
   /// One row of the command table.
   /// `usage` are the bits of the CDB that the command defines, in the sense of CDB usage data (SPC-4 6.31):
-  /// bits outside of it are reserved and must be 0. Its length is that of the CDB.
-  void onCommand(std::uint8_t operation, Bytes usage, Handler handler);
+  /// bits outside of it are reserved and must be 0. Its length is that of the CDB. The handler is anything
+  /// that takes the request, or a member function of the device's own class.
+  template <class Action>
+  void onCommand(std::uint8_t operation, Bytes usage, Action action) {
+    commands_[operation] = {std::move(usage), handlerOf(std::move(action))};
+  }
+  /// The same for a medium access command, which needs a device that is ready.
+  template <class Action>
+  void onReady(std::uint8_t operation, Bytes usage, Action action) {
+    onCommand(operation, std::move(usage),
+              [this, handler = handlerOf(std::move(action))](ScsiRequest& request) {
+                checkReady();
+                handler(request);
+              });
+  }
   /// One vital product data page: what follows its header of four bytes.
   void onVpdPage(std::uint8_t page, std::function<Bytes()> content) { vpdPages_[page] = std::move(content); }
 
@@ -99,6 +111,11 @@ class VirtualDevice {
     Handler handler;
   };
 
+  static Handler handlerOf(Handler handler) { return handler; }
+  template <class Device>
+  Handler handlerOf(void (Device::*member)(ScsiRequest&)) {
+    return [this, member](ScsiRequest& request) { (static_cast<Device*>(this)->*member)(request); };
+  }
   void run(ScsiRequest& request);
   void inquiry(ScsiRequest& request);
   void requestSense(ScsiRequest& request);

@@ -39,9 +39,9 @@ VirtualDrive::VirtualDrive(Room& room, DeviceOptions identity, DriveOptions opti
 }
 
 void VirtualDrive::checkReady() {
-  if (room().clock().milliseconds() < readyAt_) throw CheckCondition{{.key = 2, .asc = 0x04, .ascq = 0x01}};
-  if (jammed_) throw CheckCondition{{.key = 4, .asc = 0x53, .ascq = 0x00}};
-  if (!loaded()) throw CheckCondition{{.key = 2, .asc = 0x3A, .ascq = 0x00}};
+  if (room().clock().milliseconds() < readyAt_) refuse(2, 0x04, 0x01);
+  if (jammed_) refuse(4, 0x53, 0x00);
+  if (!loaded()) refuse(2, 0x3A, 0x00);
 }
 
 void VirtualDrive::beforeCommand(const ScsiRequest& request) {

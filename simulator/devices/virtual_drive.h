@@ -48,10 +48,6 @@ class VirtualDrive : public VirtualDevice {
  public:
   VirtualDrive(Room& room, DeviceOptions identity, DriveOptions options);
 
-  /// Changes take effect with the next command; `cartridge` and `automationReady` count at the beginning
-  /// only.
-  DriveOptions& behaviour() { return drive_; }
-
   /// The cartridge in the drive, loaded or not; null without one.
   Medium* medium() const { return medium_.get(); }
   bool loaded() const { return medium_ && loaded_; }

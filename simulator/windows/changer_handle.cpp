@@ -16,8 +16,6 @@ constexpr ElementKind kinds[] = {{elementTransport, ChangerTransport},
                                  {elementImportExport, ChangerIEPort},
                                  {elementDrive, ChangerDrive}};
 
-std::uint8_t flag(BOOLEAN value, std::uint8_t bit) { return value ? bit : std::uint8_t{0}; }
-
 DWORD exceptionCode(std::pair<std::uint8_t, std::uint8_t> ascAndAscq) {
   if (ascAndAscq.first == 0x30) return ERROR_LABEL_UNREADABLE;  // incompatible medium installed
   if (ascAndAscq == std::pair<std::uint8_t, std::uint8_t>{0x3B, 0x1A}) return ERROR_DRIVE_NOT_INSTALLED;
@@ -75,7 +73,7 @@ void ChangerHandle::control(ControlRequest& request) {
 
 void ChangerHandle::setPosition(const ControlRequest& request) {
   const auto block = request.input<CHANGER_SET_POSITION>();
-  Bytes cdb{0x2B, 0, 0, 0, 0, 0, 0, 0, flag(block.Flip, 0x01), 0};
+  Bytes cdb{0x2B, 0, 0, 0, 0, 0, 0, 0, flag(block.Flip, 0), 0};
   put16(cdb, 2, scsiAddress(block.Transport));
   put16(cdb, 4, scsiAddress(block.Destination));
   driver_.send(cdb);
@@ -83,7 +81,7 @@ void ChangerHandle::setPosition(const ControlRequest& request) {
 
 void ChangerHandle::moveMedium(const ControlRequest& request) {
   const auto block = request.input<CHANGER_MOVE_MEDIUM>();
-  Bytes cdb{0xA5, 0, 0, 0, 0, 0, 0, 0, 0, 0, flag(block.Flip, 0x01), 0};
+  Bytes cdb{0xA5, 0, 0, 0, 0, 0, 0, 0, 0, 0, flag(block.Flip, 0), 0};
   put16(cdb, 2, scsiAddress(block.Transport));
   put16(cdb, 4, scsiAddress(block.Source));
   put16(cdb, 6, scsiAddress(block.Destination));
@@ -92,7 +90,7 @@ void ChangerHandle::moveMedium(const ControlRequest& request) {
 
 void ChangerHandle::exchangeMedium(const ControlRequest& request) {
   const auto block = request.input<CHANGER_EXCHANGE_MEDIUM>();
-  const auto flips = static_cast<std::uint8_t>(flag(block.Flip1, 0x02) | flag(block.Flip2, 0x01));
+  const auto flips = static_cast<std::uint8_t>(flag(block.Flip1, 1) | flag(block.Flip2, 0));
   Bytes cdb{0xA6, 0, 0, 0, 0, 0, 0, 0, 0, 0, flips, 0};
   put16(cdb, 2, scsiAddress(block.Transport));
   put16(cdb, 4, scsiAddress(block.Source));

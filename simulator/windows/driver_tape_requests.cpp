@@ -44,8 +44,6 @@ std::uint8_t& byteAt(Bytes& image, std::size_t offsetInPage) {
   return image[header + offsetInPage];
 }
 
-std::uint8_t bit(bool value, int position) { return static_cast<std::uint8_t>((value ? 1 : 0) << position); }
-
 }  // namespace
 
 void DriverTapeHandle::logSense(ControlRequest& request) {
@@ -105,7 +103,7 @@ void DriverTapeHandle::createPartition(const ControlRequest& request) {
     Bytes image = modeSense(mediumPartitionPage);
     byteAt(image, 3) = static_cast<std::uint8_t>(block.partitions - 1);
     std::uint8_t& methods = byteAt(image, 4);
-    methods = static_cast<std::uint8_t>((methods & 0x1F) | bit(true, 4 + static_cast<int>(block.method)));
+    methods = static_cast<std::uint8_t>((methods & 0x1F) | flag(true, 4 + static_cast<int>(block.method)));
     // Drives that partition in one way only have no partitioning type.
     std::uint8_t& units = byteAt(image, 6);
     const int type = units >> 4 != 0 && block.type != 0 ? block.type : units >> 4;
@@ -121,9 +119,9 @@ void DriverTapeHandle::createPartition(const ControlRequest& request) {
 void DriverTapeHandle::verify(const ControlRequest& request) {
   const auto block = request.input<protocol::VerifyBlock>();
   if (block.length > 0xFFFFFF) throw WindowsError{ERROR_INVALID_PARAMETER};
-  const auto flags = static_cast<std::uint8_t>(bit(block.fixed, 0) | bit(block.byteCompare, 1) |
-                                               bit(block.immediate, 2) | bit(block.byFilemarks, 3) |
-                                               bit(block.logicalBlockProtection, 4) | bit(block.toEnd, 5));
+  const auto flags = static_cast<std::uint8_t>(flag(block.fixed, 0) | flag(block.byteCompare, 1) |
+                                               flag(block.immediate, 2) | flag(block.byFilemarks, 3) |
+                                               flag(block.logicalBlockProtection, 4) | flag(block.toEnd, 5));
   Bytes cdb{0x13, flags, 0, 0, 0, 0};
   put24(cdb, 2, block.length);
   driver().send(cdb);
@@ -147,7 +145,7 @@ void DriverTapeHandle::setBlockProtection(const ControlRequest& request) {
   byteAt(image, 4) = block.method;
   byteAt(image, 5) = block.length & 0x3F;
   byteAt(image, 6) =
-      static_cast<std::uint8_t>(bit(block.write, 7) | bit(block.read, 6) | bit(block.recoverBuffered, 5));
+      static_cast<std::uint8_t>(flag(block.write, 7) | flag(block.read, 6) | flag(block.recoverBuffered, 5));
   modeSelect(std::move(image));
 }
 

@@ -19,8 +19,6 @@ constexpr DWORD driveFeaturesLow = 0x01031FB4;
 // END_OF_DATA, RELATIVE_BLKS, FILEMARKS, REVERSE_POSITION, WRITE_FILEMARKS, FORMAT.
 constexpr DWORD driveFeaturesHigh = 0xA247521D;
 
-std::uint8_t bit(bool value, int position) { return static_cast<std::uint8_t>((value ? 1 : 0) << position); }
-
 [[noreturn]] void notSupported() { throw WindowsError{ERROR_NOT_SUPPORTED}; }
 
 template <class T>
@@ -57,7 +55,7 @@ std::size_t TapeHandle::read(std::span<std::uint8_t> buffer) {
   const std::uint32_t fixed = blockSize();
   if (buffer.empty()) return 0;
   if (fixed != 0 && buffer.size() % fixed != 0) throw WindowsError{ERROR_INVALID_BLOCK_LENGTH};
-  Bytes cdb{0x08, bit(fixed != 0, 0), 0, 0, 0, 0};
+  Bytes cdb{0x08, flag(fixed != 0, 0), 0, 0, 0, 0};
   put24(cdb, 2, fixed != 0 ? buffer.size() / fixed : buffer.size());
   const ScsiRequest outcome = driver_.run(cdb, buffer.size());
   std::copy(outcome.dataIn.begin(), outcome.dataIn.end(), buffer.begin());
@@ -82,7 +80,7 @@ std::size_t TapeHandle::write(std::span<const std::uint8_t> data) {
   const std::uint32_t fixed = blockSize();
   if (data.empty()) return 0;
   if (fixed != 0 && data.size() % fixed != 0) throw WindowsError{ERROR_INVALID_BLOCK_LENGTH};
-  Bytes cdb{0x0A, bit(fixed != 0, 0), 0, 0, 0, 0};
+  Bytes cdb{0x0A, flag(fixed != 0, 0), 0, 0, 0, 0};
   put24(cdb, 2, fixed != 0 ? data.size() / fixed : data.size());
   const ScsiRequest outcome = driver_.run(cdb, 0, data);
   try {
@@ -95,12 +93,12 @@ std::size_t TapeHandle::write(std::span<const std::uint8_t> data) {
 
 void TapeHandle::eraseTape(DWORD type, bool immediate) {
   if (type != TAPE_ERASE_SHORT && type != TAPE_ERASE_LONG) notSupported();
-  const auto flags = static_cast<std::uint8_t>(bit(immediate, 1) | bit(type == TAPE_ERASE_LONG, 0));
+  const auto flags = static_cast<std::uint8_t>(flag(immediate, 1) | flag(type == TAPE_ERASE_LONG, 0));
   driver_.send({0x19, flags, 0, 0, 0, 0});
 }
 
 void TapeHandle::prepareTape(DWORD operation, bool immediate) {
-  const std::uint8_t immediateBit = bit(immediate, 0);
+  const std::uint8_t immediateBit = flag(immediate, 0);
   switch (operation) {
     case TAPE_LOAD:
       return driver_.send({0x1B, immediateBit, 0, 0, 0x01, 0});
@@ -110,7 +108,7 @@ void TapeHandle::prepareTape(DWORD operation, bool immediate) {
       return driver_.send({0x1B, immediateBit, 0, 0, 0x03, 0});
     case TAPE_LOCK:
     case TAPE_UNLOCK:
-      return driver_.send({0x1E, 0, 0, 0, bit(operation == TAPE_LOCK, 0), 0});
+      return driver_.send({0x1E, 0, 0, 0, flag(operation == TAPE_LOCK, 0), 0});
     case TAPE_FORMAT:
       return driver_.send({0x04, immediateBit, 0, 0, 0, 0});
     default:
@@ -119,7 +117,7 @@ void TapeHandle::prepareTape(DWORD operation, bool immediate) {
 }
 
 void TapeHandle::locate(std::uint64_t block, std::optional<std::uint8_t> partition, bool immediate) {
-  const auto flags = static_cast<std::uint8_t>(bit(immediate, 0) | bit(partition.has_value(), 1));
+  const auto flags = static_cast<std::uint8_t>(flag(immediate, 0) | flag(partition.has_value(), 1));
   Bytes cdb{0x92, flags, 0, partition.value_or(0), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
   put64(cdb, 4, block);
   driver_.send(cdb);
@@ -139,7 +137,7 @@ void TapeHandle::setTapePosition(DWORD method, DWORD partition, std::int64_t off
   };
   switch (method) {
     case TAPE_REWIND:
-      return driver_.send({0x01, bit(immediate, 0), 0, 0, 0, 0});
+      return driver_.send({0x01, flag(immediate, 0), 0, 0, 0, 0});
     case TAPE_ABSOLUTE_BLOCK:
     case TAPE_LOGICAL_BLOCK:
       if (offset < 0) throw WindowsError{ERROR_INVALID_PARAMETER};
@@ -160,7 +158,7 @@ void TapeHandle::setTapePosition(DWORD method, DWORD partition, std::int64_t off
 void TapeHandle::writeTapemark(DWORD type, DWORD count, bool immediate) {
   if (type != TAPE_FILEMARKS) notSupported();
   if (count > 0xFFFFFF) throw WindowsError{ERROR_INVALID_PARAMETER};
-  Bytes cdb{0x10, bit(immediate, 0), 0, 0, 0, 0};
+  Bytes cdb{0x10, flag(immediate, 0), 0, 0, 0, 0};
   put24(cdb, 2, count);
   driver_.send(cdb);
 }
@@ -224,7 +222,7 @@ void TapeHandle::setTapeParameters(DWORD operation, const void* information) {
     Bytes image = modeSense(dataCompressionPage);
     if (image.size() <= modeHeader + 2) throw WindowsError{ERROR_IO_DEVICE};
     std::uint8_t& compression = image[modeHeader + 2];
-    compression = static_cast<std::uint8_t>((compression & 0x7F) | bit(drive.Compression, 7));
+    compression = static_cast<std::uint8_t>((compression & 0x7F) | flag(drive.Compression, 7));
     modeSelect(std::move(image));
   } else {
     throw WindowsError{ERROR_INVALID_PARAMETER};

@@ -333,46 +333,5 @@ TEST(Drive, IsLostUntilARescan) {
   EXPECT_NE(DeviceClient("\\\\.\\Tape0").handle, INVALID_HANDLE_VALUE);
 }
 
-TEST(SetupApi, TellsAboutAdapters) {
-  Room room;
-  room.addAdapter();
-  room.addAdapter({.driverVersion = "9.9"});
-  const GUID storagePort{0x2ACCFE60, 0xC130, 0x11D2, {0xB0, 0x82, 0x00, 0xA0, 0xC9, 0x1E, 0xFB, 0x8B}};
-  const HDEVINFO set =
-      calls::getClassDevs(&storagePort, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
-  SP_DEVICE_INTERFACE_DATA interface {};
-  interface.cbSize = sizeof interface;
-  EXPECT_FALSE(calls::enumDeviceInterfaces(set, nullptr, &storagePort, 2, &interface));
-  EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
-  ASSERT_TRUE(calls::enumDeviceInterfaces(set, nullptr, &storagePort, 1, &interface));
-  SP_DEVINFO_DATA device{};
-  device.cbSize = sizeof device;
-  alignas(8) char buffer[256]{};
-  auto* detail = reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_A*>(buffer);
-  DWORD required = 0;
-  EXPECT_FALSE(calls::getDeviceInterfaceDetail(set, &interface, nullptr, 0, &required, nullptr));
-  EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
-  detail->cbSize = sizeof *detail;
-  ASSERT_TRUE(calls::getDeviceInterfaceDetail(set, &interface, detail, required, nullptr, &device));
-  EXPECT_NE(DeviceClient(detail->DevicePath).handle, INVALID_HANDLE_VALUE) << "the path opens the adapter";
-  BYTE text[64];
-  EXPECT_TRUE(calls::getDeviceRegistryProperty(set, &device, SPDRP_MFG, nullptr, text, sizeof text, nullptr));
-  EXPECT_STREQ(reinterpret_cast<char*>(text), "Halden Storage");
-  EXPECT_FALSE(calls::getDeviceRegistryProperty(set, &device, SPDRP_FRIENDLYNAME, nullptr, text, sizeof text,
-                                                nullptr));
-  const HKEY key = calls::openDevRegKey(set, &device, DICS_FLAG_GLOBAL, 0, DIREG_DRV, KEY_READ);
-  DWORD size = 3;
-  EXPECT_EQ(calls::regQueryValue(key, "DriverVersion", nullptr, nullptr, text, &size),
-            static_cast<LONG>(ERROR_MORE_DATA));
-  EXPECT_EQ(size, 4u);
-  EXPECT_EQ(calls::regQueryValue(key, "DriverVersion", nullptr, nullptr, text, &size), 0);
-  EXPECT_STREQ(reinterpret_cast<char*>(text), "9.9");
-  EXPECT_EQ(calls::regQueryValue(key, "Nothing", nullptr, nullptr, text, &size),
-            static_cast<LONG>(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(calls::regCloseKey(key), 0);
-  EXPECT_TRUE(calls::destroyDeviceInfoList(set));
-  EXPECT_EQ(room.openHandles(), 0u);
-}
-
 }  // namespace
 }  // namespace simulator

@@ -36,13 +36,16 @@ TEST(SetupApi, LeadsFromTheInterfaceToTheDriverKey) {
 
   BYTE text[16];
   DWORD needed = 0;
+  EXPECT_FALSE(calls::getDeviceRegistryProperty(set, &device, SPDRP_FRIENDLYNAME, nullptr, text, sizeof text,
+                                                &needed));
   EXPECT_TRUE(calls::getDeviceRegistryProperty(set, &device, SPDRP_MFG, nullptr, text, sizeof text, &needed));
   EXPECT_STREQ(reinterpret_cast<char*>(text), "Second");
   EXPECT_FALSE(calls::getDeviceRegistryProperty(set, &device, SPDRP_MFG, nullptr, text, 6, &needed));
   EXPECT_EQ(needed, 7u);
 
   const HKEY key = calls::openDevRegKey(set, &device, DICS_FLAG_GLOBAL, 0, DIREG_DRV, KEY_READ);
-  DWORD size = sizeof text;
+  DWORD size = 3;
+  EXPECT_EQ(calls::regQueryValue(key, "DriverVersion", nullptr, nullptr, text, &size), LONG{ERROR_MORE_DATA});
   EXPECT_EQ(calls::regQueryValue(key, "DriverVersion", nullptr, nullptr, text, &size), NO_ERROR);
   EXPECT_STREQ(reinterpret_cast<char*>(text), "9.8");
   // A registry value need not end with a zero byte.
