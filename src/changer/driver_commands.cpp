@@ -3,6 +3,7 @@
 #include "changer/changer_interface.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
+#include "platform/device_control.h"
 #include "scsi/cdb.h"
 
 namespace {
@@ -88,7 +89,7 @@ ReturnCode QORChangerCmdPreventAllowMediumRemoval::doOperation(void* deviceHandl
   bool done = false;
   for (const ELEMENT_TYPE type : {ChangerIEPort, ChangerDoor}) {
     CHANGER_SET_ACCESS access{{type, 0}, control};
-    done |= tellChanger(deviceHandle, IOCTL_CHANGER_SET_ACCESS, access);
+    if (tellDevice(deviceHandle, IOCTL_CHANGER_SET_ACCESS, access)) done = true;
   }
   return done ? CMD_OK : CMD_ERROR;
 }
@@ -101,7 +102,7 @@ ReturnCode QORChangerCmdPositionToElement::doOperation(void* deviceHandle) {
       !translate(deviceHandle, destination, "DestinationAddress", position.Destination)) {
     return CMD_ERROR;
   }
-  return tellChanger(deviceHandle, IOCTL_CHANGER_SET_POSITION, position) ? CMD_OK : CMD_ERROR;
+  return tellDevice(deviceHandle, IOCTL_CHANGER_SET_POSITION, position) ? CMD_OK : CMD_ERROR;
 }
 
 ReturnCode QORChangerMoveMedium::doOperation(void* deviceHandle) {
@@ -114,7 +115,7 @@ ReturnCode QORChangerMoveMedium::doOperation(void* deviceHandle) {
       !translate(deviceHandle, destination, "DestinationAddress", move.Destination)) {
     return CMD_ERROR;
   }
-  if (!tellChanger(deviceHandle, IOCTL_CHANGER_MOVE_MEDIUM, move)) {
+  if (!tellDevice(deviceHandle, IOCTL_CHANGER_MOVE_MEDIUM, move)) {
     logger->logDebug(SCSI, 0, "IOCTL_CHANGER_MOVE_MEDIUM failed:Transport: %d, Source: %d, Destination: %d",
                      move.Transport.ElementType, move.Source.ElementType, move.Destination.ElementType);
     return CMD_ERROR;
@@ -146,14 +147,14 @@ ReturnCode QORChangerCmdExchangeMedium::doOperation(void* deviceHandle) {
         static_cast<unsigned int>(parameters.Features0), static_cast<unsigned int>(parameters.Features1));
     return CMD_ERROR;
   }
-  return tellChanger(deviceHandle, IOCTL_CHANGER_EXCHANGE_MEDIUM, exchange) ? CMD_OK : CMD_ERROR;
+  return tellDevice(deviceHandle, IOCTL_CHANGER_EXCHANGE_MEDIUM, exchange) ? CMD_OK : CMD_ERROR;
 }
 
 ReturnCode QORChangerCmdInitializeElementStatus::doOperation(void* deviceHandle) {
   CHANGER_INITIALIZE_ELEMENT_STATUS request{};
   request.BarCodeScan = TRUE;  // the CDB has the labels read too
   request.ElementList.Element.ElementType = AllElements;
-  if (tellChanger(deviceHandle, IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS, request)) {
+  if (tellDevice(deviceHandle, IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS, request)) {
     logger->logDebug(SCSI, 0, "IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS passed");
     return CMD_OK;
   }
@@ -167,7 +168,7 @@ ReturnCode QORChangerCmdInitializeElementStatusWithRange::doOperation(void* devi
   if (!translate(deviceHandle, readBe16(cdbSpan(), 2), "SourceAddress", request.ElementList.Element))
     return CMD_ERROR;
   request.ElementList.NumberOfElements = readBe16(cdbSpan(), 6);
-  if (!tellChanger(deviceHandle, IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS, request)) return CMD_ERROR;
+  if (!tellDevice(deviceHandle, IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS, request)) return CMD_ERROR;
   logger->logDebug(SCSI, 0, "CHANGER_INITIALIZE_ELEMENT_STATUS with range passed");
   return CMD_OK;
 }

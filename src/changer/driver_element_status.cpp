@@ -4,11 +4,12 @@
 #include <new>
 #include <vector>
 
+#include "changer/changer_driver_requests.h"
 #include "changer/changer_interface.h"
-#include "changer/driver_requests.h"
 #include "kiv/changer/driver_commands.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
+#include "platform/device_control.h"
 
 namespace {
 
@@ -64,12 +65,9 @@ bool readElements(void* changer, const CHANGER_ELEMENT_LIST& list, bool volumeTa
       productData ? sizeof(CHANGER_ELEMENT_STATUS_EX) : sizeof(CHANGER_ELEMENT_STATUS);
   CHANGER_READ_ELEMENT_STATUS request{list, static_cast<BOOLEAN>(volumeTags)};
   std::vector<std::uint8_t> answer(list.NumberOfElements * recordSize);
-  DWORD returned = 0;
-  if (!DeviceIoControl(changer, IOCTL_CHANGER_GET_ELEMENT_STATUS, &request, sizeof request, answer.data(),
-                       static_cast<DWORD>(answer.size()), &returned, nullptr)) {
-    return false;
-  }
-  const std::size_t count = std::min<std::size_t>(returned, answer.size()) / recordSize;
+  const auto answered = askDevice(changer, IOCTL_CHANGER_GET_ELEMENT_STATUS, request, answer);
+  if (!answered) return false;
+  const std::size_t count = std::min<std::size_t>(*answered, answer.size()) / recordSize;
   elements.resize(count);
   for (std::size_t i = 0; i < count; ++i)
     std::memcpy(&elements[i], answer.data() + i * recordSize, recordSize);
@@ -282,34 +280,30 @@ ReturnCode QORChangerCmdReadCartridgeLocation::doOperation(void* deviceHandle) t
       parameters.FirstTransportNumber, parameters.NumberTransportElements, parameters.FirstDriveNumber,
       parameters.NumberDataTransferElements, parameters.FirstSlotNumber, parameters.NumberStorageElements,
       parameters.FirstIEPortNumber, parameters.NumberIEElements);
-  CartridgeLocationRequest request{readBe16(cdbSpan(), 2), readBe16(cdbSpan(), 4)};
+  driver::CartridgeLocationRequest request{readBe16(cdbSpan(), 2), readBe16(cdbSpan(), 4)};
   logger->logDebug(SCSI, 0, "QORChangerCmdReadCartridgeLocation, element Address %d, num elements %d",
                    request.firstElementAddress, request.numberOfElements);
 
-  std::vector<std::uint8_t> answer(sizeof(CartridgeLocationHeader) +
-                                   request.numberOfElements * sizeof(CartridgeLocation));
-  DWORD returned = 0;
-  if (!DeviceIoControl(deviceHandle, IOCTL_CHANGER_CARTRIDGE_LOCATIONS, &request, sizeof request,
-                       answer.data(), static_cast<DWORD>(answer.size()), &returned, nullptr)) {
-    return CMD_ERROR;
-  }
-  const std::size_t arrived = std::min<std::size_t>(returned, answer.size());
-  if (arrived < sizeof(CartridgeLocationHeader)) return CMD_ERROR;
-  CartridgeLocationHeader header;
+  std::vector<std::uint8_t> answer(sizeof(driver::CartridgeLocationHeader) +
+                                   request.numberOfElements * sizeof(driver::CartridgeLocation));
+  const auto answered = askDevice(deviceHandle, driver::IOCTL_CHANGER_CARTRIDGE_LOCATIONS, request, answer);
+  if (!answered || *answered < sizeof(driver::CartridgeLocationHeader)) return CMD_ERROR;
+  const std::size_t arrived = std::min<std::size_t>(*answered, answer.size());
+  driver::CartridgeLocationHeader header;
   std::memcpy(&header, answer.data(), sizeof header);
-  const std::size_t count =
-      std::min<std::size_t>(header.numberOfElements, (arrived - sizeof header) / sizeof(CartridgeLocation));
+  const std::size_t count = std::min<std::size_t>(
+      header.numberOfElements, (arrived - sizeof header) / sizeof(driver::CartridgeLocation));
   logger->logDebug(SCSI, 0, "QORChangerCmdReadCartridgeLocation returned numberElem %d",
                    static_cast<int>(count));
 
   constexpr std::uint16_t DESCRIPTOR =
-      DESCRIPTOR_HEADER + VOLUME_TAG + IDENTIFICATION_HEADER + sizeof(CartridgeLocation::identifier);
+      DESCRIPTOR_HEADER + VOLUME_TAG + IDENTIFICATION_HEADER + sizeof(driver::CartridgeLocation::identifier);
   const auto byteCount = static_cast<ulong32>(count * DESCRIPTOR);
   std::ranges::fill(ioDataSpan(), std::uint8_t{0});
   if (count != 0) setSubHeader(REPORT_HEADER, ELEMENT_STORAGE, true, DESCRIPTOR, byteCount);
   std::uint16_t first = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    CartridgeLocation location;
+    driver::CartridgeLocation location;
     std::memcpy(&location, answer.data() + sizeof header + i * sizeof location, sizeof location);
     if (i == 0) first = location.elementAddress;
     std::array<std::uint8_t, DESCRIPTOR> descriptor{};

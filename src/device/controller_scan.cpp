@@ -13,6 +13,7 @@
 #include "frame/log_dump.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
+#include "platform/device_control.h"
 
 namespace {
 
@@ -68,8 +69,7 @@ void DeviceController::countHostAdapters(unsigned first) {
     if (!port) break;
     hostAdapterCount = static_cast<int>(number + 1);
     if (!forceRescan) continue;
-    DWORD returned = 0;
-    if (DeviceIoControl(port.get(), IOCTL_SCSI_RESCAN_BUS, nullptr, 0, nullptr, 0, &returned, nullptr)) {
+    if (commandDevice(port.get(), IOCTL_SCSI_RESCAN_BUS)) {
       logger->logInfo("SCSI", 0, "\\scsi%u: IOCTL_SCSI_RESCAN_BUS passed", number);
     } else {
       const DWORD error = GetLastError();

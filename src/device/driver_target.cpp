@@ -15,6 +15,7 @@
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/scsi/standard_driver_commands.h"
+#include "platform/device_control.h"
 #include "scsi/driver_requests.h"
 
 namespace {
@@ -50,12 +51,11 @@ std::optional<std::string> askDriverVersion(HANDLE device) {
     DWORD code;
     const char* message;
   };
-  constexpr Request requests[] = {{IOCTL_TAPE_DRIVER_VERSION, "QOR Tape driver version %s"},
-                                  {IOCTL_CHANGER_DRIVER_VERSION, "QOR Changer driver version %s"}};
+  constexpr Request requests[] = {{driver::IOCTL_TAPE_DRIVER_VERSION, "QOR Tape driver version %s"},
+                                  {driver::IOCTL_CHANGER_DRIVER_VERSION, "QOR Changer driver version %s"}};
   for (const Request& request : requests) {
-    DriverVersion version{};
-    DWORD returned = 0;
-    if (!askDriver(device, request.code, version, returned)) continue;
+    driver::VersionBlock version{};
+    if (!askDevice(device, request.code, version)) continue;
     const std::string text(version.text, std::find(version.text, std::end(version.text), '\0'));
     logger->logDebug("SCSI", 0, request.message, text.c_str());
     return text;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "kiv/frame/logger.h"
+#include "platform/device_control.h"
 
 namespace {
 
@@ -58,10 +59,9 @@ std::optional<InquiryRecord> InquiryList::visit(std::size_t offset) {
 std::optional<InquiryList> readInquiryList(HANDLE port, DWORD& error) {
   for (DWORD size = inquiryBufferStep; size < inquiryBufferLimit; size += inquiryBufferStep) {
     std::vector<std::uint8_t> buffer(size);
-    DWORD returned = 0;
-    if (DeviceIoControl(port, IOCTL_SCSI_GET_INQUIRY_DATA, nullptr, 0, buffer.data(), size, &returned,
-                        nullptr))
-      return InquiryList(std::move(buffer), returned);
+    if (const BytesAnswered answered =
+            controlDevice(port, IOCTL_SCSI_GET_INQUIRY_DATA, nullptr, 0, buffer.data(), size))
+      return InquiryList(std::move(buffer), *answered);
     error = GetLastError();
   }
   return std::nullopt;

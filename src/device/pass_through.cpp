@@ -5,6 +5,7 @@
 #include "device/port_driver.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
+#include "platform/device_control.h"
 
 namespace {
 
@@ -70,11 +71,9 @@ ReturnCode ScsiTarget::scsiExecCDB(GenericScsiCommand& cmd) {
   request.TimeOutValue = cmd.getTimeOut() + timeOutMargin;
 
   const __time64_t start = _time64(nullptr);
-  DWORD returned = 0;
   // A call that succeeds leaves the last error alone, and an old one must not pass for this command's.
   SetLastError(ERROR_SUCCESS);
-  const bool sent = DeviceIoControl(deviceHandle, IOCTL_SCSI_PASS_THROUGH_DIRECT, &block, sizeof block,
-                                    &block, sizeof block, &returned, nullptr);
+  const bool sent = exchangeWithDevice(deviceHandle, IOCTL_SCSI_PASS_THROUGH_DIRECT, block).has_value();
   const DWORD error = GetLastError();
   const __time64_t elapsed = _time64(nullptr) - start;
 

@@ -7,6 +7,7 @@
 
 #include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
+#include "platform/device_control.h"
 #include "scsi/cdb.h"
 #include "scsi/driver_requests.h"
 
@@ -30,7 +31,7 @@ std::span<Byte> from(std::span<Byte> data, std::size_t offset) {
 }
 
 /// CMD_OK when the driver has handed out sense data, with their length cut to the block that carries them.
-ReturnCode checkSense(DriverSense& sense) {
+ReturnCode checkSense(driver::SenseBlock& sense) {
   if (sense.length == 0) {
     logger->logDebug("SCSI", 0, "QORScsiCmdRequestSense, sense data length 0");
     return CMD_NOT_SUPPORTED;
@@ -52,11 +53,11 @@ ReturnCode QORScsiCmdLogSense::doOperation(void* deviceHandle) {
   const std::uint8_t pageCode = readByte(cdbSpan(), 2) & PAGE_CODE_MASK;
   if (forcePassthrough || pageCode == PAGE_NEVER_FROM_DRIVER) return CMD_NOT_SUPPORTED;
 
-  DriverLogSense block{};
+  driver::LogSenseBlock block{};
   block.pageCode = pageCode;
   block.subpageCode = getCDBSubpageCode();
   block.pageControl = getCDBPageControl();
-  if (!exchangeWithDriver(deviceHandle, IOCTL_TAPE_LOG_SENSE, block)) return CMD_NOT_SUPPORTED;
+  if (!exchangeWithDevice(deviceHandle, driver::IOCTL_TAPE_LOG_SENSE, block)) return CMD_NOT_SUPPORTED;
   copyIoData(block.page, std::min<ulong32>(block.dataLength, sizeof block.page));
   return CMD_OK;
 }
@@ -67,20 +68,19 @@ QORScsiCmdRequestSense::QORScsiCmdRequestSense(ulong32 allocation) : QORScsiComm
 }
 
 ReturnCode QORScsiCmdRequestSense::doOperation(void* deviceHandle) {
-  DriverSense sense{};
-  DWORD returned = 0;
-  if (!askDriver(deviceHandle, IOCTL_TAPE_REQUEST_SENSE, sense, returned)) return CMD_NOT_SUPPORTED;
+  driver::SenseBlock sense{};
+  if (!askDevice(deviceHandle, driver::IOCTL_TAPE_REQUEST_SENSE, sense)) return CMD_NOT_SUPPORTED;
   const ReturnCode result = checkSense(sense);
   if (result == CMD_OK) copyIoData(sense.data, sense.length);
   return result;
 }
 
 ReturnCode QORScsiCmdChangerRequestSense::doOperation(void* deviceHandle) {
-  DriverSense sense{};
-  DWORD returned = 0;
-  if (!askDriver(deviceHandle, IOCTL_CHANGER_REQUEST_SENSE, sense, returned)) return CMD_ERROR;
+  driver::SenseBlock sense{};
+  const BytesAnswered answered = askDevice(deviceHandle, driver::IOCTL_CHANGER_REQUEST_SENSE, sense);
+  if (!answered) return CMD_ERROR;
   logger->logDebug("SCSI", 0, "QORScsiCmdRequestSense  changer path passed bytes returned %ld",
-                   static_cast<long>(returned));
+                   static_cast<long>(*answered));
   const ReturnCode result = checkSense(sense);
   if (result == CMD_OK) {
     logDump("SCSI", "QORScsiCmdRequestSense", std::span(sense.data, sense.length));
@@ -90,10 +90,10 @@ ReturnCode QORScsiCmdChangerRequestSense::doOperation(void* deviceHandle) {
 }
 
 ReturnCode QORScsiCmdModeSense6::doOperation(void* deviceHandle) {
-  DriverModeSense block{};
+  driver::ModeSenseBlock block{};
   block.pageOrForm = readByte(cdbSpan(), 2) & PAGE_CODE_MASK;
   block.subpageOrData[0] = getCDBSubpageCode();
-  if (!exchangeWithDriver(deviceHandle, IOCTL_DRIVER_MODE_SENSE, block)) {
+  if (!exchangeWithDevice(deviceHandle, driver::IOCTL_DRIVER_MODE_SENSE, block)) {
     logger->logDebug("SCSI", 0, "QORScsiCmdModeSense6, failed ");
     return CMD_NOT_SUPPORTED;
   }
@@ -149,7 +149,7 @@ void QORScsiCmdModeSense6::takeModeSense10(std::span<const std::uint8_t> modeDat
 
 void QORScsiCmdModeSense6::copyModeData(std::span<const std::uint8_t, 4> header,
                                         std::span<const std::uint8_t> pages) {
-  std::array<std::uint8_t, sizeof(DriverModeSense)> modeData{};
+  std::array<std::uint8_t, sizeof(driver::ModeSenseBlock)> modeData{};
   std::ranges::copy(header, modeData.begin());
   std::ranges::copy(pages, modeData.begin() + header.size());
   copyIoData(modeData.data(), static_cast<ulong32>(header.size() + pages.size()));

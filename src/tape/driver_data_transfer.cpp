@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "platform/win32.h"
+#include "platform/device_control.h"
 #include "tape/driver_call.h"
-#include "tape/driver_requests.h"
 #include "tape/fields.h"
+#include "tape/tape_driver_requests.h"
 
 ReturnCode QORTapeCmdRead6::doOperation(void* deviceHandle) {
   DWORD read = 0;
@@ -45,5 +45,5 @@ ReturnCode QORTapeCmdVerify::doOperation(void* deviceHandle) {
   request.length = readBe24(cdbSpan(), 2);
   if (request.byFilemarks && request.byteCompare) return CMD_NOT_SUPPORTED;
   if (request.toEnd && request.length != 0) return CMD_NOT_SUPPORTED;
-  return sendToDriver(deviceHandle, driver::IOCTL_TAPE_VERIFY, request);
+  return tellDevice(deviceHandle, driver::IOCTL_TAPE_VERIFY, request) ? CMD_OK : CMD_ERROR;
 }

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <span>
 
-#include "platform/win32.h"
+#include "platform/device_control.h"
 #include "tape/driver_call.h"
-#include "tape/driver_requests.h"
+#include "tape/tape_driver_requests.h"
 
 ReturnCode QORTapeCmdGetDeviceInformation::doOperation(void* deviceHandle) {
   information = {};
@@ -26,15 +26,13 @@ ReturnCode QORTapeCmdGetDeviceInformation::doOperation(void* deviceHandle) {
 ReturnCode QORTapeCmdQueryDevicePaths::doOperation(void* deviceHandle) {
   pathCount = 0;
   driver::DevicePathsBlock block{};
-  DWORD returned = 0;
-  const auto asked = [&](DWORD code) {
-    return DeviceIoControl(deviceHandle, code, nullptr, 0, &block, sizeof block, &returned, nullptr) != FALSE;
-  };
-  if (!asked(driver::IOCTL_DRIVER_TAPE_PATHS) && !asked(driver::IOCTL_DRIVER_CHANGER_PATHS)) return CMD_ERROR;
+  BytesAnswered answered = askDevice(deviceHandle, driver::IOCTL_DRIVER_TAPE_PATHS, block);
+  if (!answered) answered = askDevice(deviceHandle, driver::IOCTL_DRIVER_CHANGER_PATHS, block);
+  if (!answered) return CMD_ERROR;
 
   static_assert(std::tuple_size_v<decltype(paths)> == driver::MAX_DEVICE_PATHS);
   constexpr std::size_t HEADER = offsetof(driver::DevicePathsBlock, paths);
-  const std::size_t filled = std::clamp<std::size_t>(returned, HEADER, sizeof block) - HEADER;
+  const std::size_t filled = std::clamp<std::size_t>(*answered, HEADER, sizeof block) - HEADER;
   const std::size_t count = std::min<std::size_t>(block.count, filled / sizeof(driver::DevicePathBlock));
   std::ranges::transform(std::span(block.paths).first(count), paths.begin(),
                          [](const driver::DevicePathBlock& path) {

@@ -1,9 +1,9 @@
 #include "kiv/tape/driver_medium.h"
 
-#include "platform/win32.h"
+#include "platform/device_control.h"
 #include "tape/driver_call.h"
-#include "tape/driver_requests.h"
 #include "tape/fields.h"
+#include "tape/tape_driver_requests.h"
 
 ReturnCode QORTapeCmdLoad::doOperation(void* deviceHandle) {
   return tapeResult(PrepareTape(deviceHandle, TAPE_LOAD, FALSE));
@@ -17,5 +17,5 @@ ReturnCode QORTapeCmdErase::doOperation(void* deviceHandle) {
 ReturnCode QORTapeCmdFormat::doOperation(void* deviceHandle) {
   driver::PartitionBlock request{};
   request.formatType = readByte(cdbSpan(), 2) & 0x0F;
-  return sendToDriver(deviceHandle, driver::IOCTL_TAPE_CREATE_PARTITION, request);
+  return tellDevice(deviceHandle, driver::IOCTL_TAPE_CREATE_PARTITION, request) ? CMD_OK : CMD_ERROR;
 }

@@ -1,8 +1,9 @@
 #include "kiv/tape/driver_parameters.h"
 
 #include "kiv/frame/logger.h"
+#include "platform/device_control.h"
 #include "tape/driver_call.h"
-#include "tape/driver_requests.h"
+#include "tape/tape_driver_requests.h"
 
 QORTapeMetaCmdSetParam::QORTapeMetaCmdSetParam(ScsiTarget* device, ParamType parameter,
                                                std::uint32_t newValue)
@@ -27,7 +28,8 @@ ReturnCode QORTapeMetaCmdSetParam::doOperation(void* deviceHandle) {
     case PARAM_SLEEP_MODE_TIMER:
     case PARAM_ARCHIVE_MODE_UNTHREAD: {
       driver::ParameterBlock block{type, value};
-      result = sendToDriver(deviceHandle, driver::IOCTL_TAPE_SET_PARAMETER, block);
+      if (!tellDevice(deviceHandle, driver::IOCTL_TAPE_SET_PARAMETER, block)) return CMD_ERROR;
+      result = CMD_OK;
       break;
     }
     default:
@@ -64,8 +66,9 @@ ReturnCode QORTapeMetaCmdQueryParam::doOperation(void* deviceHandle) {
     case PARAM_SLEEP_MODE_TIMER:
     case PARAM_ARCHIVE_MODE_UNTHREAD: {
       driver::ParameterBlock block{type, 0};
-      const ReturnCode result = askDriver(deviceHandle, driver::IOCTL_TAPE_QUERY_PARAMETER, block);
-      return result == CMD_OK ? answer(block.value) : result;
+      if (exchangeWithDevice(deviceHandle, driver::IOCTL_TAPE_QUERY_PARAMETER, block) != sizeof block)
+        return CMD_ERROR;
+      return answer(block.value);
     }
     default:
       return CMD_INVALID_PARAMETER_TYPE;

@@ -4,8 +4,8 @@
 
 #include "device/system_error.h"
 #include "kiv/frame/logger.h"
-#include "tape/driver_call.h"
-#include "tape/driver_requests.h"
+#include "platform/device_control.h"
+#include "tape/tape_driver_requests.h"
 
 namespace {
 
@@ -16,13 +16,12 @@ constexpr std::uint32_t FORMAT_AS_THE_PAGE_SAYS = 1;
 ReturnCode QORTapeCmdQueryPartition::doOperation(void* deviceHandle) {
   logger->logDebug("SCSI", 0, "QORTapeCmdQueryPartition:IOCTL_QUERY_PARTITION");
   driver::PartitionBlock block{};
-  if (const ReturnCode result = askDriver(deviceHandle, driver::IOCTL_TAPE_QUERY_PARTITION, block);
-      result != CMD_OK) {
+  if (exchangeWithDevice(deviceHandle, driver::IOCTL_TAPE_QUERY_PARTITION, block) != sizeof block) {
     const DWORD error = GetLastError();
     logger->logDebug("SCSI", 0, "QORTapeCmdQueryPartition failed, errno %d - %s", static_cast<int>(error),
                      systemErrorText(error).c_str());
     SetLastError(error);
-    return result;
+    return CMD_ERROR;
   }
   const std::uint32_t slots = std::min<std::uint32_t>(block.partitions, driver::PARTITION_SIZE_SLOTS);
   record = {};
@@ -51,11 +50,14 @@ ReturnCode QORTapeCmdCreatePartition::doOperation(void* deviceHandle) {
 
   logger->logDebug("SCSI", 0, "QORTapeCmdCreatePartition - number of partitions: %d method:%d",
                    static_cast<int>(block.partitions), static_cast<int>(block.method));
-  ReturnCode result = sendToDriver(deviceHandle, driver::IOCTL_TAPE_CREATE_PARTITION, block);
+  const auto create = [&] {
+    return tellDevice(deviceHandle, driver::IOCTL_TAPE_CREATE_PARTITION, block) ? CMD_OK : CMD_ERROR;
+  };
+  ReturnCode result = create();
   if (result != CMD_OK) {
     logger->logDebug("SCSI", 0, "QORTapeCmdCreatePartition - failed in first run");
     block.method = record.partitionType;
-    result = sendToDriver(deviceHandle, driver::IOCTL_TAPE_CREATE_PARTITION, block);
+    result = create();
     logger->logDebug(
         "SCSI", 0,
         "QORTapeCmdCreatePartition - partition_method set to partitionType - number of partitions: %d "
@@ -73,9 +75,8 @@ ReturnCode QORTapeCmdChangePartition::doOperation(void* deviceHandle) {
   driver::SetPartitionBlock block{};
   block.partition = partitionNumber;
   block.blockAddress = blockId;
-  const ReturnCode result = sendToDriver(deviceHandle, driver::IOCTL_TAPE_SET_PARTITION, block);
-  logger->logDebug("SCSI", 0,
-                   result == CMD_OK ? "QORTapeCmdChangePartition - RC_CMD_OK"
-                                    : "QORTapeCmdChangePartition - RC_CMD_ERROR");
-  return result;
+  const bool done = tellDevice(deviceHandle, driver::IOCTL_TAPE_SET_PARTITION, block).has_value();
+  logger->logDebug(
+      "SCSI", 0, done ? "QORTapeCmdChangePartition - RC_CMD_OK" : "QORTapeCmdChangePartition - RC_CMD_ERROR");
+  return done ? CMD_OK : CMD_ERROR;
 }

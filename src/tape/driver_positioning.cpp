@@ -1,9 +1,9 @@
 #include "kiv/tape/driver_positioning.h"
 
-#include "platform/win32.h"
+#include "platform/device_control.h"
 #include "tape/driver_call.h"
-#include "tape/driver_requests.h"
 #include "tape/fields.h"
+#include "tape/tape_driver_requests.h"
 
 ReturnCode QORTapeCmdRewind::doOperation(void* deviceHandle) {
   return tapeResult(SetTapePosition(deviceHandle, TAPE_REWIND, 0, 0, 0, hasFlag(cdbSpan(), 1, 0x01)));
@@ -18,7 +18,7 @@ ReturnCode QORTapeCmdLocate16::doOperation(void* deviceHandle) {
   driver::SetPartitionBlock request{};
   request.partition = readByte(cdbSpan(), 3);
   request.blockAddress = readBe64(cdbSpan(), 4);
-  return sendToDriver(deviceHandle, driver::IOCTL_TAPE_SET_PARTITION, request);
+  return tellDevice(deviceHandle, driver::IOCTL_TAPE_SET_PARTITION, request) ? CMD_OK : CMD_ERROR;
 }
 
 ReturnCode QORTapeCmdSpace::doOperation(void* deviceHandle) {

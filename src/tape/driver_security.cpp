@@ -2,16 +2,13 @@
 
 #include <array>
 
-#include "platform/win32.h"
-#include "tape/driver_call.h"
-#include "tape/driver_requests.h"
+#include "platform/device_control.h"
 #include "tape/fields.h"
+#include "tape/tape_driver_requests.h"
 
 ReturnCode QORTapeCmdQueryLogicalBlockProtection::doOperation(void* deviceHandle) {
   driver::LogicalBlockProtectionBlock block{};
-  if (const ReturnCode result = askDriver(deviceHandle, driver::IOCTL_TAPE_QUERY_LBP, block);
-      result != CMD_OK)
-    return result;
+  if (exchangeWithDevice(deviceHandle, driver::IOCTL_TAPE_QUERY_LBP, block) != sizeof block) return CMD_ERROR;
 
   // Mode parameter header, then the control data protection mode page.
   constexpr std::uint8_t SUBPAGE_FORMAT = 0x40, PAGE_LENGTH = 28;
@@ -37,24 +34,26 @@ ReturnCode QORTapeCmdSetLogicalBlockProtection::doOperation(void* deviceHandle) 
                                             .read = lbpRead,
                                             .rbdp = lbpRbdp,
                                             .reserved = {}};
-  return sendToDriver(deviceHandle, driver::IOCTL_TAPE_SET_LBP, block);
+  return tellDevice(deviceHandle, driver::IOCTL_TAPE_SET_LBP, block) ? CMD_OK : CMD_ERROR;
 }
 
 ReturnCode QORTapeCmdGetEncryptionStatus::doOperation(void* deviceHandle) {
   driver::EncryptionStatusBlock block{};
-  const ReturnCode result = askDriver(deviceHandle, driver::IOCTL_TAPE_ENCRYPTION_STATUS, block);
-  if (result != CMD_OK) block = {};
+  const bool answered =
+      exchangeWithDevice(deviceHandle, driver::IOCTL_TAPE_ENCRYPTION_STATUS, block) == sizeof block;
+  if (!answered) block = {};
   capable = block.capable != 0;
   method = block.method;
   status = block.status;
-  return result;
+  return answered ? CMD_OK : CMD_ERROR;
 }
 
 ReturnCode QORTapeCmdDataEncryptionDiag::doOperation(void* deviceHandle) {
   driver::EncryptionDiagBlock block{.type = type, .completionCode = 0, .errorNumber = 0};
-  const ReturnCode result = askDriver(deviceHandle, driver::IOCTL_DRIVER_ENCRYPTION_DIAG, block);
-  if (result != CMD_OK) block = {};
+  const bool answered =
+      exchangeWithDevice(deviceHandle, driver::IOCTL_DRIVER_ENCRYPTION_DIAG, block) == sizeof block;
+  if (!answered) block = {};
   completionCode = block.completionCode;
   errorNumber = block.errorNumber;
-  return result;
+  return answered ? CMD_OK : CMD_ERROR;
 }

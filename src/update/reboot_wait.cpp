@@ -5,6 +5,7 @@
 #include "kiv/scsi/big_endian.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/update/update_firmware.h"
+#include "platform/device_control.h"
 #include "update/sense.h"
 
 namespace {
@@ -71,8 +72,7 @@ void rescanBus(const char* path, int attempt) {
   const Handle port = openShared(path);
   if (!port) return;
   logger->logDebug("TSTS", 0, "Firmware Update %s IOCTL_SCSI_RESCAN_BUS #%d", path, attempt);
-  DWORD returned = 0;
-  DeviceIoControl(port.get(), IOCTL_SCSI_RESCAN_BUS, nullptr, 0, nullptr, 0, &returned, nullptr);
+  commandDevice(port.get(), IOCTL_SCSI_RESCAN_BUS);
 }
 
 }  // namespace

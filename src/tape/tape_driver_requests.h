@@ -1,28 +1,16 @@
-// The tape requests of the maker's driver: I/O control codes and request blocks.
-//
-// Blocks are in the machine's little-endian order. "In" and "out" are seen from the driver: a block that is
-// "in and out" is handed over for both and answered in place. A request fails like any other I/O control; the
-// drive's sense data are then fetched with the driver's request-sense request, which stands with the requests
-// of the standard commands.
+// The tape requests of the maker's driver.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/win32.h"
+#include "scsi/driver_requests.h"
 
 namespace driver {
 
-static_assert(std::endian::native == std::endian::little);
-
-// Device types: the operating system's tape class and two of the driver's own, one for tape drives and one
-// for changers.
+// The driver's own device types, beside the operating system's tape class.
 constexpr DWORD DRIVER_TAPE = 0x84CA;
 constexpr DWORD DRIVER_CHANGER = 0x84C9;
-
-constexpr DWORD READ_ONLY = FILE_READ_ACCESS;
-constexpr DWORD READ_WRITE = FILE_READ_ACCESS | FILE_WRITE_ACCESS;
 
 /// Out: whether the drive encrypts, and how.
 constexpr DWORD IOCTL_TAPE_ENCRYPTION_STATUS = CTL_CODE(FILE_DEVICE_TAPE, 0x820, METHOD_BUFFERED, READ_ONLY);

@@ -1,15 +1,16 @@
+// The requests of the maker's changer driver beyond Windows' changer interface.
 #pragma once
 
 #include <cstdint>
 
-#include "platform/win32.h"
+#include "scsi/driver_requests.h"
 
-// Requests of the maker's changer driver beyond Windows' changer interface. Numbers are little-endian.
+namespace driver {
 
 /// Storage elements with the place of each cartridge. In: CartridgeLocationRequest. Out: a
 /// CartridgeLocationHeader, then one CartridgeLocation per element.
 constexpr DWORD IOCTL_CHANGER_CARTRIDGE_LOCATIONS =
-    CTL_CODE(FILE_DEVICE_CHANGER, 0x81B, METHOD_BUFFERED, FILE_READ_ACCESS | FILE_WRITE_ACCESS);
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x81B, METHOD_BUFFERED, READ_WRITE);
 static_assert(IOCTL_CHANGER_CARTRIDGE_LOCATIONS == 0x0030E06C);
 
 struct CartridgeLocationRequest {
@@ -38,3 +39,5 @@ struct CartridgeLocation {
   std::uint8_t identifier[24];
 };
 static_assert(sizeof(CartridgeLocation) == 72);
+
+}  // namespace driver
