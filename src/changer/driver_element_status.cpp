@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <new>
 #include <vector>
 
 #include "changer/changer_driver_requests.h"
 #include "changer/changer_interface.h"
+#include "frame/guarded.h"
 #include "kiv/changer/driver_commands.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
@@ -134,83 +134,83 @@ void writeDescriptor(std::span<std::uint8_t> image, std::size_t offset,
 
 }  // namespace
 
-ReturnCode QORChangerCmdReadElementStatus::doOperation(void* deviceHandle) try {
-  const auto type = static_cast<ChangerElementTypeCode>(readByte(cdbSpan(), 1) & 0x0F);
-  const bool volumeTags = (readByte(cdbSpan(), 1) & 0x10) != 0;
-  const bool identifier = (readByte(cdbSpan(), 6) & 0x01) != 0;
-  const std::uint16_t start = readBe16(cdbSpan(), 2);
-  std::uint32_t wanted = readBe16(cdbSpan(), 4);
+ReturnCode QORChangerCmdReadElementStatus::doOperation(void* deviceHandle) {
+  return guarded(CMD_NO_MEMORY, [&] {
+    const auto type = static_cast<ChangerElementTypeCode>(readByte(cdbSpan(), 1) & 0x0F);
+    const bool volumeTags = (readByte(cdbSpan(), 1) & 0x10) != 0;
+    const bool identifier = (readByte(cdbSpan(), 6) & 0x01) != 0;
+    const std::uint16_t start = readBe16(cdbSpan(), 2);
+    std::uint32_t wanted = readBe16(cdbSpan(), 4);
 
-  GET_CHANGER_PARAMETERS parameters;
-  if (!getChangerParameters(deviceHandle, parameters)) {
-    logger->logDebug(SCSI, 0, "QORChangerCmdReadElementStatus::getElemInfo() failed");
-    return CMD_ERROR;
-  }
-  if (identifier && type != ELEMENT_DATA_TRANSFER) {
-    logger->logDebug(SCSI, 0,
-                     "QORChangerCmdReadElementStatus::readElementStatusDVCID()requested for type code [%d] "
-                     "other than drive",
-                     type);
-    return CMD_ERROR;
-  }
-  CHANGER_ELEMENT startElement{};
-  if (!QORChangerCmdElementInformation::translateAddress(parameters, start, startElement)) {
-    logger->logDebug(SCSI, 0, "QORChangerCmdReadElementStatus invalid requested first element address - %d",
-                     start);
-    return CMD_ERROR;
-  }
-  if (identifier) {
-    logger->logDebug(SCSI, 0,
-                     "QORChangerCmdReadElementStatus for Drives ElementCode:%d, ElementCount:%d Address:%d",
-                     type, static_cast<int>(wanted), start);
-  }
-
-  std::vector<Page> pages;
-  for (const ElementKind& kind : KINDS) {
-    if (type != ELEMENT_ALL && type != kind.scsi) continue;
-    // A starting address before the kind's first takes all of them, one behind its last takes none.
-    const std::uint32_t first = parameters.*kind.first;
-    const std::uint32_t skipped = start > first ? start - first : 0;
-    const std::uint32_t available = parameters.*kind.count > skipped ? parameters.*kind.count - skipped : 0;
-    const std::uint32_t count = std::min(available, wanted);
-    if (count == 0) continue;
-    logger->logDebug(SCSI, 0, "Issuing ReadElement - EA:%d, NbrE:%d Volume%d Type:%d",
-                     static_cast<int>(skipped), static_cast<int>(count), volumeTags, kind.windows);
-    Page page{&kind, {}};
-    if (!readElements(deviceHandle, {{kind.windows, skipped}, count}, volumeTags, identifier,
-                      page.elements)) {
-      logger->logDebug(SCSI, 0, "ReadElementStatus failed");
-      logger->logDebug(SCSI, 0, "ReadElement failed with %d %d %d %d", static_cast<int>(skipped),
-                       static_cast<int>(count), volumeTags, kind.windows);
+    GET_CHANGER_PARAMETERS parameters;
+    if (!getChangerParameters(deviceHandle, parameters)) {
+      logger->logDebug(SCSI, 0, "QORChangerCmdReadElementStatus::getElemInfo() failed");
       return CMD_ERROR;
     }
-    wanted -= static_cast<std::uint32_t>(std::min<std::size_t>(page.elements.size(), wanted));
-    if (!page.elements.empty()) pages.push_back(std::move(page));
-  }
-
-  std::ranges::fill(ioDataSpan(), std::uint8_t{0});
-  ulong32 offset = REPORT_HEADER;
-  std::size_t reported = 0;
-  std::uint16_t lowest = 0xFFFF;
-  for (const Page& page : pages) {
-    const auto descriptorLength = static_cast<std::uint16_t>(
-        getDescriptorLength4Windows(page.kind->scsi, identifier) + (volumeTags ? VOLUME_TAG : 0));
-    const auto byteCount = static_cast<ulong32>(page.elements.size() * descriptorLength);
-    setSubHeader(offset, page.kind->scsi, volumeTags, descriptorLength, byteCount);
-    offset += PAGE_HEADER;
-    for (const CHANGER_ELEMENT_STATUS_EX& element : page.elements) {
-      writeDescriptor(ioDataSpan(), offset, parameters, *page.kind, element, volumeTags, identifier);
-      lowest =
-          std::min(lowest, QORChangerCmdElementInformation::absoluteAddress(parameters, element.Element));
-      offset += descriptorLength;
+    if (identifier && type != ELEMENT_DATA_TRANSFER) {
+      logger->logDebug(SCSI, 0,
+                       "QORChangerCmdReadElementStatus::readElementStatusDVCID()requested for type code [%d] "
+                       "other than drive",
+                       type);
+      return CMD_ERROR;
     }
-    reported += page.elements.size();
-  }
-  setHeader(reported == 0 ? std::uint16_t{0} : lowest, static_cast<std::uint16_t>(reported),
-            offset - REPORT_HEADER);
-  return CMD_OK;
-} catch (const std::bad_alloc&) {
-  return CMD_NO_MEMORY;
+    CHANGER_ELEMENT startElement{};
+    if (!QORChangerCmdElementInformation::translateAddress(parameters, start, startElement)) {
+      logger->logDebug(SCSI, 0, "QORChangerCmdReadElementStatus invalid requested first element address - %d",
+                       start);
+      return CMD_ERROR;
+    }
+    if (identifier) {
+      logger->logDebug(SCSI, 0,
+                       "QORChangerCmdReadElementStatus for Drives ElementCode:%d, ElementCount:%d Address:%d",
+                       type, static_cast<int>(wanted), start);
+    }
+
+    std::vector<Page> pages;
+    for (const ElementKind& kind : KINDS) {
+      if (type != ELEMENT_ALL && type != kind.scsi) continue;
+      // A starting address before the kind's first takes all of them, one behind its last takes none.
+      const std::uint32_t first = parameters.*kind.first;
+      const std::uint32_t skipped = start > first ? start - first : 0;
+      const std::uint32_t available = parameters.*kind.count > skipped ? parameters.*kind.count - skipped : 0;
+      const std::uint32_t count = std::min(available, wanted);
+      if (count == 0) continue;
+      logger->logDebug(SCSI, 0, "Issuing ReadElement - EA:%d, NbrE:%d Volume%d Type:%d",
+                       static_cast<int>(skipped), static_cast<int>(count), volumeTags, kind.windows);
+      Page page{&kind, {}};
+      if (!readElements(deviceHandle, {{kind.windows, skipped}, count}, volumeTags, identifier,
+                        page.elements)) {
+        logger->logDebug(SCSI, 0, "ReadElementStatus failed");
+        logger->logDebug(SCSI, 0, "ReadElement failed with %d %d %d %d", static_cast<int>(skipped),
+                         static_cast<int>(count), volumeTags, kind.windows);
+        return CMD_ERROR;
+      }
+      wanted -= static_cast<std::uint32_t>(std::min<std::size_t>(page.elements.size(), wanted));
+      if (!page.elements.empty()) pages.push_back(std::move(page));
+    }
+
+    std::ranges::fill(ioDataSpan(), std::uint8_t{0});
+    ulong32 offset = REPORT_HEADER;
+    std::size_t reported = 0;
+    std::uint16_t lowest = 0xFFFF;
+    for (const Page& page : pages) {
+      const auto descriptorLength = static_cast<std::uint16_t>(
+          getDescriptorLength4Windows(page.kind->scsi, identifier) + (volumeTags ? VOLUME_TAG : 0));
+      const auto byteCount = static_cast<ulong32>(page.elements.size() * descriptorLength);
+      setSubHeader(offset, page.kind->scsi, volumeTags, descriptorLength, byteCount);
+      offset += PAGE_HEADER;
+      for (const CHANGER_ELEMENT_STATUS_EX& element : page.elements) {
+        writeDescriptor(ioDataSpan(), offset, parameters, *page.kind, element, volumeTags, identifier);
+        lowest =
+            std::min(lowest, QORChangerCmdElementInformation::absoluteAddress(parameters, element.Element));
+        offset += descriptorLength;
+      }
+      reported += page.elements.size();
+    }
+    setHeader(reported == 0 ? std::uint16_t{0} : lowest, static_cast<std::uint16_t>(reported),
+              offset - REPORT_HEADER);
+    return CMD_OK;
+  });
 }
 
 unsigned int QORChangerCmdReadElementStatus::findOccurence(const CHANGER_ELEMENT_STATUS* status,
@@ -272,59 +272,59 @@ unsigned int QORChangerCmdReadElementStatus::setSubHeader(ulong32 offset, Change
   return PAGE_HEADER;
 }
 
-ReturnCode QORChangerCmdReadCartridgeLocation::doOperation(void* deviceHandle) try {
-  GET_CHANGER_PARAMETERS parameters;
-  if (!getChangerParameters(deviceHandle, parameters)) return CMD_ERROR;
-  logger->logDebug(
-      SCSI, 0, "QORChangerCmdReadCartridgeLocation Transport:%d %d Drive:%d %d Slot:%d %d IE:%d %d",
-      parameters.FirstTransportNumber, parameters.NumberTransportElements, parameters.FirstDriveNumber,
-      parameters.NumberDataTransferElements, parameters.FirstSlotNumber, parameters.NumberStorageElements,
-      parameters.FirstIEPortNumber, parameters.NumberIEElements);
-  driver::CartridgeLocationRequest request{readBe16(cdbSpan(), 2), readBe16(cdbSpan(), 4)};
-  logger->logDebug(SCSI, 0, "QORChangerCmdReadCartridgeLocation, element Address %d, num elements %d",
-                   request.firstElementAddress, request.numberOfElements);
+ReturnCode QORChangerCmdReadCartridgeLocation::doOperation(void* deviceHandle) {
+  return guarded(CMD_NO_MEMORY, [&] {
+    GET_CHANGER_PARAMETERS parameters;
+    if (!getChangerParameters(deviceHandle, parameters)) return CMD_ERROR;
+    logger->logDebug(
+        SCSI, 0, "QORChangerCmdReadCartridgeLocation Transport:%d %d Drive:%d %d Slot:%d %d IE:%d %d",
+        parameters.FirstTransportNumber, parameters.NumberTransportElements, parameters.FirstDriveNumber,
+        parameters.NumberDataTransferElements, parameters.FirstSlotNumber, parameters.NumberStorageElements,
+        parameters.FirstIEPortNumber, parameters.NumberIEElements);
+    driver::CartridgeLocationRequest request{readBe16(cdbSpan(), 2), readBe16(cdbSpan(), 4)};
+    logger->logDebug(SCSI, 0, "QORChangerCmdReadCartridgeLocation, element Address %d, num elements %d",
+                     request.firstElementAddress, request.numberOfElements);
 
-  std::vector<std::uint8_t> answer(sizeof(driver::CartridgeLocationHeader) +
-                                   request.numberOfElements * sizeof(driver::CartridgeLocation));
-  const auto answered = askDevice(deviceHandle, driver::IOCTL_CHANGER_CARTRIDGE_LOCATIONS, request, answer);
-  if (!answered || *answered < sizeof(driver::CartridgeLocationHeader)) return CMD_ERROR;
-  const std::size_t arrived = std::min<std::size_t>(*answered, answer.size());
-  driver::CartridgeLocationHeader header;
-  std::memcpy(&header, answer.data(), sizeof header);
-  const std::size_t count = std::min<std::size_t>(
-      header.numberOfElements, (arrived - sizeof header) / sizeof(driver::CartridgeLocation));
-  logger->logDebug(SCSI, 0, "QORChangerCmdReadCartridgeLocation returned numberElem %d",
-                   static_cast<int>(count));
+    std::vector<std::uint8_t> answer(sizeof(driver::CartridgeLocationHeader) +
+                                     request.numberOfElements * sizeof(driver::CartridgeLocation));
+    const auto answered = askDevice(deviceHandle, driver::IOCTL_CHANGER_CARTRIDGE_LOCATIONS, request, answer);
+    if (!answered || *answered < sizeof(driver::CartridgeLocationHeader)) return CMD_ERROR;
+    const std::size_t arrived = std::min<std::size_t>(*answered, answer.size());
+    driver::CartridgeLocationHeader header;
+    std::memcpy(&header, answer.data(), sizeof header);
+    const std::size_t count = std::min<std::size_t>(
+        header.numberOfElements, (arrived - sizeof header) / sizeof(driver::CartridgeLocation));
+    logger->logDebug(SCSI, 0, "QORChangerCmdReadCartridgeLocation returned numberElem %d",
+                     static_cast<int>(count));
 
-  constexpr std::uint16_t DESCRIPTOR =
-      DESCRIPTOR_HEADER + VOLUME_TAG + IDENTIFICATION_HEADER + sizeof(driver::CartridgeLocation::identifier);
-  const auto byteCount = static_cast<ulong32>(count * DESCRIPTOR);
-  std::ranges::fill(ioDataSpan(), std::uint8_t{0});
-  if (count != 0) setSubHeader(REPORT_HEADER, ELEMENT_STORAGE, true, DESCRIPTOR, byteCount);
-  std::uint16_t first = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    driver::CartridgeLocation location;
-    std::memcpy(&location, answer.data() + sizeof header + i * sizeof location, sizeof location);
-    if (i == 0) first = location.elementAddress;
-    std::array<std::uint8_t, DESCRIPTOR> descriptor{};
-    writeBigEndian(descriptor, 0, 2, location.elementAddress);
-    descriptor[2] = location.state;
-    descriptor[4] = location.asc;
-    descriptor[5] = location.ascq;
-    descriptor[9] = location.origin;
-    writeBigEndian(descriptor, 10, 2, location.sourceElementAddress);
-    copyBytes(descriptor, DESCRIPTOR_HEADER, location.volumeTag, VOLUME_TAG);
-    const std::uint8_t identification[] = {
-        location.codeSet, location.identifierType, 0,
-        std::min<std::uint8_t>(location.identifierLength, sizeof location.identifier)};
-    copyBytes(descriptor, DESCRIPTOR_HEADER + VOLUME_TAG, identification, sizeof identification);
-    copyBytes(descriptor, DESCRIPTOR_HEADER + VOLUME_TAG + IDENTIFICATION_HEADER, location.identifier,
-              sizeof location.identifier);
-    copyBytes(ioDataSpan(), REPORT_HEADER + PAGE_HEADER + i * DESCRIPTOR, descriptor.data(),
-              descriptor.size());
-  }
-  setHeader(first, static_cast<std::uint16_t>(count), count == 0 ? 0 : PAGE_HEADER + byteCount);
-  return CMD_OK;
-} catch (const std::bad_alloc&) {
-  return CMD_NO_MEMORY;
+    constexpr std::uint16_t DESCRIPTOR = DESCRIPTOR_HEADER + VOLUME_TAG + IDENTIFICATION_HEADER +
+                                         sizeof(driver::CartridgeLocation::identifier);
+    const auto byteCount = static_cast<ulong32>(count * DESCRIPTOR);
+    std::ranges::fill(ioDataSpan(), std::uint8_t{0});
+    if (count != 0) setSubHeader(REPORT_HEADER, ELEMENT_STORAGE, true, DESCRIPTOR, byteCount);
+    std::uint16_t first = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+      driver::CartridgeLocation location;
+      std::memcpy(&location, answer.data() + sizeof header + i * sizeof location, sizeof location);
+      if (i == 0) first = location.elementAddress;
+      std::array<std::uint8_t, DESCRIPTOR> descriptor{};
+      writeBigEndian(descriptor, 0, 2, location.elementAddress);
+      descriptor[2] = location.state;
+      descriptor[4] = location.asc;
+      descriptor[5] = location.ascq;
+      descriptor[9] = location.origin;
+      writeBigEndian(descriptor, 10, 2, location.sourceElementAddress);
+      copyBytes(descriptor, DESCRIPTOR_HEADER, location.volumeTag, VOLUME_TAG);
+      const std::uint8_t identification[] = {
+          location.codeSet, location.identifierType, 0,
+          std::min<std::uint8_t>(location.identifierLength, sizeof location.identifier)};
+      copyBytes(descriptor, DESCRIPTOR_HEADER + VOLUME_TAG, identification, sizeof identification);
+      copyBytes(descriptor, DESCRIPTOR_HEADER + VOLUME_TAG + IDENTIFICATION_HEADER, location.identifier,
+                sizeof location.identifier);
+      copyBytes(ioDataSpan(), REPORT_HEADER + PAGE_HEADER + i * DESCRIPTOR, descriptor.data(),
+                descriptor.size());
+    }
+    setHeader(first, static_cast<std::uint16_t>(count), count == 0 ? 0 : PAGE_HEADER + byteCount);
+    return CMD_OK;
+  });
 }

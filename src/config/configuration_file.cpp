@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
-#include <new>
 #include <optional>
 
+#include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 #include "kiv/frame/text.h"
 
@@ -31,29 +31,26 @@ std::optional<std::string> readText(const char* fileName) {
 
 }  // namespace
 
-bool readConfigurationFile(const char* fileName,
-                           const std::function<bool(const std::string& line)>& entry) try {
-  const auto text = readText(fileName);
-  if (!text) {
-    logger->logDebug("CFGC", 0, "File open fails==>%s<==", fileName);
-    return false;
-  }
-  // A line ends at the first line feed behind at least one character, so an empty line joins the next one.
-  std::size_t begin = 0;
-  for (std::size_t end; (end = text->find('\n', begin + 1)) != std::string::npos; begin = end + 1) {
-    std::string line = text->substr(begin, end - begin);
-    trimString(line, WHITE_SPACE);
-    removeMultiple(line, " ");
-    if (line.starts_with('#')) {
-      logger->logDebug("CFGC", 0, "%s Parsing comment ==>%s<==", fileName, line.c_str());
-    } else if (!entry(line)) {
-      logger->logDebug("CFGC", 0, "%s invalid format ==>%s<==", fileName, line.c_str());
+bool readConfigurationFile(const char* fileName, const std::function<bool(const std::string& line)>& entry) {
+  const bool read = guarded(false, [&] {
+    const auto text = readText(fileName);
+    if (!text) return false;
+    // A line ends at the first line feed behind at least one character, so an empty line joins the next one.
+    std::size_t begin = 0;
+    for (std::size_t end; (end = text->find('\n', begin + 1)) != std::string::npos; begin = end + 1) {
+      std::string line = text->substr(begin, end - begin);
+      trimString(line, WHITE_SPACE);
+      removeMultiple(line, " ");
+      if (line.starts_with('#')) {
+        logger->logDebug("CFGC", 0, "%s Parsing comment ==>%s<==", fileName, line.c_str());
+      } else if (!entry(line)) {
+        logger->logDebug("CFGC", 0, "%s invalid format ==>%s<==", fileName, line.c_str());
+      }
     }
-  }
-  return true;
-} catch (const std::bad_alloc&) {
-  logger->logDebug("CFGC", 0, "File open fails==>%s<==", fileName);
-  return false;
+    return true;
+  });
+  if (!read) logger->logDebug("CFGC", 0, "File open fails==>%s<==", fileName);
+  return read;
 }
 
 bool cutField(std::string& line, std::string& field) {

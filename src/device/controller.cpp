@@ -6,9 +6,9 @@
 #include <typeinfo>
 
 #include "device/dos_devices.h"
-#include "device/guarded.h"
 #include "device/host_adapter.h"
 #include "device/open_target.h"
+#include "frame/guarded.h"
 #include "kiv/device/driver_target.h"
 #include "kiv/frame/logger.h"
 

@@ -3,13 +3,13 @@
 #include <algorithm>
 
 #include "device/dos_devices.h"
-#include "device/guarded.h"
 #include "device/handle.h"
 #include "device/inquiry_list.h"
 #include "device/open_target.h"
 #include "device/port_driver.h"
 #include "device/scan_mode.h"
 #include "device/system_error.h"
+#include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"

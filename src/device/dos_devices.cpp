@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "device/guarded.h"
 #include "device/system_error.h"
+#include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 #include "platform/win32.h"
 

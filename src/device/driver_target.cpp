@@ -8,10 +8,10 @@
 #include <string_view>
 #include <typeinfo>
 
-#include "device/guarded.h"
 #include "device/handle.h"
 #include "device/port_driver.h"
 #include "device/system_error.h"
+#include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/scsi/standard_driver_commands.h"

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <vector>
 
-#include "device/guarded.h"
 #include "device/handle.h"
 #include "device/inquiry_list.h"
 #include "device/port_driver.h"
+#include "frame/guarded.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
 

@@ -6,8 +6,8 @@
 #include <tuple>
 
 #include "device/dos_devices.h"
-#include "device/guarded.h"
 #include "device/scan_mode.h"
+#include "frame/guarded.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
 #include "kiv/frame/text.h"

@@ -2,7 +2,7 @@
 
 #include <tuple>
 
-#include "device/guarded.h"
+#include "frame/guarded.h"
 #include "platform/win32.h"
 
 namespace {

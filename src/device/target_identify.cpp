@@ -2,7 +2,8 @@
 #include <algorithm>
 #include <string>
 
-#include "device/guarded.h"
+#include "device/arrived_data.h"
+#include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
@@ -19,12 +20,6 @@ constexpr std::uint8_t deviceIdentificationPage = 0x83;
 constexpr std::uint8_t protocolSas = 6;
 constexpr std::uint16_t serialAllocation = 30;
 
-/// The bytes of a reply that really arrived: what lies behind them in the buffer says nothing.
-std::span<const std::uint8_t> delivered(const GenericScsiCommand& cmd, ulong32 transferred) {
-  const auto data = cmd.ioDataSpan();
-  return data.first(std::min<std::size_t>(data.size(), transferred));
-}
-
 /// A tape drive of these families tells its protocol in the standard data.
 bool isSasByStandardInquiry(ScsiTarget& target) {
   const std::string model = target.getModelName();
@@ -32,7 +27,7 @@ bool isSasByStandardInquiry(ScsiTarget& target) {
   logger->logDebug("SCSI", 0, "Check Interface Typ by Inquiry Page 0");
   ScsiCmdInquiry inquiry(0, false, 96);
   if (target.scsiExecCDB(inquiry) != CMD_OK) return false;
-  const auto data = delivered(inquiry, target.GetTransferredDataLength());
+  const auto data = arrivedData(target, inquiry);
   if (readByte(data, 2) != 6 || readByte(data, 38) >> 4 != protocolSas) return false;
   logger->logDebug("SCSI", 0, "Interface Typ SAS detected by Inquiry Page 0");
   return true;
@@ -42,7 +37,7 @@ bool isSasByDeviceIdentification(ScsiTarget& target) {
   ScsiCmdInquiry inquiry(deviceIdentificationPage, true, 100);
   // A drive that refuses the page says nothing about its ports.
   if (target.scsiExecCDB(inquiry) != CMD_OK) return false;
-  const auto data = delivered(inquiry, target.GetTransferredDataLength());
+  const auto data = arrivedData(target, inquiry);
   logDump("SCSI", (std::string("Inquiry Page 0x83 ") + target.getModelName()).c_str(), data);
 
   // The first designator names the logical unit, the second the port, whose protocol is told in the high
@@ -96,7 +91,7 @@ ReturnCode ScsiTarget::readStandardInquiry() {
                      inquiry.getASC(), inquiry.getASCQ());
     return result;
   }
-  const auto data = delivered(inquiry, transferredDataLength);
+  const auto data = arrivedData(*this, inquiry);
   logger->logDebug("SCSI", 0, "retrieveInitialInquiryData() Inquiry passed");
   logDump("SCSI", "Standard Inquiry Page 0x00", data);
   if (!data.empty()) deviceTyp = data[0];
@@ -120,7 +115,7 @@ void ScsiTarget::readSerialNumber() {
     logger->logError("SCSI", 0, "ScsiTarget::Inquiry page 0x80 failed");
     return;
   }
-  const auto data = delivered(inquiry, transferredDataLength);
+  const auto data = arrivedData(*this, inquiry);
   // A longer serial number is cut to what the allocation holds behind the page's header.
   const std::size_t length = std::min<std::size_t>(readBe16(data, 2), serialAllocation - 4);
   serialNumber = readText(data, 4, length);

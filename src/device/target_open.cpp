@@ -1,10 +1,10 @@
 // Opening a device through the port driver: which handle leads to an address.
 #include "device/dos_devices.h"
-#include "device/guarded.h"
 #include "device/handle.h"
 #include "device/inquiry_list.h"
 #include "device/port_driver.h"
 #include "device/system_error.h"
+#include "frame/guarded.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
 

@@ -3,7 +3,7 @@
 #include <limits>
 #include <string>
 
-#include "device/guarded.h"
+#include "frame/guarded.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
 

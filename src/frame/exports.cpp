@@ -1,10 +1,10 @@
 #include <cstdio>
 
+#include "frame/guarded.h"
 #include "kiv/device/controller.h"
 #include "kiv/kiv.h"
 #include "kiv/update/scan_bus.h"
 #include "kiv/update/update_firmware.h"
-#include "update/guard.h"
 
 namespace {
 
@@ -14,13 +14,13 @@ constexpr char VERSION[] = "1.95";
 template <typename Work>
 int runWorker(int failure, Work work) noexcept {
   bool completed = false;
-  const int result = withoutExceptions(failure, [&] {
+  const int result = guardedAtRoof(FW_NO_MEMORY, failure, [&] {
     const int workResult = work();
     completed = true;
     return workResult;
   });
   if (!completed) {
-    withoutExceptions(failure, [] {
+    guardedAtRoof(FW_NO_MEMORY, failure, [] {
       deviceController.closeHandleOfAllDevices();
       return FW_NO_ERROR;
     });
@@ -53,7 +53,7 @@ int updateFirmwareAllDevices(int outputMode, bool force) {
 void kivInit() {}
 
 void kivFini() {
-  withoutExceptions(FW_NO_ERROR, [] {
+  guardedAtRoof(FW_NO_MEMORY, FW_NO_ERROR, [] {
     listOfSupportedDevices.clear();
     deviceController.clearDeviceList();
     return FW_NO_ERROR;

@@ -2,17 +2,16 @@
 #pragma once
 
 #include <cstdint>
-#include <new>
 #include <span>
 
+#include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 
 /// Dumps bytes at the information level. Memory that cannot be had for the title costs the dump, not the
 /// operation that is told about.
 inline void logDump(const char* component, const char* title, std::span<const std::uint8_t> data) {
-  try {
+  guarded([&] {
     logger->logBinary(component, 0, title, reinterpret_cast<const char*>(data.data()),
                       static_cast<ulong32>(data.size()));
-  } catch (const std::bad_alloc&) {
-  }
+  });
 }

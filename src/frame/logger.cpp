@@ -8,10 +8,10 @@
 #include <iomanip>
 #include <iostream>
 #include <memory>
-#include <new>
 #include <sstream>
 #include <utility>
 
+#include "frame/guarded.h"
 #include "platform/win32.h"
 
 namespace {
@@ -63,12 +63,10 @@ using TextForm = bool (Logger::*)(std::string, unsigned short, std::string);
 /// Formats an entry that the level lets through, and writes it.
 bool logFormatted(Logger& target, TextForm write, std::string& component, unsigned short line,
                   const char* format, va_list arguments) {
-  try {
+  return guarded(false, [&] {
     const CText text = formatText(format, arguments);
     return text && (target.*write)(std::move(component), line, std::string(text.get()));
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
+  });
 }
 
 }  // namespace

@@ -1,14 +1,14 @@
 #include "kiv/library/drive_mapping.h"
 
-#include <new>
 #include <optional>
 
+#include "device/arrived_data.h"
+#include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/changer/commands.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
-#include "library/element_data.h"
 
 namespace {
 
@@ -47,11 +47,8 @@ DriveMapping pair(ScsiTarget& changer, ScsiTarget& drive) {
 
 ChangerDriveMapping::ChangerDriveMapping() : ChangerLibraryBaseCommands(nullptr) {}
 
-void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<DriveMapping>& map) try {
-  for (int i = 0; i < controller.getDeviceCount(); ++i) {
-    ScsiTarget* target = controller.getDevice(i);
-    if (target == nullptr || target->getDeviceTyp() != MEDIUM_CHANGER) continue;
-    setChanger(target);
+void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<DriveMapping>& map) {
+  const auto mapLibrary = [&] {
     changer->openDevice();
     logger->logDebug(CLCO, 0, "ChangerDriveMapping::getMapping for [%s][%s][%s]", changer->getModelName(),
                      changer->getSerialNumber(), changer->getDeviceSpecialFile());
@@ -59,7 +56,7 @@ void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<D
       logger->logError(CLCO, 0,
                        "ChangerDriveMapping::getMapping, getElementAddressRanges failed for changer %s",
                        changer->getSerialNumber());
-      continue;
+      return;
     }
     ChangerCmdReadElementStatus cmd(ELEMENT_DATA_TRANSFER, firstDataTransferElementAddress,
                                     numberOfDataTransferElements, false, true, REPORT_HEADER);
@@ -72,7 +69,7 @@ void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<D
                      static_cast<int>(elementCount));
     if (!readable) {
       logger->logWarning(CLCO, 0, "ChangerDriveMapping::getMapping - Could not retrieve DescriptorTable");
-      continue;
+      return;
     }
     logDump(CLCO, "ChangerDriveMapping::getMapping - Descriptor Data Of ReadElement", cmd.ioDataSpan());
     Bytes descriptors = arrivedData(*changer, cmd).subspan(FIRST_DESCRIPTOR);
@@ -83,9 +80,17 @@ void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<D
       if (identifier) mapBay(controller, *identifier, map);
     }
     changer->closeDevice();
-  }
-} catch (const std::bad_alloc&) {
-  logger->logError(CLCO, 0, "ChangerDriveMapping::getMapping - out of memory");
+  };
+  const bool mapped = guarded(false, [&] {
+    for (int i = 0; i < controller.getDeviceCount(); ++i) {
+      ScsiTarget* target = controller.getDevice(i);
+      if (target == nullptr || target->getDeviceTyp() != MEDIUM_CHANGER) continue;
+      setChanger(target);
+      mapLibrary();
+    }
+    return true;
+  });
+  if (!mapped) logger->logError(CLCO, 0, "ChangerDriveMapping::getMapping - out of memory");
 }
 
 void ChangerDriveMapping::mapBay(DeviceController& controller, Bytes identifier,

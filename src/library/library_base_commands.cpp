@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "device/arrived_data.h"
 #include "frame/log_dump.h"
 #include "kiv/changer/commands.h"
 #include "kiv/device/target.h"
@@ -8,7 +9,6 @@
 #include "kiv/library/drive_mapping.h"
 #include "kiv/scsi/big_endian.h"
 #include "kiv/scsi/standard_commands.h"
-#include "library/element_data.h"
 #include "platform/win32.h"
 
 namespace {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "device/arrived_data.h"
 #include "kiv/device/driver_target.h"
 #include "kiv/scsi/big_endian.h"
 #include "scsi/cdb.h"
@@ -30,8 +31,7 @@ ReturnCode SenseModePage::execute(ScsiTarget& target) {
   arrivedLength = 0;
   if (status == CMD_OK && getIoDataLength() > 0) {
     const std::size_t told = ioDataSpan()[0] + std::size_t{1};
-    arrivedLength =
-        std::min({told, std::size_t{getIoDataLength()}, std::size_t{target.GetTransferredDataLength()}});
+    arrivedLength = std::min(told, arrivedData(target, *this).size());
   }
   return status;
 }

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <new>
 #include <optional>
 
+#include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/device/driver_target.h"
 #include "kiv/frame/logger.h"
@@ -119,22 +119,22 @@ TapeMetaCmdQueryParam::TapeMetaCmdQueryParam(ScsiTarget* device, std::uint8_t se
 TapeMetaCmdQueryParam::TapeMetaCmdQueryParam(ScsiTarget* device, ParamType parameter, std::uint8_t senseBytes)
     : TapeMetaCommands(device, senseBytes), type(parameter), all(false) {}
 
-ReturnCode TapeMetaCmdQueryParam::queryParameter() try {
-  parameters.clearAllParameters();
-  if (target == nullptr) {
-    logger->logDebug(SCSI, 0, "queryParameter(), dynamic cast failed ");
-    return CMD_INVALID_HANDLE;
-  }
-  if (!all) return queryOne(type);
-  for (const Query& query : QUERIES) {
-    const ReturnCode status = queryOne(query.type);
-    // A drive without the page refuses the request; its other parameters are still wanted.
-    const bool refused = isSenseDataValid() && getSenseKey() == ILLEGAL_REQUEST;
-    if (status != CMD_OK && !refused) return status;
-  }
-  return CMD_OK;
-} catch (const std::bad_alloc&) {
-  return CMD_NO_MEMORY;
+ReturnCode TapeMetaCmdQueryParam::queryParameter() {
+  return guarded(CMD_NO_MEMORY, [&] {
+    parameters.clearAllParameters();
+    if (target == nullptr) {
+      logger->logDebug(SCSI, 0, "queryParameter(), dynamic cast failed ");
+      return CMD_INVALID_HANDLE;
+    }
+    if (!all) return queryOne(type);
+    for (const Query& query : QUERIES) {
+      const ReturnCode status = queryOne(query.type);
+      // A drive without the page refuses the request; its other parameters are still wanted.
+      const bool refused = isSenseDataValid() && getSenseKey() == ILLEGAL_REQUEST;
+      if (status != CMD_OK && !refused) return status;
+    }
+    return CMD_OK;
+  });
 }
 
 ReturnCode TapeMetaCmdQueryParam::queryOne(ParamType parameter) {

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string_view>
 
+#include "device/arrived_data.h"
 #include "frame/log_dump.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
@@ -53,12 +54,10 @@ const FeatureBit* featureBitOf(std::string_view model) {
   return found;
 }
 
-/// Sends a command that reads data. What the device did not deliver is no part of the reply, though the
-/// command's buffer has room for it. Nothing when the command fails.
+/// Sends a command that reads data. Nothing when it fails.
 std::optional<std::span<const std::uint8_t>> readFrom(ScsiTarget& target, GenericScsiCommand& command) {
   if (target.scsiExecCDB(command) != CMD_OK) return std::nullopt;
-  const std::span<const std::uint8_t> buffer = command.ioDataSpan();
-  return buffer.first(std::min<std::size_t>(buffer.size(), target.GetTransferredDataLength()));
+  return arrivedData(target, command);
 }
 
 /// Logs the 64 bytes around a byte, as far as there are so many.

@@ -2,7 +2,6 @@
 #include "kiv/frame/logger.h"
 #include "kiv/update/scan_bus.h"
 #include "kiv/update/update_firmware.h"
-#include "update/guard.h"
 #include "update/report.h"
 
 namespace {

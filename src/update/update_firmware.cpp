@@ -4,12 +4,12 @@
 #include <cstring>
 #include <iterator>
 
+#include "frame/guarded.h"
 #include "kiv/config/config_filename.h"
 #include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
 #include "kiv/update/scan_bus.h"
 #include "platform/win32.h"
-#include "update/guard.h"
 #include "update/report.h"
 
 namespace {
@@ -110,8 +110,8 @@ int UpdateFirmware::doUpdateFirmware(int deviceIndex, int outputMode, bool force
   ScsiTarget* target = supportedDevice(deviceIndex);
   if (target) {
     bool upToDate = false;
-    result =
-        withoutExceptions(FW_UPDATE_FAILED, [&] { return bringToLevel(*this, target, force, upToDate); });
+    result = guardedAtRoof(FW_NO_MEMORY, FW_UPDATE_FAILED,
+                           [&] { return bringToLevel(*this, target, force, upToDate); });
     // Nothing was done that needs time to settle, or a word; the drive stays open.
     if (upToDate) return result;
   } else {

@@ -1,0 +1,51 @@
+// Nothing is thrown out of an exported operation: its body runs under a guard.
+#pragma once
+
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "kiv/frame/logger.h"
+
+/// Runs an operation; running out of memory becomes its result.
+template <typename Result, typename Operation>
+Result guarded(Result outOfMemory, Operation&& operation) {
+  try {
+    return std::forward<Operation>(operation)();
+  } catch (const std::bad_alloc&) {
+    return outOfMemory;
+  }
+}
+
+/// The same for an operation without a result: it is left undone.
+template <typename Operation>
+void guarded(Operation&& operation) {
+  try {
+    std::forward<Operation>(operation)();
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+/// The same at the roof, where nobody above could tell what happened: it is logged, and whatever else is
+/// thrown ends here too and becomes `failure`.
+template <typename Operation>
+int guardedAtRoof(int outOfMemory, int failure, Operation&& operation) noexcept {
+  const auto report = [](const char* what) noexcept {
+    try {
+      logger->logError("MAIN", 0, "Operation abandoned: %s", what);
+    } catch (...) {
+      // Without memory for the log line there is nothing left to tell it with.
+    }
+  };
+  try {
+    return std::forward<Operation>(operation)();
+  } catch (const std::bad_alloc&) {
+    report("out of memory (FW_NO_MEMORY)");
+    return outOfMemory;
+  } catch (const std::exception& error) {
+    report(error.what());
+  } catch (...) {
+    report("unknown exception");
+  }
+  return failure;
+}
