@@ -7,7 +7,7 @@
 
 #include "device/dos_devices.h"
 #include "device/host_adapter.h"
-#include "device/open_target.h"
+#include "device/owned_target.h"
 #include "frame/guarded.h"
 #include "kiv/device/driver_target.h"
 #include "kiv/frame/logger.h"
@@ -37,7 +37,7 @@ void destroyAll(std::vector<ScsiTarget*>& devices) {
 
 DeviceController::DeviceController() = default;
 
-// Nothing is logged: the logger may be gone by the time that the library is unloaded.
+// Nothing is logged: a host may have a controller of its own, which the logger does not outlive.
 DeviceController::~DeviceController() { destroyAll(deviceList); }
 
 ScsiTarget* DeviceController::getDevice(int index) const {
@@ -181,7 +181,7 @@ void DeviceController::printDeviceListIntoLog() {
       if (device == nullptr) continue;
       device->queryHostAdapterInformation();
       std::string adapter;
-      for (const char* name : hostAdapterProperties) {
+      for (const char* name : HOST_ADAPTER_PROPERTIES) {
         const char* value = device->getProperty(name);
         adapter += std::string(name) + ": " + (value != nullptr ? value : "") + "\n";
       }

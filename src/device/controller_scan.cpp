@@ -5,28 +5,25 @@
 #include "device/dos_devices.h"
 #include "device/handle.h"
 #include "device/inquiry_list.h"
-#include "device/open_target.h"
+#include "device/owned_target.h"
 #include "device/port_driver.h"
-#include "device/scan_mode.h"
+#include "device/scan_options.h"
 #include "device/system_error.h"
+#include "device/unknown_address.h"
 #include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
 #include "platform/device_control.h"
+#include "scsi/device_types.h"
 
 namespace {
 
-constexpr std::uint8_t sequentialAccessDevice = 1;
-constexpr std::uint8_t mediumChanger = 8;
 /// Addresses have room for so many.
-constexpr unsigned mostHostAdapters = 256;
-constexpr ulong32 inquiryDumpLength = 256;
-/// "No address known", which asks a target to open by name.
-constexpr std::uint8_t noNumber = 0xFF;
-constexpr std::uint64_t noAddress = 0xFFFFFFFF;
+constexpr unsigned MOST_HOST_ADAPTERS = 256;
+constexpr ulong32 INQUIRY_DUMP_LENGTH = 256;
 /// Generic tape devices may be announced before they can be opened.
-constexpr DWORD settleMilliseconds = 1000;
+constexpr DWORD SETTLE_MILLISECONDS = 1000;
 
 void logOpened(const char* what, const std::string& name, const ScsiTarget& target) {
   logger->logDebug("SCSI", 0, "%s %s [%s]-[%s][%s]", what, name.c_str(), target.getVendorName(),
@@ -40,18 +37,18 @@ ReturnCode DeviceController::scanSCSIBus() {
     logger->logInfo("SCSI", 0, "ScanSCSIBus launched forcerescan:%d start:<%s> end:<%s>", forceRescan,
                     scanStart.c_str(), scanEnd.c_str());
     clearDeviceList();
-    if (scanMode == modeFull || scanMode == modePartialDriver) {
+    if (scanMode == MODE_FULL || scanMode == MODE_PARTIAL_DRIVER) {
       scanKreltDevices();
       closeHandleOfAllDevices();
     } else {
       logger->logDebug("SCSI", 0, "Do not scan krelt devices");
     }
-    if (scanMode == modePartialDriver) {
+    if (scanMode == MODE_PARTIAL_DRIVER) {
       logger->logDebug("SCSI", 0, "ScanSCSIBus skip generic devices");
       return CMD_OK;
     }
     logger->logDebug("SCSI", 0, "Scan SCSIBus launched");
-    const unsigned first = scanMode == modePartialGeneric ? firstHostAdapter2Scan : 0;
+    const unsigned first = scanMode == MODE_PARTIAL_GENERIC ? firstHostAdapter2Scan : 0;
     countHostAdapters(first);
     for (unsigned number = first; number < static_cast<unsigned>(hostAdapterCount); ++number)
       scanHostAdapter(number);
@@ -63,7 +60,7 @@ ReturnCode DeviceController::scanSCSIBus() {
 }
 
 void DeviceController::countHostAdapters(unsigned first) {
-  const unsigned end = scanMode == modePartialGeneric ? lastHostAdapter2Scan + 1u : mostHostAdapters;
+  const unsigned end = scanMode == MODE_PARTIAL_GENERIC ? lastHostAdapter2Scan + 1u : MOST_HOST_ADAPTERS;
   for (unsigned number = first; number < end; ++number) {
     const Handle port = openShared(portPath(number));
     if (!port) break;
@@ -99,12 +96,12 @@ void DeviceController::scanHostAdapter(unsigned number) {
     std::string text = systemErrorText(error);
     text.erase(std::min(text.find_first_of("\r\n"), text.size()));
     logger->logError("SCSI", 0, "IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=%d (%s) BufferSize:%d",
-                     static_cast<int>(error), text.c_str(), static_cast<int>(inquiryBufferLimit));
+                     static_cast<int>(error), text.c_str(), static_cast<int>(INQUIRY_BUFFER_LIMIT));
     return;
   }
   logger->logDebug("SCSI", 0, "DeviceController IOCTL_SCSI_GET_INQUIRY_DATA passed. bufferSize %d",
                    static_cast<int>(list->buffer().size()));
-  logDump("SCSI", "host SCSI_GET_INQUIRY_DATA", list->buffer().first(inquiryDumpLength));
+  logDump("SCSI", "host SCSI_GET_INQUIRY_DATA", list->buffer().first(INQUIRY_DUMP_LENGTH));
   logger->logDebug("SCSI", 0, "\\scsi%d: adapterInfo->NumberOfBuses : %d", number, list->busCount());
   for (unsigned busNumber = 0; busNumber < list->busCount(); ++busNumber) {
     const auto bus = list->bus(busNumber);
@@ -121,7 +118,7 @@ void DeviceController::addListedDevice(unsigned hostAdapter, const InquiryRecord
                    record.lun);
   logger->logDebug("SCSI", 0, record.claimed ? "Device is Claimed" : "Device is NOT Claimed");
   logger->logDebug("SCSI", 0, "Device Type is %d", record.deviceType);
-  if (record.deviceType != sequentialAccessDevice && record.deviceType != mediumChanger) {
+  if (record.deviceType != SEQUENTIAL_ACCESS_DEVICE && record.deviceType != MEDIUM_CHANGER) {
     logger->logInfo("SCSI", 0, "skipped Device type %d Target: H%d-B%d-T%d-l%d", record.deviceType,
                     hostAdapter, record.pathId, record.targetId, record.lun);
     return;
@@ -149,7 +146,7 @@ ReturnCode DeviceController::scanKreltDevices() {
       logger->logInfo("SCSI", 0, "DeviceController::openDevice getDosDevices failed");
       return CMD_ERROR;
     }
-    const bool partial = scanMode == modePartialDriver;
+    const bool partial = scanMode == MODE_PARTIAL_DRIVER;
     if (partial) {
       logger->logDebug("SCSI", 0, R"(\\.\tape QOR dd based partial scan from: \\.\tape%d ==> \\.\tape%d)",
                        firstQORDevice2Scan, lastQORDevice2Scan);
@@ -175,7 +172,7 @@ ReturnCode DeviceController::scanKreltDevices() {
 }
 
 ReturnCode DeviceController::scanGenericTapeDevices() {
-  if (scanMode == modePartialDriver || scanMode == modePartialGeneric) return CMD_OK;
+  if (scanMode == MODE_PARTIAL_DRIVER || scanMode == MODE_PARTIAL_GENERIC) return CMD_OK;
   return guarded(CMD_NO_MEMORY, [&] {
     logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices Check DosDevices");
     const DosDevices devices;
@@ -187,14 +184,16 @@ ReturnCode DeviceController::scanGenericTapeDevices() {
     logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices QueryDosDevice size is:%d",
                      static_cast<int>(devices.size()));
     logger->logBinary("SCSI", 0, "QueryDosDevice", devices.list(), devices.size());
-    Sleep(settleMilliseconds);
+    Sleep(SETTLE_MILLISECONDS);
     for (const std::string& name : devices.names()) {
       if (!startsWithIgnoringCase(name, "Tape")) continue;
       const std::string path = R"(\\.\)" + name;
       if (isDeviceInList(path) != nullptr || !isDeviceNotInExcludeList(path)) continue;
       logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices QueryDosDevice Checking %s",
                        path.c_str());
-      OwnedTarget target = openPassThroughTarget(noNumber, noAddress, noNumber, noAddress, path.c_str());
+      // Without an address a target is opened by its name.
+      OwnedTarget target =
+          openPassThroughTarget(UNKNOWN_NUMBER, UNKNOWN_ID, UNKNOWN_NUMBER, UNKNOWN_ID, path.c_str());
       if (target) logOpened("Opened USB ScsiTarget", path, appendClosed(deviceList, std::move(target)));
     }
     return CMD_OK;

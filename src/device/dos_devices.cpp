@@ -9,15 +9,15 @@
 
 namespace {
 
-constexpr DWORD firstListSize = 64 * 1024;
+constexpr DWORD FIRST_LIST_SIZE = 64 * 1024;
 // Far beyond any real list, so that a system that is never satisfied does not take all memory.
-constexpr DWORD lastListSize = 16 * 1024 * 1024;
+constexpr DWORD LAST_LIST_SIZE = 16 * 1024 * 1024;
 
 }  // namespace
 
 ulong32 getDosDevices(char** list) {
   *list = nullptr;
-  for (DWORD size = firstListSize;; size *= 2) {
+  for (DWORD size = FIRST_LIST_SIZE;; size *= 2) {
     std::free(*list);
     *list = static_cast<char*>(std::malloc(size));
     if (*list == nullptr) {
@@ -30,7 +30,7 @@ ulong32 getDosDevices(char** list) {
       return used;
     }
     const DWORD error = GetLastError();
-    if (error != ERROR_INSUFFICIENT_BUFFER || size == lastListSize) {
+    if (error != ERROR_INSUFFICIENT_BUFFER || size == LAST_LIST_SIZE) {
       guarded([&] {
         logger->logError("SCSI", 0, "QueryDosDevice failed size:%d, errno=%d (%s)", static_cast<int>(size),
                          static_cast<int>(error), systemErrorText(error).c_str());

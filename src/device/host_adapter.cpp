@@ -15,15 +15,15 @@
 namespace {
 
 /// Far more than any descriptive text takes; what is longer counts as absent.
-constexpr DWORD longestText = 4096;
+constexpr DWORD LONGEST_TEXT = 4096;
 /// More interfaces than a system has, so that an enumeration that never ends does.
-constexpr DWORD mostInterfaces = 1024;
+constexpr DWORD MOST_INTERFACES = 1024;
 
 struct SystemProperty {
   const char* name;
   DWORD property;
 };
-constexpr SystemProperty deviceProperties[] = {
+constexpr SystemProperty DEVICE_PROPERTIES[] = {
     {"HBA Vendor", SPDRP_MFG},
     {"HBA Description", SPDRP_DEVICEDESC},
     {"HBA Information", SPDRP_LOCATION_INFORMATION},
@@ -35,7 +35,7 @@ struct DriverKeyValue {
   const char* name;
   const char* value;
 };
-constexpr DriverKeyValue driverKeyValues[] = {
+constexpr DriverKeyValue DRIVER_KEY_VALUES[] = {
     {"HBA Driver Provider", "ProviderName"},
     {"HBA Driver Version", "DriverVersion"},
     {"HBA Driver Date", "DriverDate"},
@@ -82,22 +82,22 @@ bool takeText(const std::vector<char>& buffer, DWORD type, DWORD length, std::st
 
 /// The path of one device interface, and its device. Empty when it cannot be had.
 std::string interfacePath(HDEVINFO set, SP_DEVICE_INTERFACE_DATA& interface, SP_DEVINFO_DATA& device) {
-  constexpr DWORD head = offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath);
+  constexpr DWORD HEAD = offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath);
   DWORD size = 0;
   SetupDiGetDeviceInterfaceDetailA(set, &interface, nullptr, 0, &size, nullptr);
-  if (size < sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_A) || size > longestText) return {};
+  if (size < sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_A) || size > LONGEST_TEXT) return {};
   std::vector<char> buffer(size);
   // A vector's memory is aligned for any structure.
   auto* detail = reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_A*>(buffer.data());
   detail->cbSize = sizeof *detail;
   if (!SetupDiGetDeviceInterfaceDetailA(set, &interface, detail, size, nullptr, &device)) return {};
-  return {buffer.begin() + head, std::find(buffer.begin() + head, buffer.end(), '\0')};
+  return {buffer.begin() + HEAD, std::find(buffer.begin() + HEAD, buffer.end(), '\0')};
 }
 
 /// Finds the device of a host adapter. The setup API does not know port numbers: the adapter is the one whose
 /// port driver gives the same inquiry list, the first of several that nothing tells apart.
 bool findAdapter(HDEVINFO set, const InquiryList& wanted, SP_DEVINFO_DATA& device) {
-  for (DWORD index = 0; index < mostInterfaces; ++index) {
+  for (DWORD index = 0; index < MOST_INTERFACES; ++index) {
     SP_DEVICE_INTERFACE_DATA interface {};
     interface.cbSize = sizeof interface;
     if (!SetupDiEnumDeviceInterfaces(set, nullptr, &testHost, index, &interface)) return false;
@@ -119,11 +119,11 @@ bool findAdapter(HDEVINFO set, const InquiryList& wanted, SP_DEVINFO_DATA& devic
 bool ScsiTarget::getDeviceRegistryProperty(void* deviceSet, _SP_DEVINFO_DATA* device, ulong32 property,
                                            std::string& text) {
   return guarded(false, [&] {
-    std::vector<char> buffer(longestText);
+    std::vector<char> buffer(LONGEST_TEXT);
     DWORD type = 0;
     DWORD length = 0;
     return SetupDiGetDeviceRegistryPropertyA(deviceSet, device, property, &type,
-                                             reinterpret_cast<BYTE*>(buffer.data()), longestText, &length) &&
+                                             reinterpret_cast<BYTE*>(buffer.data()), LONGEST_TEXT, &length) &&
            takeText(buffer, type, length, text);
   });
 }
@@ -133,9 +133,9 @@ bool ScsiTarget::getDeviceDriverRegistryProperty(void* deviceSet, _SP_DEVINFO_DA
   return guarded(false, [&] {
     const RegistryKey key(SetupDiOpenDevRegKey(deviceSet, device, DICS_FLAG_GLOBAL, 0, DIREG_DRV, KEY_READ));
     if (!key) return false;
-    std::vector<char> buffer(longestText);
+    std::vector<char> buffer(LONGEST_TEXT);
     DWORD type = 0;
-    DWORD length = longestText;
+    DWORD length = LONGEST_TEXT;
     return RegQueryValueExA(key.get(), valueName, nullptr, &type, reinterpret_cast<BYTE*>(buffer.data()),
                             &length) == ERROR_SUCCESS &&
            takeText(buffer, type, length, text);
@@ -155,11 +155,11 @@ void ScsiTarget::queryHostAdapterInformation() {
       if (!list || !findAdapter(set.get(), *list, device)) return;
     }
     std::string text;
-    for (const SystemProperty& row : deviceProperties) {
+    for (const SystemProperty& row : DEVICE_PROPERTIES) {
       if (getDeviceRegistryProperty(set.get(), &device, row.property, text))
         setProperty(row.name, text.c_str());
     }
-    for (const DriverKeyValue& row : driverKeyValues) {
+    for (const DriverKeyValue& row : DRIVER_KEY_VALUES) {
       if (getDeviceDriverRegistryProperty(set.get(), &device, row.value, text))
         setProperty(row.name, text.c_str());
     }
@@ -169,7 +169,7 @@ void ScsiTarget::queryHostAdapterInformation() {
     };
     logger->logInfo("SCSI", 0, "Host Apdater Proprties available for ====>>%s<<==== detected [%s][%s][%s] \n",
                     path.c_str(), value("HBA Vendor"), value("HBA Driver"), value("HBA Information"));
-    for (const DriverKeyValue& row : driverKeyValues)
+    for (const DriverKeyValue& row : DRIVER_KEY_VALUES)
       logger->logInfo("SCSI", 0, "%s: %s", row.name, value(row.name));
   });
 }

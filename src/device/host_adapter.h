@@ -4,7 +4,7 @@
 
 /// What is known about a target's host adapter stands in the target's properties under these names. The
 /// system does not tell the firmware: a host that knows it may set it.
-inline constexpr const char* hostAdapterProperties[] = {
+inline constexpr const char* HOST_ADAPTER_PROPERTIES[] = {
     "HBA Vendor",
     "HBA Description",
     "HBA Information",

@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr std::size_t busDataOffset = offsetof(SCSI_ADAPTER_BUS_INFO, BusData);
-constexpr std::size_t recordHeaderSize = offsetof(SCSI_INQUIRY_DATA, InquiryData);
+constexpr std::size_t BUS_DATA_OFFSET = offsetof(SCSI_ADAPTER_BUS_INFO, BusData);
+constexpr std::size_t RECORD_HEADER_SIZE = offsetof(SCSI_INQUIRY_DATA, InquiryData);
 
 }  // namespace
 
@@ -19,7 +19,7 @@ InquiryList::InquiryList(std::vector<std::uint8_t> buffer, std::size_t returnedB
 unsigned InquiryList::busCount() const { return returned > 0 ? bytes[0] : 0; }
 
 std::optional<SCSI_BUS_DATA> InquiryList::bus(unsigned number) const {
-  const std::size_t offset = busDataOffset + number * sizeof(SCSI_BUS_DATA);
+  const std::size_t offset = BUS_DATA_OFFSET + number * sizeof(SCSI_BUS_DATA);
   if (offset + sizeof(SCSI_BUS_DATA) > returned) {
     logger->logWarning("SCSI", 0, "Inquiry list: bus %u lies beyond the %zu bytes returned", number,
                        returned);
@@ -32,7 +32,7 @@ std::optional<SCSI_BUS_DATA> InquiryList::bus(unsigned number) const {
 
 std::optional<InquiryRecord> InquiryList::visit(std::size_t offset) {
   if (offset == 0) return std::nullopt;
-  if (offset < busDataOffset || offset > returned || returned - offset < recordHeaderSize) {
+  if (offset < BUS_DATA_OFFSET || offset > returned || returned - offset < RECORD_HEADER_SIZE) {
     logger->logWarning("SCSI", 0, "Inquiry list: record at %zu lies outside of the %zu bytes returned",
                        offset, returned);
     return std::nullopt;
@@ -44,20 +44,20 @@ std::optional<InquiryRecord> InquiryList::visit(std::size_t offset) {
   visited[offset] = true;
 
   SCSI_INQUIRY_DATA header{};
-  std::memcpy(&header, &bytes[offset], recordHeaderSize);
-  if (header.InquiryDataLength > returned - offset - recordHeaderSize) {
+  std::memcpy(&header, &bytes[offset], RECORD_HEADER_SIZE);
+  if (header.InquiryDataLength > returned - offset - RECORD_HEADER_SIZE) {
     logger->logWarning("SCSI", 0, "Inquiry list: record at %zu is cut short", offset);
     return std::nullopt;
   }
   const std::uint8_t type =
-      header.InquiryDataLength > 0 ? bytes[offset + recordHeaderSize] : std::uint8_t{0xFF};
+      header.InquiryDataLength > 0 ? bytes[offset + RECORD_HEADER_SIZE] : NO_DEVICE_TYPE;
   return InquiryRecord{header.PathId, header.TargetId,
                        header.Lun,    header.DeviceClaimed != 0,
                        type,          header.NextInquiryDataOffset};
 }
 
 std::optional<InquiryList> readInquiryList(HANDLE port, DWORD& error) {
-  for (DWORD size = inquiryBufferStep; size < inquiryBufferLimit; size += inquiryBufferStep) {
+  for (DWORD size = INQUIRY_BUFFER_STEP; size < INQUIRY_BUFFER_LIMIT; size += INQUIRY_BUFFER_STEP) {
     std::vector<std::uint8_t> buffer(size);
     if (const BytesAnswered answered =
             controlDevice(port, IOCTL_SCSI_GET_INQUIRY_DATA, nullptr, 0, buffer.data(), size))

@@ -8,13 +8,16 @@
 
 #include "platform/win32.h"
 
+/// The device type of a record that came without its INQUIRY data.
+inline constexpr std::uint8_t NO_DEVICE_TYPE = 0xFF;
+
 /// One logical unit as the port driver lists it.
 struct InquiryRecord {
   std::uint8_t pathId;
   std::uint8_t targetId;
   std::uint8_t lun;
-  bool claimed;             ///< by a class driver
-  std::uint8_t deviceType;  ///< INQUIRY byte 0, qualifier bits included; 0xFF when it was not delivered
+  bool claimed;                    ///< by a class driver
+  std::uint8_t deviceType;         ///< INQUIRY byte 0, qualifier bits included
   std::uint32_t nextRecordOffset;  ///< 0 ends the chain
 };
 
@@ -47,8 +50,8 @@ class InquiryList {
 };
 
 /// The buffer grows by a step after each refusal; at the limit the driver is given up.
-inline constexpr DWORD inquiryBufferStep = 2048;
-inline constexpr DWORD inquiryBufferLimit = 20480;
+inline constexpr DWORD INQUIRY_BUFFER_STEP = 2048;
+inline constexpr DWORD INQUIRY_BUFFER_LIMIT = 20480;
 
 /// Asks a port driver. Nothing when it refuses: `error` then holds the last attempt's error number.
 std::optional<InquiryList> readInquiryList(HANDLE port, DWORD& error);

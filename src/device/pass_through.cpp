@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "device/execution.h"
 #include "device/port_driver.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
@@ -9,13 +10,12 @@
 
 namespace {
 
-constexpr std::uint8_t statusGood = 0x00;
-constexpr std::uint8_t statusBusy = 0x08;
-constexpr std::uint8_t hostStatusTimedOut = 5;
+constexpr std::uint8_t STATUS_GOOD = 0x00;
+constexpr std::uint8_t STATUS_BUSY = 0x08;
 /// Seconds that the port driver gets beyond the command's time-out, so that the device's own answer comes
 /// first.
-constexpr ulong32 timeOutMargin = 3;
-constexpr std::uint32_t pageSize = 4096;
+constexpr ulong32 TIME_OUT_MARGIN = 3;
+constexpr std::uint32_t MEMORY_PAGE = 4096;
 
 /// The sense data follow the request in the same buffer.
 struct PassThroughBlock {
@@ -42,16 +42,9 @@ UCHAR dataInFor(const GenericScsiCommand& cmd, std::uint32_t opcode) {
 }  // namespace
 
 ReturnCode ScsiTarget::scsiExecCDB(GenericScsiCommand& cmd) {
-  cmd.clearSenseData();
-  cmd.clearStatusData();
+  if (!beginExecution(*this, cmd, "ScsiTarget::scsiExecCDB")) return CMD_INVALID_HANDLE;
+  takeModelTimeOut(*this, cmd);
   const std::uint32_t opcode = cmd.getCmdCode();
-  if (!isOpened()) {
-    logger->logError("SCSI", 0, "ScsiTarget::scsiExecCDB, invalid device handle on cmd %2.2Xh", opcode);
-    cmd.setExecutionStatus(CMD_INVALID_HANDLE);
-    return CMD_INVALID_HANDLE;
-  }
-  const ulong32 modelTimeOut = getTimeoutForOpcode(static_cast<std::uint8_t>(opcode));
-  if (modelTimeOut != 0) cmd.setTimeOut(modelTimeOut);
 
   PassThroughBlock block{};
   SCSI_PASS_THROUGH_DIRECT& request = block.request;
@@ -68,7 +61,7 @@ ReturnCode ScsiTarget::scsiExecCDB(GenericScsiCommand& cmd) {
   request.DataIn = dataInFor(cmd, opcode);
   request.DataTransferLength = cmd.getIoDataLength();
   request.DataBuffer = cmd.getIoData();
-  request.TimeOutValue = cmd.getTimeOut() + timeOutMargin;
+  request.TimeOutValue = cmd.getTimeOut() + TIME_OUT_MARGIN;
 
   const __time64_t start = _time64(nullptr);
   // A call that succeeds leaves the last error alone, and an old one must not pass for this command's.
@@ -81,12 +74,11 @@ ReturnCode ScsiTarget::scsiExecCDB(GenericScsiCommand& cmd) {
   std::copy_n(block.sense, senseLength, cmd.senseSpan().begin());
 
   ReturnCode status = CMD_ERROR;
-  if (sent && request.ScsiStatus == statusGood) status = CMD_OK;
-  if (sent && request.ScsiStatus == statusBusy) status = CMD_BUSY;
+  if (sent && request.ScsiStatus == STATUS_GOOD) status = CMD_OK;
+  if (sent && request.ScsiStatus == STATUS_BUSY) status = CMD_BUSY;
   if (elapsed > static_cast<__time64_t>(cmd.getTimeOut()) || error == ERROR_SEM_TIMEOUT) {
     status = CMD_ERROR;
-    cmd.setTimeoutOccured(true);
-    cmd.setHostStatus(hostStatusTimedOut);
+    markTimedOut(cmd);
     logger->logError("SCSI", 0,
                      "ScsiTarget::scsiExecCDB, TIMEOUT on cmd %2.2Xh, difftime %.2lf (sec), cmd timeout %ld",
                      opcode, static_cast<double>(elapsed), static_cast<long>(cmd.getTimeOut()));
@@ -134,7 +126,7 @@ ulong32 ScsiTarget::GetMaximumTransferLength() {
   }
   // One page is lost to a buffer that does not start at a page boundary.
   if (pages != 0) {
-    const std::uint64_t bytes = (std::uint64_t{pages} - 1) * pageSize;
+    const std::uint64_t bytes = (std::uint64_t{pages} - 1) * MEMORY_PAGE;
     length = static_cast<ulong32>(std::min<std::uint64_t>(length, bytes));
   }
   maximumTransferLength = length;

@@ -1,4 +1,3 @@
-// What a scan covers.
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -6,7 +5,7 @@
 #include <tuple>
 
 #include "device/dos_devices.h"
-#include "device/scan_mode.h"
+#include "device/scan_options.h"
 #include "frame/guarded.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
@@ -14,13 +13,13 @@
 
 namespace {
 
-constexpr const char* modeLabels[] = {"FULL", "GENERIC", "PARTIAL QOR", "PARTIAL GENERIC"};
+constexpr const char* MODE_LABELS[] = {"FULL", "GENERIC", "PARTIAL QOR", "PARTIAL GENERIC"};
 
-constexpr const char* numbersPattern = "* * * *";
-constexpr const char* hbtlPattern = "H*-B*-T*-L*";
-constexpr const char* digits = "0123456789";
-constexpr std::uint8_t highestNumber = 255;
-constexpr std::uint64_t highestLongNumber = 4294967295;
+constexpr const char* NUMBERS_PATTERN = "* * * *";
+constexpr const char* HBTL_PATTERN = "H*-B*-T*-L*";
+constexpr const char* DIGITS = "0123456789";
+constexpr std::uint8_t HIGHEST_NUMBER = 255;
+constexpr std::uint64_t HIGHEST_LONG_NUMBER = 4294967295;
 
 /// All patterns here end with "*", so a match is one of the whole text.
 bool matches(const std::string& text, const char* pattern) {
@@ -31,21 +30,21 @@ bool matches(const std::string& text, const char* pattern) {
 
 /// Host adapter, bus, target id and LUN as an option gives them. A part without a number stays empty.
 using AddressOption = std::array<std::optional<std::int64_t>, 4>;
-constexpr std::string_view addressLetters = "HBTL";
+constexpr std::string_view ADDRESS_LETTERS = "HBTL";
 
 /// Reads "1 0 5 0", blanks in a row counting as one, or "H1-B0-T5-L0", in any order of the parts. What goes
 /// beyond the four parts is ignored.
 std::optional<AddressOption> parseAddress(std::string text) {
   AddressOption address;
-  if (matches(text, numbersPattern)) {
+  if (matches(text, NUMBERS_PATTERN)) {
     trimString(text, " ");
     removeMultiple(text, " ");
     const auto parts = splitString(text, ' ');
     for (std::size_t i = 0; i < std::min(parts.size(), address.size()); ++i)
       address[i] = firstNumberIn(parts[i]);
-  } else if (matches(text, hbtlPattern)) {
+  } else if (matches(text, HBTL_PATTERN)) {
     for (const std::string& part : splitString(text, '-')) {
-      const std::size_t i = part.empty() ? std::string::npos : addressLetters.find(part[0]);
+      const std::size_t i = part.empty() ? std::string::npos : ADDRESS_LETTERS.find(part[0]);
       if (i != std::string::npos) address[i] = firstNumberIn(part);
     }
   } else {
@@ -70,7 +69,7 @@ void setBound(Bound& bound, std::optional<std::int64_t> number, std::uint64_t hi
 }  // namespace
 
 std::optional<std::int64_t> firstNumberIn(const std::string& text) {
-  const std::size_t digit = text.find_first_of(digits);
+  const std::size_t digit = text.find_first_of(DIGITS);
   if (digit == std::string::npos) return std::nullopt;
   return parseIntegerValue(text.substr(digit));
 }
@@ -95,39 +94,39 @@ void DeviceController::parseScanOptions(bool force, bool scanDriverDevices, std:
     scanEnd = end;
     firstHostAdapter2Scan = firstBusNumber2Scan = firstQORDevice2Scan = 0;
     firstTargetId2Scan = firstLun2Scan = 0;
-    lastHostAdapter2Scan = lastBusNumber2Scan = lastQORDevice2Scan = highestNumber;
-    lastTargetId2Scan = lastLun2Scan = highestLongNumber;
+    lastHostAdapter2Scan = lastBusNumber2Scan = lastQORDevice2Scan = HIGHEST_NUMBER;
+    lastTargetId2Scan = lastLun2Scan = HIGHEST_LONG_NUMBER;
 
     if (isQORDeviceName(start) || isQORDeviceName(end)) {
-      scanMode = modePartialDriver;
+      scanMode = MODE_PARTIAL_DRIVER;
     } else if (isGenericDeviceName(start) || isGenericDeviceName(end)) {
-      scanMode = modePartialGeneric;
+      scanMode = MODE_PARTIAL_GENERIC;
     } else {
-      scanMode = scanDriverDevices ? modeFull : modeNoDriverDevices;
+      scanMode = scanDriverDevices ? MODE_FULL : MODE_NO_DRIVER_DEVICES;
     }
     parseExcludeList(exclude);
 
-    if (scanMode == modePartialDriver) {
-      setBound(firstQORDevice2Scan, firstNumberIn(start), highestNumber);
-      setBound(lastQORDevice2Scan, firstNumberIn(end), highestNumber);
+    if (scanMode == MODE_PARTIAL_DRIVER) {
+      setBound(firstQORDevice2Scan, firstNumberIn(start), HIGHEST_NUMBER);
+      setBound(lastQORDevice2Scan, firstNumberIn(end), HIGHEST_NUMBER);
     }
-    if (scanMode == modePartialGeneric) {
+    if (scanMode == MODE_PARTIAL_GENERIC) {
       const auto first = parseAddress(start).value_or(AddressOption{});
-      setBound(firstHostAdapter2Scan, first[0], highestNumber);
-      setBound(firstBusNumber2Scan, first[1], highestNumber);
-      setBound(firstTargetId2Scan, first[2], highestLongNumber);
-      setBound(firstLun2Scan, first[3], highestLongNumber);
+      setBound(firstHostAdapter2Scan, first[0], HIGHEST_NUMBER);
+      setBound(firstBusNumber2Scan, first[1], HIGHEST_NUMBER);
+      setBound(firstTargetId2Scan, first[2], HIGHEST_LONG_NUMBER);
+      setBound(firstLun2Scan, first[3], HIGHEST_LONG_NUMBER);
       const auto last = parseAddress(end).value_or(AddressOption{});
-      setBound(lastHostAdapter2Scan, last[0], highestNumber);
-      setBound(lastBusNumber2Scan, last[1], highestNumber);
-      setBound(lastTargetId2Scan, last[2], highestLongNumber);
-      setBound(lastLun2Scan, last[3], highestLongNumber);
+      setBound(lastHostAdapter2Scan, last[0], HIGHEST_NUMBER);
+      setBound(lastBusNumber2Scan, last[1], HIGHEST_NUMBER);
+      setBound(lastTargetId2Scan, last[2], HIGHEST_LONG_NUMBER);
+      setBound(lastLun2Scan, last[3], HIGHEST_LONG_NUMBER);
     }
     logger->logInfo(
         "SCSI", 0,
         "Scan Mode:%2s  from GENERIC: H%d-B%d-T%lld-L%lld ==> H%d-B%d-T%lld-L%lld  from QOR device: %d "
         "==> %d  exclude==>%s\n",
-        modeLabels[scanMode], firstHostAdapter2Scan, firstBusNumber2Scan,
+        MODE_LABELS[scanMode], firstHostAdapter2Scan, firstBusNumber2Scan,
         static_cast<long long>(firstTargetId2Scan), static_cast<long long>(firstLun2Scan),
         lastHostAdapter2Scan, lastBusNumber2Scan, static_cast<long long>(lastTargetId2Scan),
         static_cast<long long>(lastLun2Scan), firstQORDevice2Scan, lastQORDevice2Scan, exclude.c_str());
@@ -140,22 +139,22 @@ void DeviceController::parseExcludeList(const std::string& exclude) {
     logger->logInfo("SCSI", 0, "Parse exclude %s", entry.c_str());
     const auto address = parseAddress(entry);
     if (!address) continue;
-    const bool hbtl = matches(entry, hbtlPattern);
+    const bool hbtl = matches(entry, HBTL_PATTERN);
     if (hbtl) logger->logInfo("SCSI", 0, "Parse exclude HBTL %s", entry.c_str());
     std::array<std::uint64_t, 4> numbers{};
     for (std::size_t i = 0; i < numbers.size(); ++i) {
-      setBound(numbers[i], (*address)[i], highestLongNumber);
+      setBound(numbers[i], (*address)[i], HIGHEST_LONG_NUMBER);
       if (hbtl) logger->logInfo("SCSI", 0, "Parse exclude value %s", std::to_string(numbers[i]).c_str());
     }
     entry = addressText(numbers[0], numbers[1], numbers[2], numbers[3]);
     if (hbtl) logger->logInfo("SCSI", 0, "Parse exclude parsed value HBTL %s", entry.c_str());
     // Only a partial scan looks at the addresses of generic devices; its range still covers all of them.
-    scanMode = modePartialGeneric;
+    scanMode = MODE_PARTIAL_GENERIC;
   }
 }
 
 bool DeviceController::isGenericDeviceName(std::string name) {
-  return matches(name, numbersPattern) || matches(name, hbtlPattern);
+  return matches(name, NUMBERS_PATTERN) || matches(name, HBTL_PATTERN);
 }
 
 bool DeviceController::isQORDeviceName(std::string name) {
@@ -167,8 +166,8 @@ bool DeviceController::isQORDeviceName(std::string name) {
 
 bool DeviceController::isGenericDevicePartOfScan(std::uint8_t host, std::uint8_t bus, std::uint64_t targetId,
                                                  std::uint64_t lun) {
-  if (scanMode == modeFull || scanMode == modeNoDriverDevices) return true;
-  if (scanMode != modePartialGeneric) return false;
+  if (scanMode == MODE_FULL || scanMode == MODE_NO_DRIVER_DEVICES) return true;
+  if (scanMode != MODE_PARTIAL_GENERIC) return false;
   const auto address = std::tie(host, bus, targetId, lun);
   return address >= std::tie(firstHostAdapter2Scan, firstBusNumber2Scan, firstTargetId2Scan, firstLun2Scan) &&
          address <= std::tie(lastHostAdapter2Scan, lastBusNumber2Scan, lastTargetId2Scan, lastLun2Scan) &&
@@ -176,11 +175,11 @@ bool DeviceController::isGenericDevicePartOfScan(std::uint8_t host, std::uint8_t
 }
 
 bool DeviceController::isQORDevicePartOfScan(std::string name) {
-  if (scanMode == modeFull) return true;
-  if (scanMode != modePartialDriver) return false;
+  if (scanMode == MODE_FULL) return true;
+  if (scanMode != MODE_PARTIAL_DRIVER) return false;
   return guarded(false, [&] {
     const auto number = firstNumberIn(name);
-    const std::size_t prefixLength = scanStart.find_first_of(digits);
+    const std::size_t prefixLength = scanStart.find_first_of(DIGITS);
     return number && prefixLength != std::string::npos && *number >= firstQORDevice2Scan &&
            *number <= lastQORDevice2Scan &&
            startsWithIgnoringCase(name, std::string_view(scanStart).substr(0, prefixLength)) &&

@@ -2,13 +2,11 @@
 
 #include <tuple>
 
+#include "device/unknown_address.h"
 #include "frame/guarded.h"
 #include "platform/win32.h"
 
 namespace {
-
-constexpr std::uint8_t unsetNumber = 0xFF;
-constexpr std::uint64_t unsetLongNumber = 0xFFFFFFFF;
 
 ReturnCode store(std::string& field, const char* text) {
   return guarded(CMD_NO_MEMORY, [&] {
@@ -31,8 +29,8 @@ ScsiTarget& ScsiTarget::operator=(const ScsiTarget& other) = default;
 ScsiTarget::~ScsiTarget() = default;
 
 ReturnCode ScsiTarget::openDevice() {
-  if (hostAdapterId == unsetNumber || targetId == unsetLongNumber || lun == unsetLongNumber ||
-      busNumber == unsetNumber)
+  if (hostAdapterId == UNKNOWN_NUMBER || targetId == UNKNOWN_ID || lun == UNKNOWN_ID ||
+      busNumber == UNKNOWN_NUMBER)
     return CMD_NO_ADDRESS;
   if (isOpened()) return CMD_OK;
   return openDevice(hostAdapterId, targetId, busNumber, lun, driverName.c_str(), 1);

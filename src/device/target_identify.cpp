@@ -9,16 +9,15 @@
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
 #include "kiv/scsi/standard_commands.h"
+#include "scsi/device_types.h"
 #include "scsi/text_field.h"
 
 namespace {
 
-constexpr std::uint8_t sequentialAccessDevice = 1;
-constexpr std::uint8_t mediumChanger = 8;
-constexpr std::uint8_t serialNumberPage = 0x80;
-constexpr std::uint8_t deviceIdentificationPage = 0x83;
-constexpr std::uint8_t protocolSas = 6;
-constexpr std::uint16_t serialAllocation = 30;
+constexpr std::uint8_t SERIAL_NUMBER_PAGE = 0x80;
+constexpr std::uint8_t DEVICE_IDENTIFICATION_PAGE = 0x83;
+constexpr std::uint8_t PROTOCOL_SAS = 6;
+constexpr std::uint16_t SERIAL_ALLOCATION = 30;
 
 /// A tape drive of these families tells its protocol in the standard data.
 bool isSasByStandardInquiry(ScsiTarget& target) {
@@ -28,13 +27,13 @@ bool isSasByStandardInquiry(ScsiTarget& target) {
   ScsiCmdInquiry inquiry(0, false, 96);
   if (target.scsiExecCDB(inquiry) != CMD_OK) return false;
   const auto data = arrivedData(target, inquiry);
-  if (readByte(data, 2) != 6 || readByte(data, 38) >> 4 != protocolSas) return false;
+  if (readByte(data, 2) != 6 || readByte(data, 38) >> 4 != PROTOCOL_SAS) return false;
   logger->logDebug("SCSI", 0, "Interface Typ SAS detected by Inquiry Page 0");
   return true;
 }
 
 bool isSasByDeviceIdentification(ScsiTarget& target) {
-  ScsiCmdInquiry inquiry(deviceIdentificationPage, true, 100);
+  ScsiCmdInquiry inquiry(DEVICE_IDENTIFICATION_PAGE, true, 100);
   // A drive that refuses the page says nothing about its ports.
   if (target.scsiExecCDB(inquiry) != CMD_OK) return false;
   const auto data = arrivedData(target, inquiry);
@@ -50,7 +49,7 @@ bool isSasByDeviceIdentification(ScsiTarget& target) {
     const std::uint8_t protocol = readByte(data, static_cast<std::size_t>(second));
     logger->logDebug("SCSI", 0, "Port Identification descriptor is available. length is 0x%02X value 0x%02X",
                      rest, protocol);
-    if (protocol >> 4 == protocolSas) {
+    if (protocol >> 4 == PROTOCOL_SAS) {
       logger->logDebug("SCSI", 0, "Interface SAS Typ detected by Inquiry Page 0x83 Byte %d", second);
       return true;
     }
@@ -106,18 +105,18 @@ ReturnCode ScsiTarget::readStandardInquiry() {
 
 void ScsiTarget::readSerialNumber() {
   serialNumber.clear();
-  if (deviceTyp != sequentialAccessDevice && deviceTyp != mediumChanger) {
+  if (deviceTyp != SEQUENTIAL_ACCESS_DEVICE && deviceTyp != MEDIUM_CHANGER) {
     logger->logDebug("SCSI", 0, "ScsiTarget::skip Inquiry page 0x80");
     return;
   }
-  ScsiCmdInquiry inquiry(serialNumberPage, true, serialAllocation);
+  ScsiCmdInquiry inquiry(SERIAL_NUMBER_PAGE, true, SERIAL_ALLOCATION);
   if (scsiExecCDB(inquiry) != CMD_OK) {
     logger->logError("SCSI", 0, "ScsiTarget::Inquiry page 0x80 failed");
     return;
   }
   const auto data = arrivedData(*this, inquiry);
   // A longer serial number is cut to what the allocation holds behind the page's header.
-  const std::size_t length = std::min<std::size_t>(readBe16(data, 2), serialAllocation - 4);
+  const std::size_t length = std::min<std::size_t>(readBe16(data, 2), SERIAL_ALLOCATION - 4);
   serialNumber = readText(data, 4, length);
   logDump("SCSI", "Inquiry Data 0x80", data);
 }
@@ -125,7 +124,7 @@ void ScsiTarget::readSerialNumber() {
 void ScsiTarget::detectInterfaceType() {
   if ((inquiryByte6 & 0x01) != 0 || (inquiryByte7 & 0x20) != 0) {
     interfaceType = "SCSI";
-  } else if (deviceTyp == sequentialAccessDevice) {
+  } else if (deviceTyp == SEQUENTIAL_ACCESS_DEVICE) {
     const bool sasByStandardInquiry = isSasByStandardInquiry(*this);
     interfaceType = isSasByDeviceIdentification(*this) || sasByStandardInquiry ? "SAS" : "Fibre";
   }

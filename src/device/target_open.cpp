@@ -4,16 +4,16 @@
 #include "device/inquiry_list.h"
 #include "device/port_driver.h"
 #include "device/system_error.h"
+#include "device/unknown_address.h"
 #include "frame/guarded.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
+#include "scsi/device_types.h"
 
 namespace {
 
-constexpr std::uint64_t noAddress = 0xFFFFFFFF;
-constexpr std::uint8_t noNumber = 0xFF;
-constexpr std::uint8_t openByName = 0xFE;
-constexpr int classDeviceCount = 256;
+constexpr std::uint8_t OPEN_BY_NAME = 0xFE;
+constexpr int CLASS_DEVICE_COUNT = 256;
 
 /// The search for the handle that leads to one address, and the trace of its steps for the log.
 class Association {
@@ -56,7 +56,7 @@ std::optional<InquiryRecord> Association::findRecord(HANDLE port) {
     const std::string text = systemErrorText(error);
     logger->logError("SCSI", 0,
                      "ScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=%d (%s) buffersize:%d",
-                     static_cast<int>(error), text.c_str(), static_cast<int>(inquiryBufferLimit));
+                     static_cast<int>(error), text.c_str(), static_cast<int>(INQUIRY_BUFFER_LIMIT));
     note("ScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=" + std::to_string(error));
     return std::nullopt;
   }
@@ -71,7 +71,7 @@ std::optional<InquiryRecord> Association::findRecord(HANDLE port) {
   for (auto record = list->first(*busData); record; record = list->next(*record)) {
     logger->logDebug("SCSI", 0, "Compare %d-%d-%d", record->pathId, record->targetId, record->lun);
     if (record->pathId == bus && record->targetId == targetId && record->lun == lun)
-      return record->deviceType != noNumber ? record : notListed();
+      return record->deviceType != NO_DEVICE_TYPE ? record : notListed();
   }
   return notListed();
 }
@@ -79,14 +79,14 @@ std::optional<InquiryRecord> Association::findRecord(HANDLE port) {
 /// The class driver's name for its devices of one type, "\\.\tape"; null for a type without one.
 const char* classDevicePrefix(std::uint8_t deviceType) {
   switch (deviceType) {
-    case 0:
+    case DIRECT_ACCESS_DEVICE:
       return R"(\\.\PhysicalDrive)";
-    case 1:
+    case SEQUENTIAL_ACCESS_DEVICE:
       return R"(\\.\tape)";
-    case 4:
-    case 5:
+    case WRITE_ONCE_DEVICE:
+    case CD_DVD_DEVICE:
       return R"(\\.\cdrom)";
-    case 8:
+    case MEDIUM_CHANGER:
       return R"(\\.\changer)";
     default:
       return nullptr;
@@ -124,7 +124,7 @@ Handle Association::findClassDevice(std::uint8_t deviceType, std::string& path) 
     note("unsupported device type " + std::to_string(deviceType));
     return {};
   }
-  for (int index = 0; index < classDeviceCount; ++index) {
+  for (int index = 0; index < CLASS_DEVICE_COUNT; ++index) {
     path = prefix + std::to_string(index);
     if (Handle device = openIfSame(path)) return device;
   }
@@ -204,9 +204,9 @@ ReturnCode ScsiTarget::openDeviceNoInq(std::uint8_t hostAdapter, std::uint64_t t
     Association association(hostAdapter, bus, target, unit);
 
     const bool addressUnknown =
-        target == noAddress && unit == noAddress && hostAdapter == noNumber && bus == noNumber;
+        target == UNKNOWN_ID && unit == UNKNOWN_ID && hostAdapter == UNKNOWN_NUMBER && bus == UNKNOWN_NUMBER;
     const bool byName =
-        (addressUnknown && !wantedName.empty()) || (hostAdapter == openByName && target != noAddress);
+        (addressUnknown && !wantedName.empty()) || (hostAdapter == OPEN_BY_NAME && target != UNKNOWN_ID);
     const auto fail = [&] {
       association.logFailure(wantedName, byName);
       return CMD_ERROR;

@@ -6,10 +6,9 @@
 #include "frame/guarded.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
+#include "scsi/device_types.h"
 
 namespace {
-
-constexpr std::uint8_t sequentialAccessDevice = 1;
 
 /// The time-outs in seconds of one operation code, a column per family or model.
 template <std::size_t Columns>
@@ -21,31 +20,31 @@ struct TimeoutRow {
 enum CommonColumn : std::size_t { R477, LTO };
 
 /// The command keeps its own time-out.
-constexpr std::uint32_t none = 0;
+constexpr std::uint32_t NONE = 0;
 
 // clang-format off
-constexpr TimeoutRow<2> commonTimeouts[] = {
+constexpr TimeoutRow<2> COMMON_TIMEOUTS[] = {
     //      R477   LTO
     {0x00, {  30,   60}},
-    {0x01, {none,  600}},
+    {0x01, {NONE,  600}},
     {0x03, {  30,   60}},
     {0x05, {  30,   30}},
-    {0x0A, {none, 1500}},
-    {0x0B, {none,  780}},
+    {0x0A, {NONE, 1500}},
+    {0x0B, {NONE,  780}},
     {0x12, {  30,   60}},
-    {0x14, {  60, none}},
+    {0x14, {  60, NONE}},
     {0x15, { 900,   60}},
     {0x16, { 900,   60}},
     {0x17, {  30,   60}},
     {0x1A, {  30,   60}},
-    {0x1B, {none,  780}},
+    {0x1B, {NONE,  780}},
     {0x1C, {  30,   60}},
-    {0x1D, {2100, none}},
+    {0x1D, {2100, NONE}},
     {0x1E, {  30,   60}},
     {0x34, {  30,   60}},
     {0x3B, { 540,  540}},
     {0x3C, { 480,  480}},
-    {0x40, {  30, none}},
+    {0x40, {  30, NONE}},
     {0x44, {  30,   60}},
     {0x4C, {  30,   60}},
     {0x4D, {  30,   60}},
@@ -63,12 +62,12 @@ constexpr TimeoutRow<2> commonTimeouts[] = {
     {0xA3, {  30,   60}},
     {0xA4, {  30,   60}},
     {0xB5, { 300,   60}},
-    {0xC0, {  30, none}},
+    {0xC0, {  30, NONE}},
     {0xD1, {  30,   60}},
     {0xD2, {  30,   60}},
 };
 
-constexpr TimeoutRow<4> r477Timeouts[] = {
+constexpr TimeoutRow<4> R477_TIMEOUTS[] = {
     //        W11    W12    W13    W14
     {0x01, {  550,   560,   560,   600}},
     {0x04, { 3000,  3100,  3100,  3060}},
@@ -81,27 +80,27 @@ constexpr TimeoutRow<4> r477Timeouts[] = {
     {0x19, {36900, 45800, 68000, 64860}},
     {0x1B, {  720,   900,   900,   900}},
     {0x2B, { 2000,  2300,  2300,  2280}},
-    {0x3E, { 1600,  none,  none,  none}},
+    {0x3E, { 1600,  NONE,  NONE,  NONE}},
     {0x91, { 2000,  2300,  2300,  2280}},
     {0x92, { 2000,  2300,  2300,  2280}},
-    {0xE3, { none,  1700,  1700,  1700}},
+    {0xE3, { NONE,  1700,  1700,  1700}},
 };
 
-constexpr TimeoutRow<8> ltoTimeouts[] = {
+constexpr TimeoutRow<8> LTO_TIMEOUTS[] = {
     //        PX5    PX6    PX7    PX8    RX5    RX6    RX7     RX8
-    {0x01, { none,  none,  none,  none,   780,   780,   660,    660}},
+    {0x01, { NONE,  NONE,  NONE,  NONE,   780,   780,   660,    660}},
     {0x04, { 1560,  3000,  3000,  3000,  1980,  3840,  3240,   3240}},
     {0x08, { 1500,  1500,  2280,  2280,  1920,  1920,  2340,   2340}},
-    {0x0A, { none,  none,  none,  none,  1920,  1920,  1560,   1560}},
+    {0x0A, { NONE,  NONE,  NONE,  NONE,  1920,  1920,  1560,   1560}},
     {0x10, { 1620,  1620,  1620,  1620,  1740,  1740,  1680,   1680}},
     {0x11, { 2040,  2040,  2880,  2880,  2700,  2700,  2940,   2940}},
     {0x13, {16920, 20400, 31860, 47700, 19980, 30000, 28860,  54360}},
     {0x19, {16380, 24600, 27540, 54896, 19200, 29400, 27540, 121448}},
-    {0x1B, { none,  none,  none,  none,  1020,  1020,   840,    840}},
+    {0x1B, { NONE,  NONE,  NONE,  NONE,  1020,  1020,   840,    840}},
     {0x1D, { 2100,  2100,  1980,  1980,  3120,  3120,  2040,   2040}},
     {0x2B, { 2040,  2040,  2880,  2880,  2700,  2700,  2940,   2940}},
-    {0x3B, { none,  none,  none,  none,   720,   720,   540,    540}},
-    {0x3C, { none,  none,  none,  none,   660,   660,   480,    480}},
+    {0x3B, { NONE,  NONE,  NONE,  NONE,   720,   720,   540,    540}},
+    {0x3C, { NONE,  NONE,  NONE,  NONE,   660,   660,   480,    480}},
     {0x91, { 2040,  2040,  2880,  2880,  2700,  2700,  2960,   2960}},
     {0x92, { 2040,  2040,  2880,  2880,  2700,  2700,  2960,   2960}},
 };
@@ -113,10 +112,10 @@ struct ModelMark {
   std::size_t column;
 };
 
-constexpr ModelMark r477Marks[] = {{"W11", 0}, {"W12", 1}, {"W13", 2}, {"W14", 3}};
-constexpr ModelMark ltoMarks[] = {{"PX5", 0}, {"PX6", 1},   {"PX7", 2}, {"PX8", 3},
-                                  {"RX5", 4}, {"Gen 5", 4}, {"RX6", 5}, {"Gen 6", 5},
-                                  {"RX7", 6}, {"Gen 7", 6}, {"RX8", 7}, {"Gen 8", 7}};
+constexpr ModelMark R477_MARKS[] = {{"W11", 0}, {"W12", 1}, {"W13", 2}, {"W14", 3}};
+constexpr ModelMark LTO_MARKS[] = {{"PX5", 0}, {"PX6", 1},   {"PX7", 2}, {"PX8", 3},
+                                   {"RX5", 4}, {"Gen 5", 4}, {"RX6", 5}, {"Gen 6", 5},
+                                   {"RX7", 6}, {"Gen 7", 6}, {"RX8", 7}, {"Gen 8", 7}};
 
 bool contains(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
 
@@ -129,7 +128,7 @@ std::string timeoutKey(std::uint8_t opcode) {
 template <std::size_t Columns, std::size_t Rows>
 void storeColumn(ScsiTarget& target, const TimeoutRow<Columns> (&rows)[Rows], std::size_t column) {
   for (const auto& row : rows) {
-    if (row.seconds[column] != none)
+    if (row.seconds[column] != NONE)
       target.setProperty(timeoutKey(row.opcode).c_str(), std::to_string(row.seconds[column]).c_str());
   }
 }
@@ -148,18 +147,18 @@ void storeModel(ScsiTarget& target, const std::string& model, const TimeoutRow<C
 }  // namespace
 
 void ScsiTarget::setTimeoutValuesForModel() {
-  if (deviceTyp != sequentialAccessDevice) return;
+  if (deviceTyp != SEQUENTIAL_ACCESS_DEVICE) return;
   guarded([&] {
     if (contains(modelName, "R477")) {
       logger->logDebug("SCSI", 0, "Common timeout values for R477");
-      storeColumn(*this, commonTimeouts, R477);
-      storeModel(*this, modelName, r477Timeouts, r477Marks);
+      storeColumn(*this, COMMON_TIMEOUTS, R477);
+      storeModel(*this, modelName, R477_TIMEOUTS, R477_MARKS);
     }
     for (const char* mark : {"PX", "RX", "Ultrium", "UMX"}) {
       if (!contains(modelName, mark)) continue;
       logger->logDebug("SCSI", 0, "Common timeout values for LTO");
-      storeColumn(*this, commonTimeouts, LTO);
-      storeModel(*this, modelName, ltoTimeouts, ltoMarks);
+      storeColumn(*this, COMMON_TIMEOUTS, LTO);
+      storeModel(*this, modelName, LTO_TIMEOUTS, LTO_MARKS);
       break;
     }
   });

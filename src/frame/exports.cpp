@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr char VERSION[] = "1.95";
-
 /// Runs the worker behind an exported function. One that was abandoned half-way leaves no device open.
 template <typename Work>
 int runWorker(int failure, Work work) noexcept {
@@ -32,7 +30,7 @@ int runWorker(int failure, Work work) noexcept {
 
 char* getKivVersion() {
   static char text[20];
-  std::snprintf(text, sizeof text, "%s %s", VERSION, __DATE__);
+  std::snprintf(text, sizeof text, "%s %s", KIV_VERSION, __DATE__);
   return text;
 }
 

@@ -4,8 +4,8 @@
 #include "kiv/kiv.h"
 #include "platform/win32.h"
 
-// Constructed from top to bottom when the library is loaded, destroyed in reverse order when it is unloaded:
-// the controller still logs while it releases its devices, so the logger comes first.
+// Constructed from top to bottom when the library is loaded, destroyed in reverse order when it is unloaded.
+// The logger comes first, so that nothing else here can meet it before its time or after it.
 Logger* logger = &Logger::getLogger();
 bool automationReadyMode = true;
 bool libraryMode = false;

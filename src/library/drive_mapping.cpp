@@ -9,12 +9,11 @@
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
+#include "scsi/device_types.h"
 
 namespace {
 
 constexpr const char* CLCO = "CLCO";
-constexpr std::uint8_t TAPE_DRIVE = 0x01;
-constexpr std::uint8_t MEDIUM_CHANGER = 0x08;
 
 // READ ELEMENT STATUS data (SMC-3).
 constexpr std::size_t REPORT_HEADER = 8;
@@ -102,7 +101,7 @@ void ChangerDriveMapping::mapBay(DeviceController& controller, Bytes identifier,
   }
   for (int j = 0; j < controller.getDeviceCount(); ++j) {
     ScsiTarget* drive = controller.getDevice(j);
-    if (drive == nullptr || drive->getDeviceTyp() != TAPE_DRIVE) continue;
+    if (drive == nullptr || drive->getDeviceTyp() != SEQUENTIAL_ACCESS_DEVICE) continue;
     setDevice(drive);
     if (!drive->isInquiryDataValid() || *drive->getSerialNumber() == '\0') drive->openDevice();
     if (compareDeviceInquiry(identifier.data(), static_cast<ulong32>(identifier.size()))) {

@@ -10,11 +10,11 @@
 #include "kiv/scsi/big_endian.h"
 #include "kiv/scsi/standard_commands.h"
 #include "platform/win32.h"
+#include "scsi/device_types.h"
 
 namespace {
 
 constexpr const char* CLCO = "CLCO";
-constexpr std::uint8_t TAPE_DRIVE = 0x01;
 
 // READ ELEMENT STATUS data (SMC-3): a header, then the header of the first page.
 constexpr ulong32 REPORT_HEADER = 8;
@@ -136,7 +136,7 @@ unsigned char* ChangerLibraryBaseCommands::getDescriptorTableOfReadElement(Chang
 }
 
 bool ChangerLibraryBaseCommands::compareDeviceInquiry(const unsigned char* identifier, ulong32 length) {
-  if (device == nullptr || device->getDeviceTyp() != TAPE_DRIVE) {
+  if (device == nullptr || device->getDeviceTyp() != SEQUENTIAL_ACCESS_DEVICE) {
     logger->logError(CLCO, 20, "compareDeviceInquiry: Device is NULL or is not a drive");
     return false;
   }

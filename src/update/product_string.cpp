@@ -14,10 +14,10 @@
 #include "kiv/scsi/big_endian.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/update/scan_bus.h"
+#include "scsi/device_types.h"
 
 namespace {
 
-constexpr std::uint8_t TAPE_DRIVE = 1;
 constexpr char WHITE_SPACE[] = " \n\r\t";
 
 /// Where a model keeps the bit that tells whether it is ready for automation.
@@ -150,7 +150,7 @@ char* getProductString(ScsiTarget* target, std::string& product) {
 
   const bool wasOpened = target->isOpened();
   if (!wasOpened) target->openDevice();
-  if (target->getDeviceTyp() == TAPE_DRIVE) {
+  if (target->getDeviceTyp() == SEQUENTIAL_ACCESS_DEVICE) {
     product += std::string(":") + target->getInterfaceType();
     const FeatureBit* bit = automationReadyMode ? featureBitOf(model) : nullptr;
     if (bit && isAutomationReady(*target, *bit)) product += ":AutomationReady";

@@ -101,8 +101,8 @@ class KIV_API ScsiTarget {
   ReturnCode setDeviceOpenMode(std::uint32_t value);
   ReturnCode setDeviceHandle(void* handle);
 
-  /// Reads what the system tells about this target's host adapter into the log and into the properties under
-  /// the names in hostAdapterProperties.
+  /// Reads what the system tells about this target's host adapter into the log and into the properties, under
+  /// names that begin with "HBA ".
   void queryHostAdapterInformation();
 
   /// Same device: device type, model, vendor, firmware version, serial number, interface type and address are

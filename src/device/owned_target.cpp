@@ -1,4 +1,4 @@
-#include "device/open_target.h"
+#include "device/owned_target.h"
 
 #include "kiv/device/driver_target.h"
 

@@ -1,0 +1,10 @@
+// Peripheral device types (SPC-4, INQUIRY byte 0), as far as they mean something here.
+#pragma once
+
+#include <cstdint>
+
+inline constexpr std::uint8_t DIRECT_ACCESS_DEVICE = 0x00;
+inline constexpr std::uint8_t SEQUENTIAL_ACCESS_DEVICE = 0x01;
+inline constexpr std::uint8_t WRITE_ONCE_DEVICE = 0x04;
+inline constexpr std::uint8_t CD_DVD_DEVICE = 0x05;
+inline constexpr std::uint8_t MEDIUM_CHANGER = 0x08;
