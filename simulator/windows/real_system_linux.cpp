@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 #include <map>
 #include <string>
@@ -64,6 +65,12 @@ DWORD openError(int error, const std::string& path) {
   }
 }
 
+std::string nativePath(LPCSTR name) {
+  std::string path(name);
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
 HANDLE refuse(DWORD error) {
   SetLastError(error);
   return INVALID_HANDLE_VALUE;
@@ -74,9 +81,8 @@ HANDLE refuse(DWORD error) {
 HANDLE createFile(LPCSTR name, DWORD access, DWORD, void*, DWORD disposition, DWORD, HANDLE) {
   if (!name || !*name) return refuse(ERROR_PATH_NOT_FOUND);
   if (disposition != OPEN_EXISTING) return refuse(ERROR_NOT_SUPPORTED);
-  std::string path(name);
+  const std::string path = nativePath(name);
   if (path.find_first_of("*?\"<>|") != std::string::npos) return refuse(errorInvalidName);
-  std::replace(path.begin(), path.end(), '\\', '/');
   const bool reads = access & GENERIC_READ;
   const bool writes = access & GENERIC_WRITE;
   const int file = open(path.c_str(), (reads && writes ? O_RDWR : writes ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
@@ -163,5 +169,25 @@ __time64_t time64(__time64_t* result) {
 }
 
 }  // namespace simulator::real
+
+// No room has a word in these.
+extern "C" {
+
+DWORD GetFileAttributesA(LPCSTR name) {
+  const std::string path = simulator::real::nativePath(name);
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0)
+    return S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
+  SetLastError(simulator::real::openError(errno, path));
+  return INVALID_FILE_ATTRIBUTES;
+}
+
+BOOL MoveFileExA(LPCSTR name, LPCSTR newName, DWORD) {
+  const std::string from = simulator::real::nativePath(name);
+  if (std::rename(from.c_str(), simulator::real::nativePath(newName).c_str()) == 0) return TRUE;
+  SetLastError(simulator::real::openError(errno, from));
+  return FALSE;
+}
+}
 
 #endif

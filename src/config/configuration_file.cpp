@@ -5,6 +5,7 @@
 #include <fstream>
 #include <optional>
 
+#include "frame/directory.h"
 #include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 #include "kiv/frame/text.h"
@@ -15,7 +16,7 @@ constexpr const char* WHITE_SPACE = " \n\r\t";
 
 /// The whole file, with a line feed at its end. Binary, so that neither Ctrl-Z nor NUL ends it early.
 std::optional<std::string> readText(const char* fileName) {
-  std::ifstream file(fileName, std::ios::in | std::ios::binary);
+  std::ifstream file(inDirectory(fileName), std::ios::in | std::ios::binary);
   if (!file) return std::nullopt;
   std::string text;
   std::array<char, 65536> block;

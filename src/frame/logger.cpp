@@ -12,12 +12,22 @@
 #include <utility>
 
 #include "frame/guarded.h"
+#include "frame/log_sink.h"
 #include "platform/win32.h"
 
 namespace {
 
 constexpr std::size_t TIME_TEXT_LENGTH = 24;
 constexpr ulong32 BYTES_PER_ROW = 8;
+
+LogSink sink = nullptr;
+void* sinkUser = nullptr;
+
+/// Hands the sink whole lines, one by one.
+void sendToSink(int level, const std::string& lines) {
+  std::istringstream stream(lines);
+  for (std::string line; std::getline(stream, line);) sink(level, line.c_str(), sinkUser);
+}
 
 using CText = std::unique_ptr<char, decltype(&std::free)>;
 
@@ -71,6 +81,11 @@ bool logFormatted(Logger& target, TextForm write, std::string& component, unsign
 
 }  // namespace
 
+void setLogSink(LogSink newSink, void* user) {
+  sink = newSink;
+  sinkUser = user;
+}
+
 Logger::Logger() : level(LOG_NONE), fileName("logfile.txt") {}
 
 Logger::~Logger() = default;
@@ -91,7 +106,11 @@ void Logger::clear() {
 bool Logger::logEntry(std::string component, unsigned short line, std::string letter, std::string message,
                       logLevels entryLevel) {
   if (entryLevel > level) return false;
-  std::cout << linePrefix(component, line, letter) << message << '\n' << std::flush;
+  if (sink) {
+    sendToSink(entryLevel, linePrefix(component, line, letter) + message);
+  } else {
+    std::cout << linePrefix(component, line, letter) << message << '\n' << std::flush;
+  }
   return true;
 }
 
@@ -120,7 +139,8 @@ bool Logger::logBinary(std::string component, unsigned short line, std::string m
   if (level < LOG_INFO) return false;
   // The number format set here stays on the stream: from the second row on, offsets are padded with zeros,
   // and the byte counts of later titles are hexadecimal. Readers of these logs know them so.
-  std::ostream& out = std::cout;
+  std::ostringstream lines;
+  std::ostream& out = sink ? static_cast<std::ostream&>(lines) : std::cout;
   out << linePrefix(component, line, "B") << message << " (" << length << " bytes):\n";
   if (!data) length = 0;
   for (ulong32 row = 0; row < length;) {
@@ -143,5 +163,6 @@ bool Logger::logBinary(std::string component, unsigned short line, std::string m
     out << '\n' << std::flush;
     row += count;
   }
+  if (sink) sendToSink(LOG_INFO, lines.str());
   return true;
 }

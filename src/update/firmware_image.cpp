@@ -3,6 +3,7 @@
 #include <string>
 
 #include "device/handle.h"
+#include "frame/directory.h"
 #include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
 #include "kiv/update/update_firmware.h"
@@ -14,7 +15,7 @@ namespace {
 constexpr DWORD MAXIMUM_IMAGE_LENGTH = 16'777'216;
 
 Handle openImage(const std::string& name) {
-  return Handle(CreateFileA(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+  return Handle(CreateFileA(inDirectory(name).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                             FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 

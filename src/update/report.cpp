@@ -3,6 +3,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "frame/directory.h"
 #include "platform/win32.h"
 
 namespace {
@@ -37,7 +38,7 @@ void writeReport(const char* fileName, int outputMode, ReportPart part, const st
     std::cout << text << std::flush;
     return;
   }
-  std::ofstream file(fileName,
+  std::ofstream file(inDirectory(fileName),
                      std::ios::binary | (part == ReportPart::Start ? std::ios::trunc : std::ios::app));
   file << text;
 }

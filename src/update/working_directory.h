@@ -3,10 +3,13 @@
 
 #include <string>
 
+#include "frame/directory.h"
 #include "platform/win32.h"
 
-/// The full name of the working directory; empty when it does not fit in 255 characters.
+/// The directory that was chosen, else the full name of the working directory; empty when that does not fit
+/// in 255 characters.
 inline std::string workingDirectory() {
+  if (!chosenDirectory().empty()) return chosenDirectory();
   char name[256];
   return _getcwd(name, sizeof name) ? name : "";
 }
