@@ -10,6 +10,7 @@
 struct FoundDevice {
   ScsiTarget* target;  ///< the device controller's; null when it could not be opened
   kiv_info info;
+  std::string product;  ///< the name in the configuration files, as it is written there
 };
 
 /// Replaces the devices of an earlier scan, whose numbers are stale from here on.

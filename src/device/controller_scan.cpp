@@ -8,6 +8,7 @@
 #include "device/owned_target.h"
 #include "device/port_driver.h"
 #include "device/scan_options.h"
+#include "device/scan_witness.h"
 #include "device/system_error.h"
 #include "device/unknown_address.h"
 #include "frame/guarded.h"
@@ -62,8 +63,12 @@ ReturnCode DeviceController::scanSCSIBus() {
 void DeviceController::countHostAdapters(unsigned first) {
   const unsigned end = scanMode == MODE_PARTIAL_GENERIC ? lastHostAdapter2Scan + 1u : MOST_HOST_ADAPTERS;
   for (unsigned number = first; number < end; ++number) {
+    ScanWitness::begin();
     const Handle port = openShared(portPath(number));
-    if (!port) break;
+    if (!port) {
+      ScanWitness::failed();
+      break;
+    }
     hostAdapterCount = static_cast<int>(number + 1);
     if (!forceRescan) continue;
     if (commandDevice(port.get(), IOCTL_SCSI_RESCAN_BUS)) {
@@ -79,8 +84,9 @@ void DeviceController::countHostAdapters(unsigned first) {
 
 void DeviceController::scanHostAdapter(unsigned number) {
   const std::string name = portPath(number);
+  ScanWitness::begin();
   const Handle port = openShared(name);
-  if (!port) return;
+  if (!port) return ScanWitness::failed();
   if (const auto capabilities = askCapabilities(port.get())) {
     logger->logDebug(
         "SCSI", 0,
@@ -97,7 +103,8 @@ void DeviceController::scanHostAdapter(unsigned number) {
     text.erase(std::min(text.find_first_of("\r\n"), text.size()));
     logger->logError("SCSI", 0, "IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=%d (%s) BufferSize:%d",
                      static_cast<int>(error), text.c_str(), static_cast<int>(INQUIRY_BUFFER_LIMIT));
-    return;
+    ScanWitness::refused(name, error);
+    return ScanWitness::failed();
   }
   logger->logDebug("SCSI", 0, "DeviceController IOCTL_SCSI_GET_INQUIRY_DATA passed. bufferSize %d",
                    static_cast<int>(list->buffer().size()));
@@ -130,8 +137,10 @@ void DeviceController::addListedDevice(unsigned hostAdapter, const InquiryRecord
     return;
   }
   const std::string name = portPath(hostAdapter);
+  ScanWitness::begin();
   OwnedTarget target = openPassThroughTarget(host, record.targetId, record.pathId, record.lun, name.c_str());
-  if (target) logOpened("Opened", name, appendClosed(deviceList, std::move(target)));
+  if (!target) return ScanWitness::failed(host, record);
+  logOpened("Opened", name, appendClosed(deviceList, std::move(target)));
 }
 
 ReturnCode DeviceController::scanKreltDevices() {
@@ -164,8 +173,13 @@ ReturnCode DeviceController::scanKreltDevices() {
         continue;
       }
       if (!isDeviceNotInExcludeList(path)) continue;
+      ScanWitness::begin();
       OwnedTarget target = openDriverTarget(path.c_str());
-      if (target) logOpened("Opened QORScsiTarget", path, appendClosed(deviceList, std::move(target)));
+      if (!target) {
+        ScanWitness::failed();
+        continue;
+      }
+      logOpened("Opened QORScsiTarget", path, appendClosed(deviceList, std::move(target)));
     }
     return CMD_OK;
   });

@@ -6,6 +6,7 @@
 #include <typeinfo>
 
 #include "device/execution.h"
+#include "device/patience.h"
 #include "device/system_error.h"
 #include "frame/guarded.h"
 #include "kiv/device/driver_target.h"
@@ -110,6 +111,10 @@ ReturnCode QORScsiTarget::scsiExecCmd(QORScsiCommand& cmd) {
 }
 
 ReturnCode QORScsiTarget::scsiExecCDB(GenericScsiCommand& cmd) {
+  return sendPatiently(cmd, [&] { return sendByDriver(cmd); });
+}
+
+ReturnCode QORScsiTarget::sendByDriver(GenericScsiCommand& cmd) {
   return guarded(CMD_NO_MEMORY, [&] {
     if (!beginExecution(*this, cmd, "QORScsiTarget::scsiExecCDB")) return CMD_INVALID_HANDLE;
     takeModelTimeOut(*this, cmd);

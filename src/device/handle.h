@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "device/scan_witness.h"
 #include "platform/win32.h"
 
 /// An open Windows handle, closed when its owner goes.
@@ -32,6 +33,12 @@ class Handle {
 
 /// Opens an existing device, shared with everybody. Empty when that fails; GetLastError tells why.
 inline Handle openShared(const std::string& path, DWORD access = GENERIC_READ | GENERIC_WRITE) {
-  return Handle(CreateFileA(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+  Handle device(CreateFileA(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                             0, nullptr));
+  if (!device) {
+    const DWORD error = GetLastError();
+    ScanWitness::refused(path, error);
+    SetLastError(error);
+  }
+  return device;
 }

@@ -51,9 +51,16 @@ std::optional<InquiryRecord> InquiryList::visit(std::size_t offset) {
   }
   const std::uint8_t type =
       header.InquiryDataLength > 0 ? bytes[offset + RECORD_HEADER_SIZE] : NO_DEVICE_TYPE;
-  return InquiryRecord{header.PathId, header.TargetId,
-                       header.Lun,    header.DeviceClaimed != 0,
-                       type,          header.NextInquiryDataOffset};
+  InquiryRecord record{header.PathId,
+                       header.TargetId,
+                       header.Lun,
+                       header.DeviceClaimed != 0,
+                       type,
+                       header.NextInquiryDataOffset,
+                       {}};
+  std::memcpy(record.inquiry.data(), &bytes[offset] + RECORD_HEADER_SIZE,
+              std::min<std::size_t>(header.InquiryDataLength, record.inquiry.size()));
+  return record;
 }
 
 std::optional<InquiryList> readInquiryList(HANDLE port, DWORD& error) {

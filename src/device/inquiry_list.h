@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -16,9 +17,10 @@ struct InquiryRecord {
   std::uint8_t pathId;
   std::uint8_t targetId;
   std::uint8_t lun;
-  bool claimed;                    ///< by a class driver
-  std::uint8_t deviceType;         ///< INQUIRY byte 0, qualifier bits included
-  std::uint32_t nextRecordOffset;  ///< 0 ends the chain
+  bool claimed;                          ///< by a class driver
+  std::uint8_t deviceType;               ///< INQUIRY byte 0, qualifier bits included
+  std::uint32_t nextRecordOffset;        ///< 0 ends the chain
+  std::array<std::uint8_t, 36> inquiry;  ///< standard INQUIRY data, zeros behind what was delivered
 };
 
 /// The answer to IOCTL_SCSI_GET_INQUIRY_DATA: SCSI_ADAPTER_BUS_INFO and per bus a chain of SCSI_INQUIRY_DATA.

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "device/execution.h"
+#include "device/patience.h"
 #include "device/port_driver.h"
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
@@ -42,6 +43,10 @@ UCHAR dataInFor(const GenericScsiCommand& cmd, std::uint32_t opcode) {
 }  // namespace
 
 ReturnCode ScsiTarget::scsiExecCDB(GenericScsiCommand& cmd) {
+  return sendPatiently(cmd, [&] { return sendByPort(cmd); });
+}
+
+ReturnCode ScsiTarget::sendByPort(GenericScsiCommand& cmd) {
   if (!beginExecution(*this, cmd, "ScsiTarget::scsiExecCDB")) return CMD_INVALID_HANDLE;
   takeModelTimeOut(*this, cmd);
   const std::uint32_t opcode = cmd.getCmdCode();

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "device/arrived_data.h"
+#include "device/scan_witness.h"
 #include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/device/target.h"
@@ -88,6 +89,7 @@ ReturnCode ScsiTarget::readStandardInquiry() {
   if (result != CMD_OK) {
     logger->logError("SCSI", 0, "ScsiTarget::open Inquiry cmd failed: (%d-%d-%d)", inquiry.getSenseKey(),
                      inquiry.getASC(), inquiry.getASCQ());
+    ScanWitness::refused(driverName, ERROR_IO_DEVICE);
     return result;
   }
   const auto data = arrivedData(*this, inquiry);

@@ -15,6 +15,7 @@
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/update/scan_bus.h"
 #include "scsi/device_types.h"
+#include "update/product_string.h"
 
 namespace {
 
@@ -141,24 +142,29 @@ bool isSecondVersion(ScsiTarget& target, std::string_view model) {
 
 }  // namespace
 
-char* getProductString(ScsiTarget* target, std::string& product) {
-  std::string vendor = target->getVendorName();
-  std::string model = target->getModelName();
+std::string productString(ScsiTarget& target, const std::function<bool()>& isInLibrary) {
+  std::string vendor = target.getVendorName();
+  std::string model = target.getModelName();
   trimString(vendor, WHITE_SPACE);
   trimString(model, WHITE_SPACE);
-  product = vendor + "-" + model;
+  std::string product = vendor + "-" + model;
 
-  const bool wasOpened = target->isOpened();
-  if (!wasOpened) target->openDevice();
-  if (target->getDeviceTyp() == SEQUENTIAL_ACCESS_DEVICE) {
-    product += std::string(":") + target->getInterfaceType();
+  const bool wasOpened = target.isOpened();
+  if (!wasOpened) target.openDevice();
+  if (target.getDeviceTyp() == SEQUENTIAL_ACCESS_DEVICE) {
+    product += std::string(":") + target.getInterfaceType();
     const FeatureBit* bit = automationReadyMode ? featureBitOf(model) : nullptr;
-    if (bit && isAutomationReady(*target, *bit)) product += ":AutomationReady";
-    if (libraryMode && isInsideLibrary(*target)) product += ":Library";
-    if (isSecondVersion(*target, model)) product += ":v2";
+    if (bit && isAutomationReady(target, *bit)) product += ":AutomationReady";
+    if (libraryMode && isInLibrary()) product += ":Library";
+    if (isSecondVersion(target, model)) product += ":v2";
   }
   logger->logDebug("MAIN", 0, "Productstring is <%s>", product.c_str());
-  if (!wasOpened) target->closeDevice();
+  if (!wasOpened) target.closeDevice();
+  return product;
+}
+
+char* getProductString(ScsiTarget* target, std::string& product) {
+  product = productString(*target, [&] { return isInsideLibrary(*target); });
   return product.data();
 }
 

@@ -45,6 +45,7 @@ class KIV_API QORScsiTarget : public ScsiTarget {
   int getInstanceNumber() const { return instanceNumber; }
 
  private:
+  ReturnCode sendByDriver(GenericScsiCommand& cmd);
   void fetchSense(GenericScsiCommand& cmd);
 
   std::int32_t instanceNumber = 0;

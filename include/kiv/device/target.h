@@ -149,4 +149,5 @@ class KIV_API ScsiTarget {
   ReturnCode readStandardInquiry();
   void readSerialNumber();
   void detectInterfaceType();
+  ReturnCode sendByPort(GenericScsiCommand& cmd);
 };
