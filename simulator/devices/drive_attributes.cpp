@@ -6,7 +6,7 @@
 namespace simulator {
 namespace {
 
-enum ServiceAction : std::uint8_t { values = 0, identifiers = 1, volumes = 2, partitions = 3 };
+enum ServiceAction : std::uint8_t { values = 0, identifiers = 1, volumes = 2, partitions = 3, supported = 5 };
 
 struct WritableAttribute {
   std::uint16_t id;
@@ -28,17 +28,12 @@ constexpr WritableAttribute writable[] = {
     {0x080C, 50, Attribute::Binary},  // volume coherency information
 };
 
-Attribute megabytes(std::uint64_t bytes) {
-  Attribute attribute{Attribute::Binary, true, {}};
-  put64(attribute.value, 0, bytes / 1'000'000);
-  return attribute;
-}
+std::uint64_t mebibytes(std::uint64_t bytes) { return bytes >> 20; }
 
 Bytes encode(std::uint16_t id, const Attribute& attribute) {
-  Bytes bytes(5);
-  put16(bytes, 0, id);
-  bytes[2] = static_cast<std::uint8_t>((attribute.readOnly ? 0x80 : 0) | attribute.format);
-  put16(bytes, 3, attribute.value.size());
+  Bytes bytes = bigEndian(2, id);
+  bytes.push_back(static_cast<std::uint8_t>(flag(attribute.readOnly, 7) | attribute.format));
+  append(bytes, bigEndian(2, attribute.value.size()));
   append(bytes, attribute.value);
   return bytes;
 }
@@ -46,43 +41,71 @@ Bytes encode(std::uint16_t id, const Attribute& attribute) {
 }  // namespace
 
 void VirtualDrive::addAttributeCommands() {
-  onReady(0x8C, {0xFF, 0x1F, 0, 0, 0, 0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x01, 0},
-          &VirtualDrive::readAttribute);
-  onReady(0x8D, {0xFF, 0x01, 0, 0, 0, 0xFF, 0, 0xFF, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
-          &VirtualDrive::writeAttribute);
+  for (const std::uint8_t action : {values, identifiers, volumes, partitions, supported}) {
+    const Bytes usage{0xFF, 0, 0, 0, 0, 0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x01, 0};
+    onServiceAction(0x8C, action, usage, &VirtualDrive::readAttribute);
+  }
+  onCommand(0x8D, {0xFF, 0x01, 0, 0, 0, 0xFF, 0, 0xFF, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
+            &VirtualDrive::writeAttribute);
 }
 
 const Partition& VirtualDrive::attributePartition(const ScsiRequest& request) {
+  checkReady();
   if (request.cdb[5] != 0) invalidField(5);  // there is one logical volume, number 0
   if (request.cdb[7] >= medium_->partitions().size()) invalidField(7);
   return medium_->partitions()[request.cdb[7]];
 }
 
-void VirtualDrive::readAttribute(ScsiRequest& request) {
-  const Partition& partition = attributePartition(request);
-  const std::uint8_t action = request.cdb[1] & 0x1F;
-  const std::uint16_t first = request.cdb16(8);
-  if (action == volumes || action == partitions) {
-    Bytes data(4);
-    put16(data, 0, 2);
-    data[3] = static_cast<std::uint8_t>(action == volumes ? 1 : medium_->partitions().size());
-    request.reply(std::move(data), request.cdb32(10));
-    return;
+/// What the memory holds, with what the drive knows at this moment.
+Attributes VirtualDrive::attributes(const Partition& partition) const {
+  const MediumUsage& usage = medium_->usage();
+  Attributes all = medium_->attributes();
+  std::uint64_t taken = 0;
+  for (const auto& [id, attribute] : all) taken += encode(id, attribute).size();
+  const struct {
+    std::uint16_t id;
+    std::size_t width;
+    std::uint64_t value;
+  } numbers[] = {
+      {0x0000, 8, mebibytes(partition.capacity - partition.used(partition.objects.size()))},  // remaining
+      {0x0001, 8, mebibytes(partition.capacity)},
+      {0x0002, 8, tapeAlerts()},
+      {0x0003, 8, usage.loads},
+      {0x0004, 8, memoryCapacity - std::min(memoryCapacity, taken)},  // space remaining in this memory
+      {0x0006, 1, medium_->options().densityCode},                    // as formatted
+      {0x0007, 2, usage.formats},
+      {0x0009, 4, usage.changes},  // volume change reference
+      {0x0220, 8, mebibytes(usage.written)},
+      {0x0221, 8, mebibytes(usage.read)},
+      {0x0222, 8, mebibytes(usage.writtenNow)},
+      {0x0223, 8, mebibytes(usage.readNow)},
+  };
+  for (const auto& row : numbers) all[row.id] = Attribute::number(row.width, row.value);
+  for (std::uint16_t i = 0; i < usage.drives.size(); ++i) {  // at the last loads, the latest first
+    all[static_cast<std::uint16_t>(0x020A + i)] = {Attribute::Ascii, true, usage.drives[i]};
   }
-  if (action != values && action != identifiers) invalidField(1);
-  auto all = medium_->attributes();
-  all[0x0000] = megabytes(partition.capacity - partition.used(partition.objects.size()));
-  all[0x0001] = megabytes(partition.capacity);
+  return all;
+}
+
+void VirtualDrive::readAttribute(ScsiRequest& request) {
+  Attributes all = attributes(attributePartition(request));
+  const std::uint8_t action = request.cdb[1];
+  const std::uint32_t allocation = request.cdb32(10);
+  if (action == volumes || action == partitions) {
+    const std::size_t count = action == volumes ? 1 : medium_->partitions().size();
+    return request.reply({0, 2, 0, static_cast<std::uint8_t>(count)}, allocation);
+  }
+  if (action == supported) {
+    for (const WritableAttribute& row : writable) all.try_emplace(row.id);
+  }
+  const auto first = all.find(request.cdb16(8));
+  if (first == all.end()) invalidField(8);
   Bytes data(4);
-  for (auto entry = all.lower_bound(first); entry != all.end(); ++entry) {
-    if (action == values) {
-      append(data, encode(entry->first, entry->second));
-    } else {
-      put16(data, data.size(), entry->first);
-    }
+  for (auto entry = first; entry != all.end(); ++entry) {
+    append(data, action == values ? encode(entry->first, entry->second) : bigEndian(2, entry->first));
   }
   put32(data, 0, data.size() - 4);
-  request.reply(std::move(data), request.cdb32(10));
+  request.reply(std::move(data), allocation);
 }
 
 void VirtualDrive::writeAttribute(ScsiRequest& request) {

@@ -12,9 +12,14 @@ void VirtualDrive::insert(std::unique_ptr<Medium> medium) {
 
 /// A cartridge is threaded: the tape stands at its beginning, and the mode pages tell of it.
 void VirtualDrive::mounted() {
-  partition_ = 0;
+  enterPartition(0);
   object_ = 0;
+  overwrite_ = Overwrite::Nothing;
   ++counters_.loads;
+  ++lifetime_.loads;
+  Bytes name = padded(8, options().vendor);
+  append(name, padded(32, options().serial));
+  medium_->noteLoad(std::move(name));
   showPartitions();
 }
 
@@ -24,18 +29,20 @@ void VirtualDrive::insertBlank() {
                                                 .capacity = std::uint64_t{model_.capacity} * 1'000'000}));
 }
 
-std::unique_ptr<Medium> VirtualDrive::remove() {
+/// Its keys may be meant for this cartridge only.
+void VirtualDrive::demounted() {
   loaded_ = false;
+  if (encryption_.clearOnDemount) encryption_ = {};
+}
+
+std::unique_ptr<Medium> VirtualDrive::remove() {
+  demounted();
   jammed_ = false;
   return std::move(medium_);
 }
 
 void VirtualDrive::addCartridgeCommands() {
   onCommand(0x1B, {0xFF, 0x01, 0, 0, 0x07, 0}, &VirtualDrive::loadUnload);
-  onCommand(0x1E, {0xFF, 0, 0, 0, 0x03, 0}, [this](ScsiRequest& request) {
-    if (request.cdb[4] > 1) invalidField(4);
-    removalPrevented_ = request.cdb[4] == 1;
-  });
 }
 
 // LOAD UNLOAD (SSC-4 7.2): an unloaded cartridge stays at hand, LOAD takes it in again.
@@ -47,7 +54,7 @@ void VirtualDrive::loadUnload(ScsiRequest& request) {
     if (load) refuse(2, 0x3A, 0x00);
     return;
   }
-  if (!load && removalPrevented_) refuse(5, 0x53, 0x02);
+  if (!load && (removalPrevented() || drive_.removalPrevented)) refuse(5, 0x53, 0x02);
   const std::int64_t takes = std::int64_t{drive_.loadSeconds} * 1000;
   const bool immediate = request.cdb[1] & 0x01;
   if (!immediate) request.duration += takes;
@@ -56,8 +63,9 @@ void VirtualDrive::loadUnload(ScsiRequest& request) {
     refuse(4, 0x53, 0x00);
   }
   if (immediate) readyAt_ = room().clock().milliseconds() + takes;
-  if (load && !loaded_) mounted();
-  loaded_ = load;
+  if (!load) return demounted();
+  if (!loaded_) mounted();
+  loaded_ = true;
 }
 
 }  // namespace simulator

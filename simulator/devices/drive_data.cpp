@@ -1,5 +1,6 @@
 // Reading, writing, filemarks and erasing (SSC-4 chapters 5 and 6).
 #include <algorithm>
+#include <utility>
 
 #include "simulator/room/room.h"
 
@@ -29,6 +30,8 @@ void VirtualDrive::addDataCommands() {
   onReady(0x19, {0xFF, 0x03, 0, 0, 0, 0}, &VirtualDrive::erase);
   onReady(0x04, {0xFF, 0x03, 0x0F, 0xFF, 0xFF, 0}, &VirtualDrive::formatMedium);
   onReady(0x0B, {0xFF, 0x01, 0, 0xFF, 0xFF, 0}, &VirtualDrive::setCapacity);
+  onReady(0x82, {0xFF, 0, 0x0F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0},
+          &VirtualDrive::allowOverwrite);
   onCommand(0x05, {0xFF, 0, 0, 0, 0, 0}, [](ScsiRequest& request) {
     Bytes limits(6);
     put24(limits, 1, maximumBlockLength);
@@ -45,6 +48,35 @@ const TapeObject* VirtualDrive::objectHere() {
 
 void VirtualDrive::checkWritable() const {
   if (medium_->options().writeProtected) refuse(7, 0x27, 0x00);
+  // A drive writes its own generation and the one before.
+  if (generationOf(medium_->options().densityCode) + 1 < model_.generation) refuse(7, 0x30, 0x05);
+}
+
+void VirtualDrive::checkReadable(const TapeObject& block) const {
+  constexpr std::uint8_t disabled = 0, raw = 1, decryptOnly = 2;
+  const std::uint8_t mode = encryption_.decryptionMode;
+  if (block.key == 0 && mode == decryptOnly) refuse(7, 0x74, 0x02);
+  if (block.key == 0 || mode == raw) return;
+  if (mode == disabled) refuse(7, 0x74, 0x01);
+  if (block.key != encryption_.key) refuse(7, 0x74, 0x03);
+}
+
+/// In append-only mode what is on the tape stays, unless the host allowed this overwriting just before.
+void VirtualDrive::checkOverwrite(Overwrite needed) {
+  const bool appendOnly = modes_.has(0x10, 0x01) && modes_.current(0x10, 0x01)[5] >> 4 == 1;
+  const bool atEnd = needed == Overwrite::Here && object_ == partition().objects.size();
+  const bool allowed = std::exchange(overwrite_, Overwrite::Nothing) == needed;
+  if (appendOnly && !atEnd && !allowed) refuse(7, 0x30, 0x0C);
+}
+
+void VirtualDrive::allowOverwrite(ScsiRequest& request) {
+  if (request.cdb[2] > static_cast<std::uint8_t>(Overwrite::Format)) invalidField(2);
+  const auto asked = static_cast<Overwrite>(request.cdb[2]);
+  if (asked == Overwrite::Here) {
+    if (request.cdb[3] != partition_) invalidField(3);
+    if (request.cdb64(4) != object_) invalidField(4);
+  }
+  overwrite_ = asked;
 }
 
 /// Block length and count of a command with a FIXED bit. A variable-length command moves one block.
@@ -66,6 +98,7 @@ void VirtualDrive::passBlocks(const Transfer& transfer, bool suppressLength, Act
     const std::uint32_t residual = transfer.fixed ? transfer.blocks - done : transfer.blockLength;
     const TapeObject* object = objectHere();
     if (!object) throw CheckCondition{endOfData(residual)};
+    checkReadable(*object);
     ++object_;
     if (object->filemark) throw CheckCondition{filemarkDetected(residual)};
     const std::size_t size = object->data.size();
@@ -89,6 +122,7 @@ void VirtualDrive::read(ScsiRequest& request) {
                                               std::min<std::size_t>(block.size(), transfer.blockLength)));
   });
   counters_.bytesRead += request.dataIn.size();
+  medium_->noteRead(request.dataIn.size());
 }
 
 void VirtualDrive::verify(ScsiRequest& request) {
@@ -133,13 +167,15 @@ void VirtualDrive::warnEarly() {
 void VirtualDrive::write(ScsiRequest& request) {
   checkWritable();
   const Transfer transfer = transferOf(request);
+  checkOverwrite(Overwrite::Here);
   auto data = request.parameterList(std::size_t{transfer.blocks} * transfer.blockLength);
   for (std::uint32_t done = 0; done < transfer.blocks; ++done) {
     const auto block = data.first(transfer.blockLength);
-    put({.data = Bytes(block.begin(), block.end())},
+    put({.data = Bytes(block.begin(), block.end()), .key = encryption_.mode == 0 ? 0 : encryption_.key},
         transfer.fixed ? transfer.blocks - done : transfer.blockLength);
     data = data.subspan(transfer.blockLength);
     counters_.bytesWritten += transfer.blockLength;
+    medium_->noteWritten(transfer.blockLength);
   }
   if (transfer.blocks > 0) warnEarly();
 }
@@ -147,23 +183,28 @@ void VirtualDrive::write(ScsiRequest& request) {
 void VirtualDrive::writeFilemarks(ScsiRequest& request) {
   checkWritable();
   const std::uint32_t count = request.cdb24(2);
+  if (count > 0) checkOverwrite(Overwrite::Here);
   for (std::uint32_t done = 0; done < count; ++done) put({.filemark = true}, count - done);
   if (count > 0) warnEarly();
 }
 
 void VirtualDrive::erase(ScsiRequest& request) {
   checkWritable();
+  checkOverwrite(Overwrite::Here);
   partition().objects.resize(object_);
   const bool isLong = request.cdb[1] & 0x01;
   const bool immediate = request.cdb[1] & 0x02;
   if (isLong && !immediate) request.duration += std::int64_t{drive_.eraseSeconds} * 1000;
 }
 
-// SET CAPACITY leaves a share of the tape, in 65535ths, and makes one partition of it.
+// SET CAPACITY leaves a share of the tape, in 65535ths, and makes one partition of it; a twentieth stays
+// always.
 void VirtualDrive::setCapacity(ScsiRequest& request) {
   checkWritable();
   if (partition_ != 0 || object_ != 0) refuse(5, 0x3B, 0x0C);
-  medium_->format({medium_->options().capacity / 0xFFFF * request.cdb16(3)});
+  checkOverwrite(Overwrite::Format);
+  const std::uint64_t whole = medium_->options().capacity;
+  medium_->format({std::max(whole / 0xFFFF * request.cdb16(3), whole / 20)});
   showPartitions();
 }
 

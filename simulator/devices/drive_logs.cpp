@@ -1,123 +1,128 @@
-// LOG SENSE and LOG SELECT (SPC-4 6.8, 6.7) with the log pages of a tape drive (SSC-4 8.2).
+// The log pages of a tape drive (SSC-4 8.2, ADC-3 6.1), and LOG SELECT (SPC-4 6.7).
 #include <algorithm>
 
 #include "simulator/room/room.h"
 
 namespace simulator {
-namespace {
 
-LogParameter counter(std::uint16_t code, std::uint64_t value, std::size_t width = 8) {
-  Bytes bytes;
-  put64(bytes, 0, value);
-  return {code, 0x00, Bytes(bytes.end() - static_cast<std::ptrdiff_t>(width), bytes.end())};
-}
-
-/// A parameter that is a list of bits or the like, not a counter: format and linking 11b.
-LogParameter list(std::uint16_t code, Bytes bytes) { return {code, 0x03, std::move(bytes)}; }
-
-Bytes encode(const std::vector<LogParameter>& parameters, std::uint16_t from) {
-  Bytes data;
-  for (const LogParameter& parameter : parameters) {
-    if (parameter.code < from) continue;
-    Bytes entry(4);
-    put16(entry, 0, parameter.code);
-    entry[2] = parameter.control;
-    entry[3] = static_cast<std::uint8_t>(parameter.value.size());
-    append(data, entry);
-    append(data, parameter.value);
-  }
-  return data;
-}
-
-}  // namespace
+constexpr std::uint64_t megabyte = 1'000'000;
+constexpr std::uint64_t mebibyte = 1 << 20;
+constexpr int hardwareA = 30;  // TapeAlert: a fault that a reset may cure
+constexpr std::uint8_t degrees = 31;
+constexpr std::uint8_t referenceDegrees = 60;
 
 void VirtualDrive::addLogCommands() {
-  onCommand(0x4D, {0xFF, 0x03, 0xFF, 0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0}, &VirtualDrive::logSense);
+  const auto errorCounters = [](std::uint64_t bytes) {
+    return counters({{0x0002, 8, 0}, {0x0003, 8, 0}, {0x0005, 8, bytes}, {0x0006, 8, 0}});
+  };
+  onLogPage(0x02, [this, errorCounters] { return errorCounters(counters_.bytesWritten); });
+  onLogPage(0x03, [this, errorCounters] { return errorCounters(counters_.bytesRead); });
+  onLogPage(0x0C, [this] {  // bytes from and to the initiator, cleaning
+    return counters({{0x0000, 8, counters_.bytesWritten},
+                     {0x0001, 8, counters_.bytesWritten},
+                     {0x0002, 8, counters_.bytesRead},
+                     {0x0003, 8, counters_.bytesRead},
+                     {0x0100, 4, 0}});
+  });
+  onLogPage(0x0D, [] { return LogParameters{list(0, {0, degrees}), list(1, {0, referenceDegrees})}; });
+  onLogPage(0x11, [this] { return LogParameters{list(0, deviceStatus())}; });
+  onLogPage(0x12, [this] { return LogParameters{list(0, bigEndian(8, tapeAlerts()))}; });
+  onLogPage(0x14, [this] {  // what the drive did in its life, and since its counters were reset
+    const auto hours = static_cast<std::uint64_t>(room().clock().elapsed() / 3'600'000);
+    const std::string& serial = options().serial;
+    LogParameters parameters = counters({{0x0000, 4, lifetime_.loads},
+                                         {0x0001, 4, 0},      // cleaning operations
+                                         {0x0002, 4, hours},  // powered on
+                                         {0x0003, 4, 0},      // of motion
+                                         {0x0004, 4, 0},      // metres of tape
+                                         {0x0008, 4, 0},      // hours of motion since it was cleaned
+                                         {0x000C, 4, lifetime_.powerCycles},
+                                         {0x000D, 4, counters_.loads},
+                                         {0x000E, 4, 0},    // hard write errors
+                                         {0x000F, 4, 0}});  // hard read errors
+    const Bytes text(serial.begin(), serial.end());
+    parameters.push_back({0x0040, 0x01, text});  // the manufacturer's, the drive's
+    parameters.push_back({0x0041, 0x01, text});
+    parameters.push_back(list(0x0080, {flag(removalPrevented(), 0)}));
+    parameters.push_back(list(0x0081, {0}));  // never too hot
+    return parameters;
+  });
+  onLogPage(0x16, [this] { return diagnosticData(); });
+  onLogPage(0x17, [this] {  // page valid, thread count
+    return counters({{0x0000, 4, loaded()}, {0x0001, 4, counters_.loads}});
+  });
+  // Ratios in hundredths, then megabytes and the bytes left over: to the host, from tape, from the host, to
+  // tape.
+  const auto compression = [this] {
+    const std::uint64_t in = counters_.bytesRead;
+    const std::uint64_t out = counters_.bytesWritten;
+    return counters({{0x0000, 2, 100},
+                     {0x0001, 2, 100},
+                     {0x0002, 4, in / megabyte},
+                     {0x0003, 4, in % megabyte},
+                     {0x0004, 4, in / megabyte},
+                     {0x0005, 4, in % megabyte},
+                     {0x0006, 4, out / megabyte},
+                     {0x0007, 4, out % megabyte},
+                     {0x0008, 4, out / megabyte},
+                     {0x0009, 4, out % megabyte}});
+  };
+  onLogPage(0x1B, [this, compression] {
+    LogParameters parameters = compression();
+    parameters.push_back(list(0x0100, {flag(modes_.current(0x0F)[2] & 0x80, 0)}));
+    return parameters;
+  });
+  onLogPage(0x32, compression);
+  onLogPage(0x31, [this] { return capacities(); });
+  onLogPage(0x37, [this] {  // the maker's performance counters: loads, bytes moved
+    return counters({{0x0000, 8, counters_.loads},
+                     {0x0001, 8, counters_.bytesWritten},
+                     {0x0002, 8, counters_.bytesRead}});
+  });
   onCommand(0x4C, {0xFF, 0x03, 0xFF, 0xFF, 0, 0, 0, 0xFF, 0xFF, 0}, &VirtualDrive::logSelect);
 }
 
-/// The pages that the drive makes up from what it did. A page set with setLogPage stands in front of its own.
-std::optional<std::vector<LogParameter>> VirtualDrive::logPage(std::uint8_t page) const {
-  if (const auto own = logPages_.find(page); own != logPages_.end()) return own->second;
-  const std::uint64_t megabyte = 1'000'000;
-  switch (page) {
-    case 0x02:  // write error counters: total processed, uncorrected
-      return std::vector{counter(0x0002, 0), counter(0x0003, 0), counter(0x0005, counters_.bytesWritten),
-                         counter(0x0006, 0)};
-    case 0x03:  // read error counters
-      return std::vector{counter(0x0002, 0), counter(0x0003, 0), counter(0x0005, counters_.bytesRead),
-                         counter(0x0006, 0)};
-    case 0x0C:  // sequential-access device: bytes from and to the initiator, cleaning
-      return std::vector{counter(0x0000, counters_.bytesWritten), counter(0x0001, counters_.bytesWritten),
-                         counter(0x0002, counters_.bytesRead), counter(0x0003, counters_.bytesRead),
-                         counter(0x0100, 0, 4)};
-    case 0x11: {  // device status: very high frequency data
-      Bytes status(4);
-      status[0] = static_cast<std::uint8_t>((loaded() ? 0x03 : 0) | (removalPrevented_ ? 0x80 : 0));
-      return std::vector{list(0x0000, std::move(status))};
-    }
-    case 0x17:  // volume statistics: page valid, thread count
-      return std::vector{counter(0x0000, loaded(), 4), counter(0x0001, counters_.loads, 4)};
-    case 0x2E: {  // TapeAlert: 64 flags
-      std::vector<LogParameter> flags;
-      for (std::uint16_t flag = 1; flag <= 64; ++flag) flags.push_back(list(flag, {0}));
-      return flags;
-    }
-    case 0x31: {  // tape capacity: remaining and maximum of the main and the alternate partition, megabytes
-      std::vector<LogParameter> sizes;
-      for (std::uint16_t i = 0; i < 2; ++i) {
-        const bool there = loaded() && i < medium_->partitions().size();
-        const Partition none;
-        const Partition& partition = there ? medium_->partitions()[i] : none;
-        const std::uint64_t used = partition.used(partition.objects.size());
-        sizes.push_back(
-            counter(static_cast<std::uint16_t>(i + 1), (partition.capacity - used) / megabyte, 4));
-        sizes.push_back(counter(static_cast<std::uint16_t>(i + 3), partition.capacity / megabyte, 4));
-      }
-      std::sort(sizes.begin(), sizes.end(), [](const auto& a, const auto& b) { return a.code < b.code; });
-      return sizes;
-    }
-    case 0x32:  // data compression: ratios in hundredths, megabytes to and from tape
-      return std::vector{counter(0x0000, 100, 2),
-                         counter(0x0001, 100, 2),
-                         counter(0x0002, counters_.bytesRead / megabyte, 4),
-                         counter(0x0004, counters_.bytesRead / megabyte, 4),
-                         counter(0x0006, counters_.bytesWritten / megabyte, 4),
-                         counter(0x0008, counters_.bytesWritten / megabyte, 4)};
-    case 0x37:  // the maker's performance counters: loads, bytes moved
-      return std::vector{counter(0x0000, counters_.loads), counter(0x0001, counters_.bytesWritten),
-                         counter(0x0002, counters_.bytesRead)};
-    default:
-      return std::nullopt;
-  }
+std::uint64_t VirtualDrive::tapeAlerts() const { return jammed_ ? std::uint64_t{1} << (64 - hardwareA) : 0; }
+
+/// Very high frequency data, as a library asks for them.
+Bytes VirtualDrive::deviceStatus() const {
+  const bool initialized = room().clock().milliseconds() >= readyAt_;
+  const bool compresses = modes_.has(0x0F) && (modes_.current(0x0F)[2] & 0x80);
+  const bool isProtected = medium_ && medium_->options().writeProtected;
+  const int first = flag(removalPrevented() || drive_.removalPrevented, 7) | flag(loaded(), 5) |
+                    flag(compresses, 4) | flag(isProtected, 3) |
+                    flag(initialized, 0);  // PAMR, MACC, CMPR, WRTP, DINIT
+  const int second = flag(!loaded(), 5) | flag(medium_ != nullptr, 4) | flag(loaded(), 1) |
+                     flag(loaded(), 0);  // RAA, MPRSNT, MTHRD, MOUNTED
+  return {static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(second), 0, 0};
 }
 
-void VirtualDrive::logSense(ScsiRequest& request) {
-  const std::uint8_t page = request.cdb[2] & 0x3F;
-  const std::uint8_t subpage = request.cdb[3];
-  const std::uint16_t pointer = request.cdb16(5);
-  if (request.cdb[1] & 0x02) invalidField(1);  // parameters changed since the last LOG SENSE
-  Bytes content;
-  if (page == 0x00) {
-    if (subpage != 0 && subpage != 0xFF) invalidField(3);
-    for (int code = 0; code < 0x3F; ++code) {
-      const auto candidate = static_cast<std::uint8_t>(code);
-      if (code != 0 && !logPage(candidate)) continue;
-      content.push_back(candidate);
-      if (subpage == 0xFF) content.push_back(0);
-    }
-  } else {
-    const auto parameters = logPage(page);
-    if (!parameters || subpage != 0) invalidField(parameters ? 3 : 2);
-    if (pointer > 0 && (parameters->empty() || pointer > parameters->back().code)) invalidField(5);
-    content = encode(*parameters, pointer);
+/// One entry for the cartridge that could not be unloaded, none for a drive that never failed.
+LogParameters VirtualDrive::diagnosticData() const {
+  if (!jammed_) return {};
+  Bytes entry(68);
+  entry[2] = medium_->options().densityCode;
+  entry[3] = medium_->type();
+  entry[9] = 4;
+  entry[10] = 0x53;
+  putText(entry, 16, 4, level());
+  entry[24] = 0x1B;  // the command that failed
+  putText(entry, 28, 32, medium_->options().serial);
+  const Bytes now = timestamp();
+  std::copy(now.begin(), now.end(), entry.begin() + 60);
+  return {list(0x0000, std::move(entry))};
+}
+
+/// Remaining and maximum capacity of the main and the alternate partition, in mebibytes.
+LogParameters VirtualDrive::capacities() const {
+  std::uint64_t remaining[2]{};
+  std::uint64_t maximum[2]{};
+  for (std::size_t i = 0; loaded() && i < std::min<std::size_t>(2, medium_->partitions().size()); ++i) {
+    const Partition& partition = medium_->partitions()[i];
+    maximum[i] = partition.capacity / mebibyte;
+    remaining[i] = (partition.capacity - partition.used(partition.objects.size())) / mebibyte;
   }
-  Bytes data(4);
-  data[0] = static_cast<std::uint8_t>(page | (subpage ? 0x40 : 0));
-  data[1] = subpage;
-  put16(data, 2, content.size());
-  append(data, content);
-  request.reply(std::move(data), request.cdb16(7));
+  return counters({{1, 4, remaining[0]}, {2, 4, remaining[1]}, {3, 4, maximum[0]}, {4, 4, maximum[1]}});
 }
 
 void VirtualDrive::logSelect(ScsiRequest& request) {
@@ -128,14 +133,11 @@ void VirtualDrive::logSelect(ScsiRequest& request) {
   // Thresholds and counters may be given; the drive looks at their form only.
   for (std::size_t at = 0; at < list.size();) {
     if (at + 4 > list.size()) parameterListLengthError();
-    if (!logPage(list[at] & 0x3F)) invalidParameter(static_cast<std::uint16_t>(at));
+    if (!hasLogPage(list[at] & 0x3F)) invalidParameter(static_cast<std::uint16_t>(at));
     at += 4 + readNumber(list, at + 2, 2);
     if (at > list.size()) parameterListLengthError();
   }
-  if (reset) {
-    counters_ = {};
-    logPages_.clear();
-  }
+  if (reset) counters_ = {};
 }
 
 }  // namespace simulator

@@ -9,6 +9,7 @@ namespace simulator {
 struct DriveModel {
   std::string_view marker;   ///< what the product identification contains
   std::uint8_t generation;   ///< LTO generation
+  std::uint8_t oldest;       ///< generation of the oldest cartridges that it reads
   std::uint8_t densityCode;  ///< primary density code
   std::uint32_t bitsPerMillimetre;
   std::uint16_t tracks;
@@ -24,5 +25,7 @@ struct DriveModel {
 
 /// The model that a product identification names; the sixth generation serves for names that are not listed.
 const DriveModel& driveModel(std::string_view product);
+/// The generation of a cartridge with this primary density code; 0 for one that is not listed.
+std::uint8_t generationOf(std::uint8_t densityCode);
 
 }  // namespace simulator

@@ -1,4 +1,4 @@
-// MODE SENSE(6) and MODE SELECT(6) of a drive, and its mode pages (SSC-4 8.3).
+// The mode pages of a drive (SSC-4 8.3), and MODE SELECT in both its forms (SPC-4 6.9, 6.10).
 #include <algorithm>
 
 #include "simulator/room/room.h"
@@ -56,7 +56,6 @@ Bytes content(const PageRow& row, const std::vector<std::pair<std::uint8_t, std:
   return bytes;
 }
 
-constexpr std::size_t headerSize = 4;
 constexpr std::size_t blockDescriptorSize = 8;
 
 }  // namespace
@@ -68,39 +67,33 @@ void VirtualDrive::addModeCommands() {
   }
   addPartitionPage();
   onCommand(0x1A, {0xFF, 0x08, 0xFF, 0xFF, 0xFF, 0}, &VirtualDrive::modeSense);
+  onCommand(0x5A, {0xFF, 0x08, 0xFF, 0xFF, 0, 0, 0, 0xFF, 0xFF, 0}, &VirtualDrive::modeSense);
   onCommand(0x15, {0xFF, 0x11, 0, 0, 0xFF, 0}, &VirtualDrive::modeSelect);
+  onCommand(0x55, {0xFF, 0x11, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0}, &VirtualDrive::modeSelect);
 }
 
-void VirtualDrive::modeSense(ScsiRequest& request) {
-  if (modes_.has(0x10)) modes_.current(0x10)[3] = partition_;
-  const Bytes pages = modes_.sense(request.cdb[2] >> 6, request.cdb[2] & 0x3F, request.cdb[3]);
-  const bool withDescriptor = !(request.cdb[1] & 0x08);
-  const bool changeable = request.cdb[2] >> 6 == 1;
-  Bytes data(headerSize);
-  data[2] = static_cast<std::uint8_t>((medium_ && medium_->options().writeProtected ? 0x80 : 0) |
-                                      bufferedMode_ << 4);
-  if (withDescriptor) {
-    data[3] = blockDescriptorSize;
-    Bytes descriptor(blockDescriptorSize);
-    descriptor[0] = medium_ ? medium_->options().densityCode : model_.densityCode;
-    put24(descriptor, 5, changeable ? 0xFFFFFF : blockLength_);
-    append(data, descriptor);
-  }
-  append(data, pages);
-  data[0] = static_cast<std::uint8_t>(std::min<std::size_t>(data.size() - 1, 0xFF));
-  request.reply(std::move(data), request.cdb[4]);
+MediumDevice::ModeHeader VirtualDrive::modeHeader(bool changeable) const {
+  Bytes descriptor(blockDescriptorSize);
+  descriptor[0] = medium_ ? medium_->options().densityCode : model_.densityCode;
+  put24(descriptor, 5, changeable ? 0xFFFFFF : blockLength_);
+  const bool isProtected = medium_ && medium_->options().writeProtected;
+  return {.mediumType = medium_ ? medium_->type() : std::uint8_t{0},
+          .deviceSpecific = static_cast<std::uint8_t>(flag(isProtected, 7) | bufferedMode_ << 4),
+          .blockDescriptors = std::move(descriptor)};
 }
 
 void VirtualDrive::modeSelect(ScsiRequest& request) {
-  const std::size_t length = request.cdb[4];
-  const auto list = request.parameterList(length);
+  const bool ten = request.operation() == 0x55;
+  const std::uint16_t headerSize = ten ? 8 : 4;
+  const auto list = request.parameterList(ten ? request.cdb16(7) : request.cdb[4]);
   if (list.empty()) return;
   if (list.size() < headerSize) parameterListLengthError();
-  if (list[0] != 0) invalidParameter(0);  // the mode data length is reserved in MODE SELECT
-  const auto buffered = static_cast<std::uint8_t>(list[2] >> 4 & 7);
-  if (buffered > 1 || (list[2] & 0x0F)) invalidParameter(2);
-  const std::size_t descriptorLength = list[3];
-  if (descriptorLength != 0 && descriptorLength != blockDescriptorSize) invalidParameter(3);
+  if (readNumber(list, 0, ten ? 2 : 1) != 0) invalidParameter(0);  // the mode data length is reserved here
+  const std::uint16_t specificAt = ten ? 3 : 2;
+  const auto buffered = static_cast<std::uint8_t>(list[specificAt] >> 4 & 7);
+  if (buffered > 1 || (list[specificAt] & 0x0F)) invalidParameter(specificAt);
+  const std::size_t descriptorLength = ten ? readNumber(list, 6, 2) : list[3];
+  if (descriptorLength != 0 && descriptorLength != blockDescriptorSize) invalidParameter(ten ? 6 : 3);
   if (list.size() < headerSize + descriptorLength) parameterListLengthError();
   std::uint32_t blockLength = blockLength_;
   if (descriptorLength != 0) {
@@ -110,8 +103,8 @@ void VirtualDrive::modeSelect(ScsiRequest& request) {
         !(medium_ && density == medium_->options().densityCode)) {
       invalidParameter(headerSize);
     }
-    blockLength = static_cast<std::uint32_t>(readNumber(list, headerSize + 5, 3));
-    if (blockLength > maximumBlockLength) invalidParameter(headerSize + 5);
+    blockLength = static_cast<std::uint32_t>(readNumber(list, headerSize + 5u, 3));
+    if (blockLength > maximumBlockLength) invalidParameter(static_cast<std::uint16_t>(headerSize + 5));
   }
   ModePages changed = modes_;
   changed.select(list, headerSize + descriptorLength, request.cdb[1] & 0x01);

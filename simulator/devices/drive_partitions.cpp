@@ -113,6 +113,7 @@ void VirtualDrive::formatMedium(ScsiRequest& request) {
   if (request.cdb16(3) != 0) invalidField(3);  // no parameter list
   checkWritable();
   if (partition_ != 0 || object_ != 0) refuse(5, 0x3B, 0x0C);
+  checkOverwrite(Overwrite::Format);
   const bool byPage = format != 0 && modes_.has(0x11);
   medium_->format(byPage ? partitionSizes(modes_.current(0x11)) : std::vector{medium_->options().capacity});
   showPartitions();

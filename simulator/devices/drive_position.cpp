@@ -6,20 +6,30 @@
 namespace simulator {
 namespace {
 
-Sense beginning(std::uint32_t residual) {
-  return {.key = 0, .asc = 0x00, .ascq = 0x04, .information = residual, .endOfMedium = true};
+/// INFORMATION has four bytes; a count that does not fit is not told.
+std::optional<std::uint32_t> residual(std::uint64_t left) {
+  if (left > 0xFFFFFFFF) return std::nullopt;
+  return static_cast<std::uint32_t>(left);
+}
+
+Sense beginning(std::uint64_t left) {
+  return {.key = 0, .asc = 0x00, .ascq = 0x04, .information = residual(left), .endOfMedium = true};
 }
 
 }  // namespace
 
 void VirtualDrive::addPositionCommands() {
   onReady(0x01, {0xFF, 0x01, 0, 0, 0, 0}, [this](ScsiRequest&) { object_ = 0; });
-  onReady(0x11, {0xFF, 0x0F, 0xFF, 0xFF, 0xFF, 0}, [this](ScsiRequest& request) {
+  const auto spaceBy = [this](ScsiRequest& request, std::int64_t count) {
     const std::uint8_t code = request.cdb[1] & 0x0F;
     if (code > static_cast<std::uint8_t>(SpaceCode::EndOfData)) invalidField(1);
-    const auto count = static_cast<std::int32_t>(request.cdb24(2) << 8) >> 8;  // the sign is bit 23
     space(static_cast<SpaceCode>(code), count);
+  };
+  onReady(0x11, {0xFF, 0x0F, 0xFF, 0xFF, 0xFF, 0}, [=](ScsiRequest& request) {
+    spaceBy(request, static_cast<std::int32_t>(request.cdb24(2) << 8) >> 8);  // the sign is bit 23
   });
+  onReady(0x91, {0xFF, 0x0F, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0},
+          [=](ScsiRequest& request) { spaceBy(request, static_cast<std::int64_t>(request.cdb64(4))); });
   onReady(0x2B, {0xFF, 0x07, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0xFF, 0}, [this](ScsiRequest& request) {
     if (request.cdb[1] & 0x04) invalidField(1);  // a block address of the device's own
     locate(request.cdb[1] & 0x02 ? request.cdb[8] : partition_, request.cdb32(3));
@@ -29,18 +39,23 @@ void VirtualDrive::addPositionCommands() {
   onReady(0x34, {0xFF, 0x1F, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0}, &VirtualDrive::readPosition);
 }
 
-void VirtualDrive::space(SpaceCode code, std::int32_t count) {
+void VirtualDrive::enterPartition(std::size_t number) {
+  partition_ = static_cast<std::uint8_t>(number);
+  if (modes_.has(0x10)) modes_.current(0x10)[3] = partition_;  // device configuration: active partition
+}
+
+void VirtualDrive::space(SpaceCode code, std::int64_t count) {
   const auto& objects = partition().objects;
   if (code == SpaceCode::EndOfData) {
     object_ = objects.size();
     return;
   }
   const bool forward = count >= 0;
-  auto left = static_cast<std::uint32_t>(forward ? count : -count);
-  const std::uint32_t wanted = left;
+  auto left = forward ? static_cast<std::uint64_t>(count) : 0 - static_cast<std::uint64_t>(count);
+  const std::uint64_t wanted = left;
   while (left > 0) {
     if (forward && object_ >= objects.size()) {
-      throw CheckCondition{{.key = 8, .asc = 0x00, .ascq = 0x05, .information = left}};
+      throw CheckCondition{{.key = 8, .asc = 0x00, .ascq = 0x05, .information = residual(left)}};
     }
     if (!forward && object_ == 0) throw CheckCondition{beginning(left)};
     const bool filemark = objects[forward ? object_ : object_ - 1].filemark;
@@ -48,7 +63,8 @@ void VirtualDrive::space(SpaceCode code, std::int32_t count) {
     switch (code) {
       case SpaceCode::Blocks:
         if (filemark) {
-          throw CheckCondition{{.key = 0, .asc = 0x00, .ascq = 0x01, .information = left, .filemark = true}};
+          throw CheckCondition{
+              {.key = 0, .asc = 0x00, .ascq = 0x01, .information = residual(left), .filemark = true}};
         }
         --left;
         break;
@@ -63,7 +79,7 @@ void VirtualDrive::space(SpaceCode code, std::int32_t count) {
 
 void VirtualDrive::locate(std::size_t partition, std::uint64_t object) {
   if (partition >= medium_->partitions().size()) invalidField(3);
-  partition_ = static_cast<std::uint8_t>(partition);
+  enterPartition(partition);
   const std::size_t end = VirtualDrive::partition().objects.size();
   object_ = static_cast<std::size_t>(std::min<std::uint64_t>(object, end));
   if (object > end) refuse(8, 0x00, 0x05);

@@ -1,5 +1,4 @@
-// What a drive reports about itself: densities, timestamp, encryption, diagnostics, and the maker's own
-// commands.
+// What a drive reports about itself: densities, timestamp, diagnostics, and the maker's own commands.
 #include <algorithm>
 
 #include "simulator/room/room.h"
@@ -8,7 +7,6 @@ namespace simulator {
 namespace {
 
 constexpr std::uint8_t makersPage = 0x80;  // the maker's diagnostic page
-constexpr std::uint8_t encryptionProtocol = 0x20;
 
 Bytes densityDescriptor(const DriveModel& model, bool writable, bool isDefault) {
   Bytes bytes(52);
@@ -24,16 +22,37 @@ Bytes densityDescriptor(const DriveModel& model, bool writable, bool isDefault) 
   return bytes;
 }
 
+Bytes mediumTypeDescriptor(const DriveModel& model) {
+  Bytes bytes(56);
+  bytes[0] = static_cast<std::uint8_t>(model.generation << 4 | 0x08);
+  put16(bytes, 2, bytes.size() - 4);
+  bytes[4] = 1;  // density codes
+  bytes[5] = model.densityCode;
+  put16(bytes, 14, 127);  // medium width, tenths of a millimetre
+  put16(bytes, 16, 846);  // length, metres
+  putText(bytes, 20, 8, "LTO-CVE");
+  putText(bytes, 28, 8, "Ultrium");
+  putText(bytes, 36, 20, "Ultrium " + std::to_string(model.generation) + " Data");
+  return bytes;
+}
+
 }  // namespace
 
 void VirtualDrive::addReportCommands() {
   onCommand(0x44, {0xFF, 0x03, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0}, &VirtualDrive::reportDensities);
-  onCommand(0xA3, {0xFF, 0x1F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
-            &VirtualDrive::reportTimestamp);
-  onCommand(0xA2, {0xFF, 0xFF, 0xFF, 0xFF, 0x80, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
-            &VirtualDrive::securityProtocolIn);
-  onCommand(0xB5, {0xFF, 0xFF, 0xFF, 0xFF, 0x80, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
-            &VirtualDrive::securityProtocolOut);
+  onServiceAction(0xA3, 0x0F, {0xFF, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
+                  [this](ScsiRequest& request) {
+                    Bytes data = bigEndian(2, 10);
+                    append(data, timestamp());
+                    data.resize(12);
+                    request.reply(std::move(data), request.cdb32(6));
+                  });
+  onServiceAction(0xA4, 0x0F, {0xFF, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
+                  [this](ScsiRequest& request) {
+                    if (request.cdb32(6) != 12) parameterListLengthError();
+                    timestampSet_ = readNumber(request.parameterList(12), 4, 6);
+                    timestampSince_ = room().clock().milliseconds();
+                  });
   onCommand(0x1D, {0xFF, 0xF7, 0, 0xFF, 0xFF, 0}, &VirtualDrive::sendDiagnostic);
   onCommand(0x1C, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0}, &VirtualDrive::receiveDiagnostic);
   onCommand(0xC0, {0xFF, 0, 0, 0, 0xFF, 0}, &VirtualDrive::displayMessage);
@@ -41,65 +60,28 @@ void VirtualDrive::addReportCommands() {
             &VirtualDrive::runtimeInformation);
 }
 
-// A drive writes its own generation and the one before, and reads one more.
 void VirtualDrive::reportDensities(ScsiRequest& request) {
-  if (request.cdb[1] & 0x02) invalidField(1);  // medium types
   const bool ofMedium = request.cdb[1] & 0x01;
+  const bool mediumTypes = request.cdb[1] & 0x02;
   if (ofMedium) checkReady();
   Bytes data(4);
-  for (int generation = std::max(1, model_.generation - 2); generation <= model_.generation; ++generation) {
+  for (int generation = model_.oldest; generation <= model_.generation; ++generation) {
     const DriveModel& model = driveModel("PX" + std::to_string(generation));
     if (ofMedium && model.densityCode != medium_->options().densityCode) continue;
-    append(data,
-           densityDescriptor(model, generation >= model_.generation - 1, generation == model_.generation));
+    append(data, mediumTypes ? mediumTypeDescriptor(model)
+                             : densityDescriptor(model, generation >= model_.generation - 1,
+                                                 generation == model_.generation));
   }
   put16(data, 0, data.size() - 2);
   request.reply(std::move(data), request.cdb16(7));
 }
 
-void VirtualDrive::reportTimestamp(ScsiRequest& request) {
-  if ((request.cdb[1] & 0x1F) != 0x0F) invalidField(1);
-  for (std::uint16_t i = 2; i <= 5; ++i) {
-    if (request.cdb[i] != 0) invalidField(i);
-  }
-  Bytes data(12);
-  put16(data, 0, 10);
-  // Milliseconds, six bytes: counted from power on, for nobody has set a time (origin 0).
-  const auto elapsed = static_cast<std::uint64_t>(room().clock().elapsed());
-  put16(data, 4, elapsed >> 32);
-  put32(data, 6, elapsed);
-  request.reply(std::move(data), request.cdb32(6));
-}
-
-void VirtualDrive::securityProtocolIn(ScsiRequest& request) {
-  const std::uint8_t protocol = request.cdb[1];
-  const std::uint16_t specific = request.cdb16(2);
-  Bytes data;
-  if (protocol == 0x00 && specific == 0x0000) {  // supported protocols
-    data.resize(8);
-    append(data, {0x00, encryptionProtocol});
-    put16(data, 6, 2);
-  } else if (protocol == encryptionProtocol && specific == 0x0000) {  // supported pages
-    data = {0x00, 0x00, 0x00, 0x04, 0x00, 0x00, 0x00, 0x20};
-  } else if (protocol == encryptionProtocol && specific == 0x0020) {  // data encryption status
-    data.resize(24);
-    put16(data, 0, 0x0020);
-    put16(data, 2, 20);
-    data[5] = encryptionMode_;
-    data[6] = encryptionMode_;
-  } else {
-    invalidField(protocol == 0x00 || protocol == encryptionProtocol ? 2 : 1);
-  }
-  request.reply(std::move(data), request.cdb32(6));
-}
-
-void VirtualDrive::securityProtocolOut(ScsiRequest& request) {
-  if (request.cdb[1] != encryptionProtocol) invalidField(1);
-  if (request.cdb16(2) != 0x0010) invalidField(2);  // set data encryption
-  const auto page = request.parameterList(request.cdb32(6));
-  if (page.size() < 20 || readNumber(page, 2, 2) != page.size() - 4) parameterListLengthError();
-  if (page[6] > 2) invalidParameter(6);
-  encryptionMode_ = page[6];
+/// Origin, and milliseconds: since power on, or counted on from what a host set (SPC-4 5.2).
+Bytes VirtualDrive::timestamp() const {
+  const auto passed = static_cast<std::uint64_t>(room().clock().milliseconds() - timestampSince_);
+  Bytes data{flag(timestampSet_.has_value(), 1), 0};
+  append(data, bigEndian(6, timestampSet_.value_or(0) + passed));
+  return data;
 }
 
 void VirtualDrive::sendDiagnostic(ScsiRequest& request) {

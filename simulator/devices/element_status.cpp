@@ -16,54 +16,34 @@ constexpr std::uint8_t deviceCapabilities = 0x1F;
 
 }  // namespace
 
-Bytes VirtualChanger::modePage(std::uint8_t code) const {
-  switch (code) {
-    case elementAddressAssignment: {
-      Bytes page(20);
-      std::size_t at = 2;
-      for (const ElementType type : {elementTransport, elementStorage, elementImportExport, elementDrive}) {
-        put16(page, at, range(type).first);
-        put16(page, at + 2, range(type).count);
-        at += 4;
-      }
-      return page;
-    }
-    case transportGeometry: {
-      Bytes page(2 + std::size_t{2} * changer_.robots.count);
-      for (std::uint8_t member = 0; member < changer_.robots.count; ++member) page[3 + 2u * member] = member;
-      return page;
-    }
-    case deviceCapabilities: {
-      // Robots only carry; everything else stores, and cartridges go from each kind to each.
-      constexpr std::uint8_t storing = 0x0E;
-      Bytes page(20);
-      page[2] = storing;
-      std::fill_n(&page[5], 3, storing);
-      if (changer_.exchanges) std::fill_n(&page[13], 3, storing);
-      return page;
-    }
-    default:
-      return {};
+std::uint8_t VirtualChanger::storingTypes() const {
+  std::uint8_t types = 0;  // robots only carry
+  for (const ElementType type : {elementStorage, elementImportExport, elementDrive}) {
+    types |= flag(range(type).count > 0, type - 1);
   }
+  return types;
 }
 
-void VirtualChanger::modeSense(ScsiRequest& request) {
-  const std::uint8_t wanted = request.cdb[2] & 0x3F;
-  const std::uint8_t control = request.cdb[2] >> 6;
-  if (control == 3) refuse(5, 0x39, 0);
-  if (request.cdb[3] != 0) invalidField(3);
-  Bytes data(4);
-  for (const std::uint8_t code : {elementAddressAssignment, transportGeometry, deviceCapabilities}) {
-    if (wanted != code && wanted != 0x3F) continue;
-    Bytes page = modePage(code);
-    if (control == 1) std::fill(page.begin(), page.end(), std::uint8_t{0});  // nothing is changeable
-    page[0] = code;
-    page[1] = static_cast<std::uint8_t>(page.size() - 2);
-    append(data, page);
+void VirtualChanger::addModePages() {
+  Bytes assignment;
+  Bytes capabilities{storingTypes(), 0};
+  Bytes moves;
+  for (const ElementType type : {elementTransport, elementStorage, elementImportExport, elementDrive}) {
+    append(assignment, bigEndian(2, range(type).first));
+    append(assignment, bigEndian(2, range(type).count));
+    // Cartridges go from each kind that stores them to each.
+    moves.push_back(storingTypes() >> (type - 1) & 1 ? storingTypes() : std::uint8_t{0});
   }
-  if (data.size() == 4) invalidField(2);
-  data[0] = static_cast<std::uint8_t>(data.size() - 1);
-  request.reply(std::move(data), request.cdb[4]);
+  assignment.resize(18);
+  append(capabilities, moves);
+  capabilities.resize(10);
+  if (changer_.exchanges) append(capabilities, moves);
+  capabilities.resize(18);
+  Bytes geometry;  // of each robot: it can rotate cartridges, its place in the set
+  for (std::uint8_t member = 0; member < changer_.robots.count; ++member) append(geometry, {0x01, member});
+  modes_.add(elementAddressAssignment, 0, std::move(assignment), {});
+  modes_.add(transportGeometry, 0, std::move(geometry), {});
+  modes_.add(deviceCapabilities, 0, std::move(capabilities), {});
 }
 
 Designator VirtualChanger::designatorOf(const Element& element) {
@@ -89,12 +69,18 @@ std::size_t VirtualChanger::identifierWidth(ElementType type) const {
   return width;
 }
 
+std::optional<std::pair<std::uint8_t, std::uint8_t>> VirtualChanger::exceptionOf(const Element& element) {
+  if (element.exception || element.type != elementDrive || element.drive) return element.exception;
+  return std::pair<std::uint8_t, std::uint8_t>{0x3B, 0x1A};  // data transfer element removed
+}
+
 std::uint8_t VirtualChanger::stateByte(const Element& element) const {
-  int state = flag(element.medium() != nullptr, 0) | flag(element.exception.has_value(), 2);
+  int state = flag(element.medium() != nullptr, 0) | flag(exceptionOf(element).has_value(), 2);
   if (element.type != elementTransport) {
+    const bool noDrive = element.type == elementDrive && !element.drive;
     const bool loaded = element.drive && element.drive->loaded();
     const bool open = stationOpen_ && element.type == elementImportExport;
-    state |= flag(element.accessible && !loaded && !open, 3);
+    state |= flag(element.accessible && !noDrive && !loaded && !open, 3);
   }
   if (element.type == elementImportExport) {
     state |= flag(element.placedByOperator, 1) | flag(true, 4) | flag(true, 5);  // both ways are enabled
@@ -116,9 +102,9 @@ Bytes VirtualChanger::descriptor(const Element& element, bool volumeTags, bool i
   Bytes data(descriptorHeader);
   put16(data, 0, element.address);
   data[2] = stateByte(element);
-  if (element.exception) {
-    data[4] = element.exception->first;
-    data[5] = element.exception->second;
+  if (const auto exception = exceptionOf(element)) {
+    data[4] = exception->first;
+    data[5] = exception->second;
   }
   if (element.drive && element.drive->options().interface == Interface::ParallelScsi) {
     const DeviceOptions& drive = element.drive->options();

@@ -1,23 +1,39 @@
 // INQUIRY: standard data and the vital product data that every device has (SPC-4 6.4, 7.8).
 #include <algorithm>
 
-#include "simulator/devices/virtual_device.h"
+#include "simulator/devices/medium_device.h"
+#include "simulator/room/room.h"
 
 namespace simulator {
+namespace {
 
-// Protocol identifiers (SPC-4 7.6.1).
-static std::uint8_t protocolIdentifier(Interface interface) {
+/// What a transport is called in each place (SPC-4 7.6.1, 7.6.4 and table 135).
+struct Transport {
+  std::uint8_t protocolIdentifier;
+  std::uint16_t versionDescriptor;
+  std::size_t portNameAt;  ///< in a TransportID of 24 bytes
+};
+
+Transport transportOf(Interface interface) {
   switch (interface) {
     case Interface::Sas:
-      return 6;
+      return {6, 0x0C60, 4};  // SAS-3
     case Interface::ParallelScsi:
-      return 1;
+      return {1, 0x0B40, 0};  // SPI-4
     default:
-      return 0;
+      return {0, 0x0A40, 8};  // FCP-4
   }
 }
 
+/// The command set of a device type: SBC-3, SSC-4, SMC-3.
+std::uint16_t commandSet(PeripheralType type) {
+  return type == typeDisk ? 0x04C0 : type == typeTape ? 0x0520 : type == typeChanger ? 0x0480 : 0;
+}
+
+}  // namespace
+
 Bytes VirtualDevice::standardInquiry() const {
+  const Transport transport = transportOf(options_.interface);
   Bytes data(96);
   data[0] = static_cast<std::uint8_t>(options_.qualifier << 5 | type_);
   data[1] = type_ == typeDisk ? 0 : 0x80;                // removable medium
@@ -34,12 +50,10 @@ Bytes VirtualDevice::standardInquiry() const {
   putText(data, 16, 16, options_.model);
   putText(data, 32, 4, options_.level);
   // Vendor-specific byte 38: the protocol of the port, as in a port identification descriptor.
-  data[38] = static_cast<std::uint8_t>(protocolIdentifier(options_.interface) << 4);
-  const std::uint16_t versions[] = {
-      static_cast<std::uint16_t>(options_.interface == Interface::Sas ? 0x0C60 : 0x0960),
-      0x0460,                                                       // SPC-4
-      static_cast<std::uint16_t>(type_ == typeTape ? 0x0520 : 0)};  // SSC-4
-  for (std::size_t i = 0; i < std::size(versions); ++i) put16(data, 58 + 2 * i, versions[i]);
+  data[38] = static_cast<std::uint8_t>(transport.protocolIdentifier << 4);
+  put16(data, 58, transport.versionDescriptor);
+  put16(data, 60, 0x0460);  // SPC-4
+  put16(data, 62, commandSet(type_));
   return data;
 }
 
@@ -66,14 +80,60 @@ void VirtualDevice::inquiry(ScsiRequest& request) {
   request.reply(std::move(data), allocation);
 }
 
-// Two NAA designators: the logical unit, and the target port with its protocol.
 Bytes VirtualDevice::deviceIdentification() const {
-  Bytes data{0x01, 0x03, 0, 8};  // binary, NAA, associated with the logical unit
-  put64(data, 4, options_.worldWideName);
-  const auto protocol = static_cast<std::uint8_t>(protocolIdentifier(options_.interface) << 4);
-  append(data, {static_cast<std::uint8_t>(protocol | 0x01), 0x93, 0, 8});  // PIV, target port, NAA
-  put64(data, 16, options_.worldWideName + 1);
+  const auto protocol = static_cast<std::uint8_t>(transportOf(options_.interface).protocolIdentifier << 4);
+  Bytes name = padded(8, options_.vendor);
+  append(name, padded(16, options_.model));
+  append(name, Bytes(options_.serial.begin(), options_.serial.end()));
+  // Code set with the protocol, association (of a port: with PIV) with the type, what it says.
+  const struct {
+    std::uint8_t codeSet;
+    std::uint8_t type;
+    Bytes identifier;
+  } designators[] = {
+      {0x01, 0x03, bigEndian(8, options_.worldWideName)},  // NAA of the logical unit
+      {static_cast<std::uint8_t>(protocol | 0x01), 0x93,
+       bigEndian(8, options_.worldWideName + 1)},  // of the port
+      {static_cast<std::uint8_t>(protocol | 0x01), 0x94, bigEndian(4, relativePort())},
+      {0x02, 0x01, name},  // T10 vendor identification
+  };
+  Bytes data;
+  for (const auto& [codeSet, type, identifier] : designators) {
+    append(data, {codeSet, type, 0, static_cast<std::uint8_t>(identifier.size())});
+    append(data, identifier);
+  }
   return data;
+}
+
+std::uint16_t VirtualDevice::relativePort() const {
+  std::uint16_t port = 1;
+  for (const auto& other : room_.devices()) {
+    if (other.get() == this) break;
+    if (other->type() == type_ && other->options().serial == options_.serial) ++port;
+  }
+  return port;
+}
+
+Bytes VirtualDevice::extendedInquiry() const {
+  Bytes data(60);
+  data[0] = type_ == typeTape ? 0x40 : 0;  // microcode is active when its last WRITE BUFFER has ended
+  data[1] = 0x01;                          // SIMPSUP
+  data[3] = 0x01;                          // LUICLR: a unit attention ends for each initiator apart
+  data[9] = 18;                            // longest sense data
+  return data;
+}
+
+Bytes MediumDevice::initiatorPort() const {
+  const Transport transport = transportOf(options().interface);
+  Bytes id(24);
+  id[0] = transport.protocolIdentifier;
+  if (options().interface == Interface::ParallelScsi) {
+    put16(id, 2, room().adapter(options().adapter).options().initiator);
+    put16(id, 6, relativePort());
+  } else {
+    put64(id, transport.portNameAt, 0x10000000C9000000u | options().adapter);
+  }
+  return id;
 }
 
 }  // namespace simulator

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <tuple>
+#include <utility>
 
 namespace simulator {
 
@@ -45,13 +46,18 @@ const ModePage* ModePages::find(std::uint8_t code, std::uint8_t subpage) const {
 
 bool ModePages::has(std::uint8_t code, std::uint8_t subpage) const { return find(code, subpage) != nullptr; }
 
-Bytes& ModePages::current(std::uint8_t code, std::uint8_t subpage) {
+const Bytes& ModePages::current(std::uint8_t code, std::uint8_t subpage) const {
   const ModePage* page = find(code, subpage);
   if (!page) throw std::out_of_range("the device has no such mode page");
-  return const_cast<ModePage*>(page)->current;
+  return page->current;
+}
+
+Bytes& ModePages::current(std::uint8_t code, std::uint8_t subpage) {
+  return const_cast<Bytes&>(std::as_const(*this).current(code, subpage));
 }
 
 Bytes ModePages::sense(std::uint8_t control, std::uint8_t code, std::uint8_t subpage) const {
+  if (control == 3 && saving_ == Saving::Never) refuse(5, 0x39, 0x00);
   Bytes data;
   for (const ModePage& page : pages_) {
     const bool wanted =
@@ -64,7 +70,7 @@ Bytes ModePages::sense(std::uint8_t control, std::uint8_t code, std::uint8_t sub
     // Page code and length stand in the header whichever values follow.
     const std::ptrdiff_t header = page.subpage == 0 ? 2 : 4;
     std::copy_n(page.current.begin(), header, bytes.begin());
-    bytes[0] |= parametersSaveable;
+    if (saving_ == Saving::Possible) bytes[0] |= parametersSaveable;
     append(data, bytes);
   }
   if (data.empty()) invalidField(2);

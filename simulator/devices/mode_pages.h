@@ -20,12 +20,15 @@ struct ModePage {
 
 class ModePages {
  public:
+  enum class Saving { Possible, Never };
+  explicit ModePages(Saving saving = Saving::Possible) : saving_(saving) {}
   /// Adds a page from what follows its header. The shorter of both is filled up with zeros.
   void add(std::uint8_t code, std::uint8_t subpage, Bytes content, Bytes changeable);
   void remove(std::uint8_t code, std::uint8_t subpage);
   bool has(std::uint8_t code, std::uint8_t subpage = 0) const;
   /// The current values, header included. The page must be there.
   Bytes& current(std::uint8_t code, std::uint8_t subpage = 0);
+  const Bytes& current(std::uint8_t code, std::uint8_t subpage = 0) const;
 
   /// The pages that MODE SENSE returns for its page control (0 to 3), page and subpage code. Throws
   /// CheckCondition.
@@ -38,6 +41,7 @@ class ModePages {
  private:
   const ModePage* find(std::uint8_t code, std::uint8_t subpage) const;
 
+  Saving saving_;
   std::vector<ModePage> pages_;  // in ascending order of page and subpage code
 };
 

@@ -73,6 +73,12 @@ void put24(Bytes& data, std::size_t at, std::uint64_t value) { putNumber(data, a
 void put32(Bytes& data, std::size_t at, std::uint64_t value) { putNumber(data, at, 4, value); }
 void put64(Bytes& data, std::size_t at, std::uint64_t value) { putNumber(data, at, 8, value); }
 
+Bytes bigEndian(std::size_t size, std::uint64_t value) {
+  Bytes data;
+  putNumber(data, 0, size, value);
+  return data;
+}
+
 std::uint64_t readNumber(std::span<const std::uint8_t> data, std::size_t at, std::size_t size) {
   std::uint64_t value = 0;
   for (std::size_t i = at; i < at + size; ++i) value = value << 8 | (i < data.size() ? data[i] : 0u);
@@ -84,6 +90,12 @@ void putText(Bytes& data, std::size_t at, std::size_t width, const std::string& 
   for (std::size_t i = 0; i < width; ++i) {
     data[at + i] = static_cast<std::uint8_t>(i < text.size() ? text[i] : ' ');
   }
+}
+
+Bytes padded(std::size_t width, const std::string& text) {
+  Bytes data;
+  putText(data, 0, width, text);
+  return data;
 }
 
 void append(Bytes& data, const Bytes& more) { data.insert(data.end(), more.begin(), more.end()); }

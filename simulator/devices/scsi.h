@@ -86,10 +86,13 @@ void put16(Bytes& data, std::size_t at, std::uint64_t value);
 void put24(Bytes& data, std::size_t at, std::uint64_t value);
 void put32(Bytes& data, std::size_t at, std::uint64_t value);
 void put64(Bytes& data, std::size_t at, std::uint64_t value);
+/// A big-endian number of this many bytes.
+Bytes bigEndian(std::size_t size, std::uint64_t value);
 /// The big-endian number in `data`; what lies beyond its end reads as 0.
 std::uint64_t readNumber(std::span<const std::uint8_t> data, std::size_t at, std::size_t size);
 /// Left-aligned text, padded with blanks to `width` and cut to it.
 void putText(Bytes& data, std::size_t at, std::size_t width, const std::string& text);
+Bytes padded(std::size_t width, const std::string& text);
 void append(Bytes& data, const Bytes& more);
 
 /// "12 01 83": two upper-case digits per byte.

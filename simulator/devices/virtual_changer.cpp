@@ -41,17 +41,19 @@ std::unique_ptr<Medium> makeCartridge(const std::string& barcode) {
   return std::make_unique<Medium>(MediumOptions{.barcode = barcode,
                                                 .serial = "QM" + std::to_string(10000000 + number % 90000000),
                                                 .densityCode = model.densityCode,
-                                                .capacity = std::uint64_t{model.capacity} * 1'000'000});
+                                                .capacity = std::uint64_t{model.capacity} * 1'000'000,
+                                                .cleaning = barcode.starts_with("CLN")});
 }
 
 const Medium* Element::medium() const { return drive ? drive->medium() : cartridge.get(); }
 
 VirtualChanger::VirtualChanger(Room& room, DeviceOptions identity, ChangerOptions options)
-    : VirtualDevice(room, typeChanger, std::move(identity)), changer_(std::move(options)) {
+    : MediumDevice(room, typeChanger, std::move(identity), ModePages(ModePages::Saving::Never)),
+      changer_(std::move(options)) {
   addElements();
+  addModePages();
   addCommands();
-  readyAt_ = room.clock().milliseconds() + std::int64_t{changer_.becomingReadySeconds} * 1000;
-  attentionDue_ = changer_.becomingReadySeconds != 0;
+  if (changer_.becomingReadySeconds != 0) becomeReadyIn(changer_.becomingReadySeconds);
 }
 
 ElementRange VirtualChanger::range(ElementType type) const {
@@ -106,6 +108,7 @@ void VirtualChanger::addCommands() {
   onReady(0xE7, rangeUsage, rangeInventory);  // the code that libraries used before the standard had one
   // A library learns its elements while it becomes ready.
   onReady(0x1A, {0xFF, 0x08, 0xFF, 0xFF, 0xFF, 0}, &VirtualChanger::modeSense);
+  onReady(0x5A, {0xFF, 0x08, 0xFF, 0xFF, 0, 0, 0, 0xFF, 0xFF, 0}, &VirtualChanger::modeSense);
   onCommand(0xB8, {0xFF, 0x1F, 0xFF, 0xFF, 0xFF, 0xFF, 0x03, 0xFF, 0xFF, 0xFF, 0, 0},
             [this](ScsiRequest& request) {
               if (!(request.cdb[6] & 0x02)) checkReady();  // CURDATA: what is known already
@@ -118,17 +121,18 @@ void VirtualChanger::addCommands() {
   }
   onReady(0x2B, {0xFF, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0}, &VirtualChanger::positionToElement);
   onReady(0x1B, {0xFF, 0, 0xFF, 0xFF, 0x1F, 0}, &VirtualChanger::openCloseStation);
-  onCommand(0x1E, {0xFF, 0, 0, 0, 0x03, 0},
-            [this](ScsiRequest& request) { prevented_ = (request.cdb[4] & 0x01) != 0; });
-  // The host is alone in its room: a reservation of the whole library meets no other.
-  onCommand(0x16, {0xFF, 0, 0, 0, 0, 0}, [](ScsiRequest&) {});
-  onCommand(0x17, {0xFF, 0, 0, 0, 0, 0}, [](ScsiRequest&) {});
+}
+
+void VirtualChanger::becomeReadyIn(std::uint32_t seconds) {
+  readyAt_ = room().clock().milliseconds() + std::int64_t{seconds} * 1000;
+  addUnitAttention(0x28, 0x00, readyAt_);
 }
 
 void VirtualChanger::restart(std::uint32_t becomingReadySeconds) {
-  readyAt_ = room().clock().milliseconds() + std::int64_t{becomingReadySeconds} * 1000;
-  attentionDue_ = true;
-  prevented_ = false;
+  resetState();
+  clearUnitAttentions();
+  addUnitAttention(0x29, 0x00);
+  becomeReadyIn(becomingReadySeconds);
 }
 
 std::optional<Sense> VirtualChanger::notReady() const {
@@ -140,7 +144,6 @@ std::optional<Sense> VirtualChanger::notReady() const {
 
 void VirtualChanger::checkReady() {
   if (const auto sense = notReady()) throw CheckCondition{*sense};
-  if (std::exchange(attentionDue_, false)) refuse(6, 0x28, 0x00);
 }
 
 Sense VirtualChanger::idleSense() { return notReady().value_or(Sense{}); }
@@ -158,7 +161,7 @@ void VirtualChanger::checkTransport(std::uint16_t address) {
 
 void VirtualChanger::checkLeaves(const Element& source, const Element& destination) {
   if (!source.medium()) refuse(5, 0x3B, 0x0E);
-  if (prevented_ && destination.type == elementImportExport) removalIsPrevented();
+  if (removalPrevented() && destination.type == elementImportExport) removalIsPrevented();
   for (const Element* element : {&source, &destination}) {
     if (!element->accessible || (stationOpen_ && element->type == elementImportExport)) refuse(5, 0x3B, 0x11);
   }
@@ -235,7 +238,7 @@ void VirtualChanger::openCloseStation(ScsiRequest& request) {
   const std::uint8_t action = request.cdb[4];
   if (action > 1) invalidField(4);
   const bool open = action == 0;
-  if (open && prevented_) removalIsPrevented();
+  if (open && removalPrevented()) removalIsPrevented();
   stationOpen_ = open;
 }
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "simulator/devices/medium.h"
-#include "simulator/devices/virtual_device.h"
+#include "simulator/devices/medium_device.h"
 
 namespace simulator {
 
@@ -79,7 +79,7 @@ struct ChangerOptions {
   std::uint32_t inventorySeconds = 0;  ///< INITIALIZE ELEMENT STATUS
 };
 
-class VirtualChanger : public VirtualDevice {
+class VirtualChanger : public MediumDevice {
  public:
   VirtualChanger(Room& room, DeviceOptions identity, ChangerOptions options = {});
 
@@ -88,6 +88,10 @@ class VirtualChanger : public VirtualDevice {
   /// The element at this address; std::out_of_range when there is none.
   Element& element(std::uint16_t address) { return elements_.at(address); }
   const std::map<std::uint16_t, Element>& elements() const { return elements_; }
+  /// The kinds of elements that can hold cartridges, by the bits of the device capabilities page.
+  std::uint8_t storingTypes() const;
+  /// ASC and ASCQ of what keeps the robot from an element: a bay without a drive, or what was set.
+  static std::optional<std::pair<std::uint8_t, std::uint8_t>> exceptionOf(const Element& element);
   /// Byte 2 of the element's descriptor: FULL, IMPEXP, EXCEPT, ACCESS, EXENAB, INENAB.
   std::uint8_t stateByte(const Element& element) const;
   /// Byte 9: SVALID, INVERT.
@@ -99,9 +103,8 @@ class VirtualChanger : public VirtualDevice {
 
   /// What a person at the import/export station or at an open door does.
   void placeCartridge(std::uint16_t address, std::unique_ptr<Medium> cartridge);
-  /// Power cycle: 2/04/01 for so many seconds, then a unit attention.
+  /// Power cycle: 6/29/00, 2/04/01 for so many seconds, then 6/28/00.
   void restart(std::uint32_t becomingReadySeconds);
-  bool removalPrevented() const { return prevented_; }
 
   /// A library that lies in its element status pages.
   struct Lies {
@@ -119,6 +122,7 @@ class VirtualChanger : public VirtualDevice {
  private:
   void addCommands();
   void addElements();
+  void becomeReadyIn(std::uint32_t seconds);
   std::optional<Sense> notReady() const;
 
   // Moves (virtual_changer.cpp).
@@ -134,9 +138,8 @@ class VirtualChanger : public VirtualDevice {
            bool inverted);
 
   // Reports (element_status.cpp).
-  void modeSense(ScsiRequest& request);
+  void addModePages();
   void readElementStatus(ScsiRequest& request);
-  Bytes modePage(std::uint8_t code) const;
   std::size_t identifierWidth(ElementType type) const;
   Bytes descriptor(const Element& element, bool volumeTags, bool identifiers) const;
 
@@ -144,8 +147,6 @@ class VirtualChanger : public VirtualDevice {
   std::map<std::uint16_t, Element> elements_;
   Lies lies_;
   std::int64_t readyAt_ = 0;
-  bool attentionDue_ = false;
-  bool prevented_ = false;
   bool stationOpen_ = false;
 };
 

@@ -21,10 +21,13 @@ VirtualDevice::VirtualDevice(Room& room, PeripheralType type, DeviceOptions opti
   }
   onVpdPage(0x80, [this] { return Bytes(options_.serial.begin(), options_.serial.end()); });
   onVpdPage(0x83, [this] { return deviceIdentification(); });
+  onVpdPage(0x86, [this] { return extendedInquiry(); });
   onCommand(0x00, {0xFF, 0, 0, 0, 0, 0}, [this](ScsiRequest&) { checkReady(); });
   onCommand(0x03, {0xFF, 0x01, 0, 0, 0xFF, 0}, &VirtualDevice::requestSense);
   onCommand(0x12, {0xFF, 0x01, 0xFF, 0xFF, 0xFF, 0}, &VirtualDevice::inquiry);
   onCommand(0xA0, {0xFF, 0, 0xFF, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0}, &VirtualDevice::reportLuns);
+  onServiceAction(0xA3, 0x0C, {0xFF, 0, 0x87, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0},
+                  &VirtualDevice::reportOperationCodes);
 }
 
 std::string addressText(unsigned adapter, unsigned bus, unsigned target, unsigned lun) {
@@ -37,8 +40,18 @@ std::string VirtualDevice::address() const {
   return addressText(options_.adapter, options_.bus, options_.target, options_.lun);
 }
 
-void VirtualDevice::addUnitAttention(std::uint8_t asc, std::uint8_t ascq) {
-  attentions_.push_back({.key = 6, .asc = asc, .ascq = ascq});
+void VirtualDevice::addUnitAttention(std::uint8_t asc, std::uint8_t ascq, std::int64_t due) {
+  attentions_.push_back({{.key = 6, .asc = asc, .ascq = ascq}, due});
+}
+
+std::optional<Sense> VirtualDevice::takeAttention() {
+  const auto first =
+      std::find_if(attentions_.begin(), attentions_.end(),
+                   [now = room_.clock().milliseconds()](const Attention& a) { return a.due <= now; });
+  if (first == attentions_.end()) return std::nullopt;
+  const Sense sense = first->sense;
+  attentions_.erase(first);
+  return sense;
 }
 
 void VirtualDevice::goAway(std::int64_t milliseconds) {
@@ -72,9 +85,8 @@ void VirtualDevice::execute(ScsiRequest& request) {
 }
 
 void VirtualDevice::run(ScsiRequest& request) {
-  const auto command = commands_.find(request.operation());
-  if (command == commands_.end()) refuse(5, 0x20, 0);
-  const Bytes& usage = command->second.usage;
+  const Command& command = commandOf(request);
+  const Bytes& usage = command.usage;
   // Transports pad a CDB with zeros: one that is too long is as good, one that is too short is not.
   if (request.cdbLength < usage.size()) invalidField(0);
   for (std::size_t i = 1; i < request.cdb.size(); ++i) {
@@ -82,23 +94,17 @@ void VirtualDevice::run(ScsiRequest& request) {
   }
   // INQUIRY and REPORT LUNS leave a unit attention pending, REQUEST SENSE reports it as its data.
   const std::uint8_t operation = request.operation();
-  if (operation != 0x12 && operation != 0xA0 && operation != 0x03 && !attentions_.empty()) {
-    const Sense attention = attentions_.front();
-    attentions_.pop_front();
-    throw CheckCondition{attention};
+  if (operation != 0x12 && operation != 0xA0 && operation != 0x03) {
+    if (const auto attention = takeAttention()) throw CheckCondition{*attention};
   }
   beforeCommand(request);
-  command->second.handler(request);
+  command.handler(request);
 }
 
 void VirtualDevice::requestSense(ScsiRequest& request) {
   if (request.cdb[1] & 1) invalidField(1);  // descriptor format
-  Sense sense = idleSense();
-  if (!attentions_.empty()) {
-    sense = attentions_.front();
-    attentions_.pop_front();
-  }
-  request.reply(sense.bytes(), request.cdb[4]);
+  const auto attention = takeAttention();
+  request.reply((attention ? *attention : idleSense()).bytes(), request.cdb[4]);
 }
 
 void VirtualDevice::reportLuns(ScsiRequest& request) {

@@ -4,7 +4,9 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "simulator/devices/scsi.h"
 #include "simulator/windows/driver_options.h"
@@ -57,8 +59,9 @@ class VirtualDevice {
   /// reached.
   void execute(ScsiRequest& request);
 
-  /// Queues a unit attention: it is reported once, instead of the next command that reports any.
-  void addUnitAttention(std::uint8_t asc, std::uint8_t ascq);
+  /// Queues a unit attention: it is reported once, instead of the next command that reports any from `due` on
+  /// (milliseconds of the room's clock).
+  void addUnitAttention(std::uint8_t asc, std::uint8_t ascq, std::int64_t due = 0);
   void clearUnitAttentions() { attentions_.clear(); }
   /// Standard INQUIRY data, at full length.
   virtual Bytes standardInquiry() const;
@@ -84,7 +87,13 @@ class VirtualDevice {
   /// that takes the request, or a member function of the device's own class.
   template <class Action>
   void onCommand(std::uint8_t operation, Bytes usage, Action action) {
-    commands_[operation] = {std::move(usage), handlerOf(std::move(action))};
+    commands_[{operation, std::nullopt}] = {std::move(usage), handlerOf(std::move(action))};
+  }
+  /// One row of an operation code that service actions divide further.
+  template <class Action>
+  void onServiceAction(std::uint8_t operation, std::uint8_t serviceAction, Bytes usage, Action action) {
+    usage[1] = serviceActionBits;
+    commands_[{operation, serviceAction}] = {std::move(usage), handlerOf(std::move(action))};
   }
   /// The same for a medium access command, which needs a device that is ready.
   template <class Action>
@@ -102,13 +111,22 @@ class VirtualDevice {
   virtual void checkReady() {}
   /// Sense that REQUEST SENSE reports when nothing is pending.
   virtual Sense idleSense() { return {}; }
+  /// Relative target port identifier: a device that is in the room once per port counts them.
+  std::uint16_t relativePort() const;
   /// Called before a command of the table runs: reservations and the like.
   virtual void beforeCommand(const ScsiRequest&) {}
 
  private:
+  static constexpr std::uint8_t serviceActionBits = 0x1F;  ///< of CDB byte 1
   struct Command {
     Bytes usage;
     Handler handler;
+  };
+  /// Operation code, and service action where it has any.
+  using CommandCode = std::pair<std::uint8_t, std::optional<std::uint8_t>>;
+  struct Attention {
+    Sense sense;
+    std::int64_t due;
   };
 
   static Handler handlerOf(Handler handler) { return handler; }
@@ -117,17 +135,22 @@ class VirtualDevice {
     return [this, member](ScsiRequest& request) { (static_cast<Device*>(this)->*member)(request); };
   }
   void run(ScsiRequest& request);
+  const Command& commandOf(const ScsiRequest& request) const;
+  std::optional<Sense> takeAttention();
+  bool hasServiceActions(std::uint8_t operation) const;
+  void reportOperationCodes(ScsiRequest& request);
   void inquiry(ScsiRequest& request);
   void requestSense(ScsiRequest& request);
   void reportLuns(ScsiRequest& request);
   Bytes deviceIdentification() const;
+  Bytes extendedInquiry() const;
 
   Room& room_;
   PeripheralType type_;
   DeviceOptions options_;
-  std::map<std::uint8_t, Command> commands_;
+  std::map<CommandCode, Command> commands_;
   std::map<std::uint8_t, std::function<Bytes()>> vpdPages_;
-  std::deque<Sense> attentions_;
+  std::deque<Attention> attentions_;
   std::int64_t goneUntil_ = 0;
   bool rescanNeeded_ = false;
   bool known_ = true;

@@ -1,5 +1,7 @@
 #include "simulator/devices/virtual_drive.h"
 
+#include <algorithm>
+
 #include "simulator/room/room.h"
 
 namespace simulator {
@@ -8,14 +10,18 @@ constexpr std::uint32_t featureBit = 0x10000000;  // set: not for use in a libra
 constexpr std::uint8_t featureByteBit = 0x08;
 
 VirtualDrive::VirtualDrive(Room& room, DeviceOptions identity, DriveOptions options)
-    : VirtualDevice(room, typeTape, std::move(identity)),
+    : MediumDevice(room, typeTape, std::move(identity), ModePages()),
       drive_(std::move(options)),
-      model_(driveModel(VirtualDevice::options().model)) {
+      model_(driveModel(VirtualDevice::options().model)),
+      timestampSince_(room.clock().milliseconds()) {
   onVpdPage(0x03, [this] {
     Bytes page(12);
     put32(page, 4, drive_.loadId);
     return page;
   });
+  // Sequential-access device capabilities: WORM from the third generation on; the maker's serial number.
+  onVpdPage(0xB0, [this] { return Bytes{flag(model_.generation >= 3, 0), 0}; });
+  onVpdPage(0xB1, [this] { return Bytes(this->options().serial.begin(), this->options().serial.end()); });
   if (model_.featureOffset == 0) {
     setBuffer(model_.featureBuffer, namedEntryBuffer("lib_feature", drive_.automationReady ? 0 : featureBit));
   } else {
@@ -24,7 +30,6 @@ VirtualDrive::VirtualDrive(Room& room, DeviceOptions identity, DriveOptions opti
     setBuffer(model_.featureBuffer, std::move(features));
   }
   addCartridgeCommands();
-  addReservationCommands();
   addFirmwareCommands();
   addDataCommands();
   addPositionCommands();
@@ -32,6 +37,7 @@ VirtualDrive::VirtualDrive(Room& room, DeviceOptions identity, DriveOptions opti
   addLogCommands();
   addAttributeCommands();
   addReportCommands();
+  addEncryptionCommands();
   if (drive_.cartridge) {
     insertBlank();
     clearUnitAttentions();
@@ -42,13 +48,19 @@ void VirtualDrive::checkReady() {
   if (room().clock().milliseconds() < readyAt_) refuse(2, 0x04, 0x01);
   if (jammed_) refuse(4, 0x53, 0x00);
   if (!loaded()) refuse(2, 0x3A, 0x00);
+  if (medium_->options().cleaning) refuse(2, 0x30, 0x03);
+  const std::uint8_t generation = generationOf(medium_->options().densityCode);
+  if (generation < model_.oldest || generation > model_.generation) refuse(2, 0x30, 0x00);
 }
 
 void VirtualDrive::beforeCommand(const ScsiRequest& request) {
-  // INQUIRY, REQUEST SENSE, REPORT LUNS and RELEASE are not subject to a reservation.
-  const std::uint8_t operation = request.operation();
-  const bool exempt = operation == 0x12 || operation == 0x03 || operation == 0xA0 || operation == 0x17;
-  if (reservedByOther_ && !exempt) throw StatusOnly{statusReservationConflict};
+  // What a reservation of another initiator leaves free (SPC-2 5.5.1): LOG SENSE, REQUEST SENSE, INQUIRY,
+  // RELEASE, REPORT LUNS, and allowing the removal.
+  constexpr std::uint8_t free[] = {0x03, 0x12, 0x17, 0x4D, 0x57, 0xA0};
+  const bool allows = request.operation() == 0x1E && request.cdb[4] == 0;
+  if (drive_.reserved && !allows && std::ranges::find(free, request.operation()) == std::end(free)) {
+    throw StatusOnly{statusReservationConflict};
+  }
 }
 
 void VirtualDrive::reboot() {
@@ -65,10 +77,11 @@ void VirtualDrive::reboot() {
       break;
   }
   readyAt_ = room().clock().milliseconds() + away + std::int64_t{drive_.becomingReadySeconds} * 1000;
-  reserved_ = false;
-  removalPrevented_ = false;
-  persistent_ = {};
-  modes_.reset();
+  resetState();
+  encryption_ = {};
+  timestampSet_.reset();
+  timestampSince_ = room().clock().milliseconds();
+  ++lifetime_.powerCycles;
   blockLength_ = 0;
   bufferedMode_ = 1;
   if (medium_) mounted();

@@ -8,8 +8,7 @@
 
 #include "simulator/devices/drive_models.h"
 #include "simulator/devices/medium.h"
-#include "simulator/devices/mode_pages.h"
-#include "simulator/devices/virtual_device.h"
+#include "simulator/devices/medium_device.h"
 
 namespace simulator {
 
@@ -24,6 +23,8 @@ enum class AfterDownload {
 struct DriveOptions {
   bool cartridge = false;             ///< a cartridge is loaded
   bool stuckCartridge = false;        ///< it cannot be unloaded: a hardware error from the attempt on
+  bool reserved = false;              ///< another initiator holds a reservation of it
+  bool removalPrevented = false;      ///< another initiator prevents the removal of cartridges
   bool automationReady = false;       ///< fit for use in a library (the feature bit is clear)
   std::uint32_t loadId = 0xA0000001;  ///< VPD page 0x03, bytes 8 to 11
   AfterDownload afterDownload = AfterDownload::Returns;
@@ -34,17 +35,10 @@ struct DriveOptions {
   std::uint32_t eraseSeconds = 0;          ///< that a long ERASE takes
 };
 
-/// One parameter of a log page (SPC-4 7.3.2).
-struct LogParameter {
-  std::uint16_t code = 0;
-  std::uint8_t control = 0;
-  Bytes value{};
-};
-
 /// What SPACE counts.
 enum class SpaceCode : std::uint8_t { Blocks = 0, Filemarks = 1, SequentialFilemarks = 2, EndOfData = 3 };
 
-class VirtualDrive : public VirtualDevice {
+class VirtualDrive : public MediumDevice {
  public:
   VirtualDrive(Room& room, DeviceOptions identity, DriveOptions options);
 
@@ -66,23 +60,12 @@ class VirtualDrive : public VirtualDevice {
   /// Power cycle or reset: away for the reboot time, then becoming ready.
   void reboot();
 
-  /// Another host has reserved the drive: its commands end with RESERVATION CONFLICT.
-  void setReservedByOther(bool reserved) { reservedByOther_ = reserved; }
-  bool reserved() const { return reserved_; }
-  bool removalPrevented() const { return removalPrevented_; }
-
   /// Where the tape stands: partition, and the number of the block or filemark that comes next.
   std::uint8_t partitionNumber() const { return partition_; }
   std::size_t objectNumber() const { return object_; }
-  /// The mode pages, to look at or to replace.
-  ModePages& modes() { return modes_; }
   /// Block length of fixed-length transfers, 0 while blocks are variable.
   std::uint32_t blockLength() const { return blockLength_; }
   bool buffered() const { return bufferedMode_ != 0; }
-  /// Answers LOG SENSE for this page with these parameters, in ascending order of their codes.
-  void setLogPage(std::uint8_t page, std::vector<LogParameter> parameters) {
-    logPages_[page] = std::move(parameters);
-  }
   /// The two lines on the operator panel, eight characters each.
   const std::string& display() const { return display_; }
 
@@ -93,6 +76,8 @@ class VirtualDrive : public VirtualDevice {
  protected:
   void checkReady() override;
   void beforeCommand(const ScsiRequest& request) override;
+  ModeHeader modeHeader(bool changeable) const override;
+  std::uint64_t tapeAlerts() const override;
 
  private:
   struct Transfer {
@@ -100,20 +85,34 @@ class VirtualDrive : public VirtualDevice {
     std::uint32_t blocks;
     bool fixed;
   };
+  /// Since the last reset of the log counters.
   struct Counters {
     std::uint64_t bytesWritten = 0;
     std::uint64_t bytesRead = 0;
     std::uint64_t loads = 0;
   };
-  struct PersistentReservation {
-    std::uint32_t generation = 0;
-    std::uint64_t key = 0;  ///< 0: not registered
-    std::uint8_t type = 0;  ///< 0: not reserved
+  struct Lifetime {
+    std::uint64_t loads = 0;
+    std::uint64_t powerCycles = 1;
   };
+  /// Data encryption parameters (SSC-4 4.2.22).
+  struct Encryption {
+    std::uint8_t scope = 0;
+    std::uint8_t mode = 0;
+    std::uint8_t decryptionMode = 0;
+    std::uint8_t algorithm = 0;
+    std::uint8_t externalModeCheck = 0;  ///< CEEM
+    std::uint8_t rawDecryption = 0;      ///< RDMC
+    bool clearOnDemount = false;         ///< CKOD
+    std::uint8_t descriptorFormat = 0;
+    std::uint32_t key = 0;  ///< its checksum
+    Bytes keyDescriptors{};
+  };
+  /// What ALLOW OVERWRITE permits once in append-only mode.
+  enum class Overwrite : std::uint8_t { Nothing = 0, Here = 1, Format = 2 };
 
   // Each adds the commands of one topic; they are in the source file of that name.
   void addCartridgeCommands();
-  void addReservationCommands();
   void addFirmwareCommands();
   void addDataCommands();
   void addPositionCommands();
@@ -121,13 +120,12 @@ class VirtualDrive : public VirtualDevice {
   void addLogCommands();
   void addAttributeCommands();
   void addReportCommands();
+  void addEncryptionCommands();
 
   // drive_cartridge.cpp
   void loadUnload(ScsiRequest& request);
   void mounted();
-  // drive_reservations.cpp
-  void persistentReserveIn(ScsiRequest& request);
-  void persistentReserveOut(ScsiRequest& request);
+  void demounted();
   // drive_firmware.cpp
   void readBuffer(ScsiRequest& request);
   void writeBuffer(ScsiRequest& request);
@@ -137,6 +135,8 @@ class VirtualDrive : public VirtualDevice {
   Partition& partition();
   const TapeObject* objectHere();
   void checkWritable() const;
+  void checkReadable(const TapeObject& block) const;
+  void checkOverwrite(Overwrite needed);
   Transfer transferOf(const ScsiRequest& request) const;
   template <class Action>
   void passBlocks(const Transfer& transfer, bool suppressLength, Action take);
@@ -149,8 +149,10 @@ class VirtualDrive : public VirtualDevice {
   void verify(ScsiRequest& request);
   void erase(ScsiRequest& request);
   void setCapacity(ScsiRequest& request);
+  void allowOverwrite(ScsiRequest& request);
   // drive_position.cpp
-  void space(SpaceCode code, std::int32_t count);
+  void enterPartition(std::size_t number);
+  void space(SpaceCode code, std::int64_t count);
   void locate(std::size_t partition, std::uint64_t object);
   void locate16(ScsiRequest& request);
   void readPosition(ScsiRequest& request);
@@ -161,25 +163,30 @@ class VirtualDrive : public VirtualDevice {
   void showPartitions();
   void formatMedium(ScsiRequest& request);
   // drive_modes.cpp
-  void modeSense(ScsiRequest& request);
   void modeSelect(ScsiRequest& request);
   // drive_logs.cpp
-  std::optional<std::vector<LogParameter>> logPage(std::uint8_t page) const;
-  void logSense(ScsiRequest& request);
+  Bytes deviceStatus() const;
+  LogParameters diagnosticData() const;
+  LogParameters capacities() const;
   void logSelect(ScsiRequest& request);
   // drive_attributes.cpp
   const Partition& attributePartition(const ScsiRequest& request);
+  Attributes attributes(const Partition& partition) const;
   void readAttribute(ScsiRequest& request);
   void writeAttribute(ScsiRequest& request);
   // drive_reports.cpp
   void reportDensities(ScsiRequest& request);
-  void reportTimestamp(ScsiRequest& request);
-  void securityProtocolIn(ScsiRequest& request);
-  void securityProtocolOut(ScsiRequest& request);
+  Bytes timestamp() const;
   void sendDiagnostic(ScsiRequest& request);
   void receiveDiagnostic(ScsiRequest& request);
   void displayMessage(ScsiRequest& request);
   void runtimeInformation(ScsiRequest& request);
+  // drive_encryption.cpp
+  void securityProtocolIn(ScsiRequest& request);
+  void setEncryption(std::span<const std::uint8_t> page);
+  Bytes encryptionCapabilities() const;
+  Bytes encryptionStatus() const;
+  Bytes nextBlockEncryption();
 
   DriveOptions drive_;
   const DriveModel& model_;
@@ -189,19 +196,17 @@ class VirtualDrive : public VirtualDevice {
   bool jammed_ = false;
   std::uint8_t partition_ = 0;
   std::size_t object_ = 0;
-
-  bool removalPrevented_ = false;
-  bool reserved_ = false;
-  bool reservedByOther_ = false;
-  PersistentReservation persistent_;
   std::int64_t readyAt_ = 0;  ///< milliseconds; until then the drive is becoming ready
 
-  ModePages modes_;
   std::uint32_t blockLength_ = 0;
   std::uint8_t bufferedMode_ = 1;
-  std::uint8_t encryptionMode_ = 0;
+  Encryption encryption_;
+  std::uint32_t keyInstances_ = 0;
+  Overwrite overwrite_ = Overwrite::Nothing;
+  std::optional<std::uint64_t> timestampSet_;  ///< milliseconds, by the host
+  std::int64_t timestampSince_;                ///< when it was set, or the power came on
   Counters counters_;
-  std::map<std::uint8_t, std::vector<LogParameter>> logPages_;
+  Lifetime lifetime_;
   std::map<std::uint8_t, Bytes> buffers_;
   Bytes image_;
   Bytes diagnosticPage_;

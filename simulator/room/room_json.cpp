@@ -81,6 +81,8 @@ void readDrive(Room& room, const json& value, const std::string& path) {
   DriveOptions options;
   in.read("cartridge", options.cartridge);
   in.read("stuckCartridge", options.stuckCartridge);
+  in.read("reserved", options.reserved);
+  in.read("removalPrevented", options.removalPrevented);
   in.read("automationReady", options.automationReady);
   in.read("loadId", options.loadId);
   in.read("afterDownload", options.afterDownload,

@@ -101,7 +101,8 @@ void ChangerHandle::exchangeMedium(const ControlRequest& request) {
 
 void ChangerHandle::getParameters(ControlRequest& request) const {
   const ChangerOptions& options = changer_.changer();
-  constexpr BYTE anywhere = 0x0E;  // CHANGER_TO_SLOT, CHANGER_TO_IEPORT, CHANGER_TO_DRIVE
+  // CHANGER_TO_SLOT, CHANGER_TO_IEPORT, CHANGER_TO_DRIVE are the standard's bits.
+  const BYTE anywhere = changer_.storingTypes();
   GET_CHANGER_PARAMETERS parameters{};
   parameters.Size = sizeof parameters;
   parameters.NumberTransportElements = options.robots.count;
@@ -185,7 +186,9 @@ CHANGER_ELEMENT_STATUS_EX ChangerHandle::status(const Element& element, bool vol
   record.Element = windowsElement(element.address);
   record.Flags =
       changer_.stateByte(element);  // FULL, IMPEXP, EXCEPT, ACCESS, EXENAB, INENAB: the standard's bits
-  if (element.exception) record.ExceptionCode = exceptionCode(*element.exception);
+  if (const auto exception = VirtualChanger::exceptionOf(element)) {
+    record.ExceptionCode = exceptionCode(*exception);
+  }
   if (element.source) {
     record.Flags |= ELEMENT_STATUS_SVALID;
     record.SrcElementAddress = windowsElement(*element.source);

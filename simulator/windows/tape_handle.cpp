@@ -177,13 +177,13 @@ Bytes TapeHandle::mediaParameters() {
   media.WriteProtected = (mode[2] & 0x80) != 0;
   media.PartitionCount =
       static_cast<DWORD>(1 + readNumber(modeSense(mediumPartitionPage), modeHeader + 3, 1));
-  // Medium auxiliary memory: remaining (0000h) and maximum capacity (0001h) of the partition, in megabytes.
+  // Medium auxiliary memory: remaining (0000h) and maximum capacity (0001h) of the partition, in mebibytes.
   Bytes cdb{0x8C, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x40, 0, 0};
   const Bytes attributes = driver_.read(cdb, 0x40);
   for (std::size_t at = 4; at + 13 <= attributes.size();) {
     const std::uint64_t id = readNumber(attributes, at, 2);
     const std::size_t length = readNumber(attributes, at + 3, 2);
-    const auto bytes = static_cast<LONGLONG>(readNumber(attributes, at + 5, 8) * 1'000'000);
+    const auto bytes = static_cast<LONGLONG>(readNumber(attributes, at + 5, 8) << 20);
     if (id == 0 && length == 8) media.Remaining.QuadPart = bytes;
     if (id == 1 && length == 8) media.Capacity.QuadPart = bytes;
     at += 5 + length;

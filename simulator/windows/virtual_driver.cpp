@@ -34,23 +34,14 @@ void replySense(ControlRequest& request, ClassDriver& driver) {
 /// Mode data with block descriptors, behind the operation code that tells their form.
 void replyModeSense(ControlRequest& request, ClassDriver& driver) {
   const auto asked = request.input<protocol::ModeSenseBlock>();
-  const bool isChanger = driver.device().type() == typeChanger;
-  // A changer has no block descriptors to give.
-  const Bytes cdb{0x1A, static_cast<std::uint8_t>(isChanger ? 0x08 : 0), asked.page, asked.subpage, 0xFF, 0};
-  Bytes data = driver.read(cdb, 0xFF);
-  if (data.size() < 4) throw WindowsError{ERROR_IO_DEVICE};
   const bool eightBytes = driver.device().options().driver->eightByteModeHeader;
-  if (eightBytes) {
-    Bytes header(8);
-    put16(header, 0, data[0] + 3u);  // the header is four bytes longer, its length field one
-    header[2] = data[1];
-    header[3] = data[2];
-    put16(header, 6, data[3]);
-    append(header, {data.begin() + 4, data.end()});
-    data = std::move(header);
-  }
+  // A changer has no block descriptors to give.
+  const std::uint8_t disable = flag(driver.device().type() == typeChanger, 3);
+  const Bytes cdb = eightBytes ? Bytes{0x5A, disable, asked.page, asked.subpage, 0, 0, 0, 0, 0xFF, 0}
+                               : Bytes{0x1A, disable, asked.page, asked.subpage, 0xFF, 0};
+  const Bytes data = driver.read(cdb, 0xFF);
   Bytes block(sizeof(protocol::ModeSenseBlock));
-  block[0] = eightBytes ? 0x5A : 0x1A;
+  block[0] = cdb[0];
   std::copy_n(data.begin(), std::min(data.size(), block.size() - 1), block.begin() + 1);
   request.reply(block);
 }
@@ -147,9 +138,9 @@ void DriverChangerHandle::cartridgeLocations(ControlRequest& request) {
     record.source = element.source.value_or(0);
     record.state = changer().stateByte(element);
     record.origin = VirtualChanger::originByte(element);
-    if (element.exception) {
-      record.asc = element.exception->first;
-      record.ascq = element.exception->second;
+    if (const auto exception = VirtualChanger::exceptionOf(element)) {
+      record.asc = exception->first;
+      record.ascq = exception->second;
     }
     const Bytes tag = VirtualChanger::volumeTag(element);
     std::copy(tag.begin(), tag.end(), record.volumeTag);

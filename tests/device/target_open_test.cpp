@@ -45,7 +45,7 @@ TEST_F(TargetOpen, TakesThePortForADeviceThatNobodyClaimed) {
                   "MaximumPhysicalPages (257) AlignmentMask (3)",
                   R"(D \\.\scsi0:: Adapter Capabilities: MaximumTransferLength (1048576))",
                   "D retrieveInitialInquiryData() Inquiry passed", "D Check Interface Typ by Inquiry Page 0",
-                  "D Port Identification descriptor is available. length is 0x10 value 0x01",
+                  "D Port Identification descriptor is available. length is 0x3E value 0x01",
                   "D ScsiTarget::open Inquiry cmd OK [QOR     -ULTRIUM-PX6     ]",
                   "D retrieveInitialInquiryData() returned CMD_OK!",
                   "I Set timeout for model: ULTRIUM-PX6     ", "D Common timeout values for LTO",

@@ -66,7 +66,8 @@ TEST_F(ChangerHandleTest, TellsElementsInEitherRecord) {
   EXPECT_EQ(drives[0].TargetId, 1);
   EXPECT_EQ(std::string(drives[0].SerialNumber, drives[0].SerialNumber + 11),
             std::string("S123456789\0", 11));
-  EXPECT_EQ(drives[1].Flags, DWORD{ELEMENT_STATUS_ACCESS});
+  EXPECT_EQ(drives[1].Flags, DWORD{ELEMENT_STATUS_EXCEPT}) << "no drive in this bay";
+  EXPECT_EQ(drives[1].ExceptionCode, DWORD{ERROR_DRIVE_NOT_INSTALLED});
 
   const auto all =
       status<CHANGER_ELEMENT_STATUS>(AllElements, 24, 7);  // the last slot, the station, the bays
@@ -104,6 +105,7 @@ TEST_F(ChangerHandleTest, MovesAndFailsAsDocumented) {
   EXPECT_THAT(room.journal().cdbs(), testing::IsEmpty()) << "the host sent no command itself";
 
   library.restart(5);
+  EXPECT_EQ(move(ChangerDrive, 0, ChangerSlot, 7), DWORD{ERROR_BUS_RESET});
   EXPECT_EQ(move(ChangerDrive, 0, ChangerSlot, 7), DWORD{ERROR_NOT_READY});
   CHANGER_ELEMENT_STATUS one{};
   const CHANGER_READ_ELEMENT_STATUS tooMany{{{ChangerSlot, 20}, 5}, FALSE};

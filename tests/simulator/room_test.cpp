@@ -207,7 +207,7 @@ TEST(Device, ChecksCommandBlocks) {
   EXPECT_EQ(tape.fetch("12 00 00 00 24"), "5/24/00") << "a CDB too short";
   EXPECT_EQ(tape.fetch("12 00 00 00 24 00 00 00"), "") << "one padded with zeros";
   EXPECT_EQ(tape.fetch("12 01 00 00 24 00"), "");
-  EXPECT_EQ(toHex(tape.data), "01 00 00 04 00 03 80 83");
+  EXPECT_EQ(toHex(tape.data), "01 00 00 07 00 03 80 83 86 B0 B1");
   EXPECT_EQ(tape.fetch("A0 00 00 00 00 00 00 00 00 20 00 00"), "");
   EXPECT_EQ(toHex(tape.data), "00 00 00 08 00 00 00 00 00 00 00 00 00 00 00 00");
   EXPECT_EQ(tape.fetch("03 00 00 00 12 00"), "");

@@ -91,7 +91,7 @@ TEST_F(TapeHandleTest, KeepsItsParameters) {
   EXPECT_EQ(calls::getTapeParameters(client.handle, GET_TAPE_MEDIA_INFORMATION, &size, &media), NO_ERROR);
   EXPECT_EQ(media.BlockSize, 4u);
   EXPECT_EQ(media.PartitionCount, 1u);
-  EXPECT_EQ(media.Capacity.QuadPart, 2'500'000'000'000);
+  EXPECT_EQ(media.Capacity.QuadPart, 2'384'185ll << 20);
   size = 4;
   EXPECT_EQ(calls::getTapeParameters(client.handle, GET_TAPE_MEDIA_INFORMATION, &size, &media),
             DWORD{ERROR_MORE_DATA});
@@ -154,13 +154,13 @@ TEST_F(TapeHandleTest, TellsPagesInEitherForm) {
   protocol::ModeSenseBlock mode{.page = 0x0F};
   EXPECT_EQ(client.exchange(protocol::modeSense, mode), NO_ERROR);
   EXPECT_EQ(mode.page, 0x1A);
-  EXPECT_EQ(toHex(std::span(mode.rest).first(5)), "00 10 08 5A 00");
+  EXPECT_EQ(toHex(std::span(mode.rest).first(5)), "68 10 08 5A 00");
   EXPECT_EQ(mode.rest[3 + 8], 0x8F);  // the page can be saved
   drive.options().driver->eightByteModeHeader = true;
   mode = {.page = 0x0F};
   EXPECT_EQ(client.exchange(protocol::modeSense, mode), NO_ERROR);
   EXPECT_EQ(mode.page, 0x5A);
-  EXPECT_EQ(toHex(std::span(mode.rest).first(7)), "1E 00 10 00 00 00 08");
+  EXPECT_EQ(toHex(std::span(mode.rest).first(7)), "1E 68 10 00 00 00 08");
   EXPECT_EQ(mode.rest[7 + 8], 0x8F);
 
   // A driver that does not know a request, and faults of the driver and of the drive behind it.

@@ -127,6 +127,7 @@ TEST_F(VirtualChangerTest, MovesCartridgesAndRefusesWhatCannotBe) {
 
 TEST_F(VirtualChangerTest, BecomesReadyAndSaysSoOnce) {
   library.restart(5);
+  EXPECT_EQ(outcome({0xB8, 0, 0, 0, 0, 1, 0x02, 0, 0, 8, 0, 0}), "06 29 00");
   EXPECT_EQ(outcome({0x1A, 0x08, 0x1D, 0, 24, 0}), "02 04 01");
   EXPECT_EQ(outcome({0xB8, 0, 0, 0, 0, 1, 0x02, 0, 0, 8, 0, 0}), "good");  // what is known already
   room.clock().advance(5000);

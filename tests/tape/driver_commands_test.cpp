@@ -215,12 +215,12 @@ TEST_F(TapeTwins, ExchangeInformation) {
   EXPECT_THAT(calls(), ElementsAre("DeviceIoControl 0x001FE0C8", "DeviceIoControl 0x001FE0C4",
                                    testing::StartsWith("CDB")));
 
-  drive.medium()->partitions()[0].objects = {{.data = simulator::Bytes(2'000'000)}};
+  drive.medium()->partitions()[0].objects = {{.data = simulator::Bytes(2 << 20)}};
   drive.medium()->options().writeProtected = true;
   QORTapeCmdGetDeviceInformation information;
   ASSERT_EQ(target.scsiExecCmd(information), CMD_OK);
-  EXPECT_EQ(information.getDeviceInformation().capacity, 2'500'000'000'000u);
-  EXPECT_EQ(information.getDeviceInformation().remaining, 2'499'998'000'000u);
+  EXPECT_EQ(information.getDeviceInformation().capacity, 2'384'185ull << 20);
+  EXPECT_EQ(information.getDeviceInformation().remaining, 2'384'183ull << 20);
   EXPECT_EQ(information.getDeviceInformation().blockSize, 0u);
   EXPECT_EQ(information.getDeviceInformation().partitionCount, 1u);
   EXPECT_TRUE(information.getDeviceInformation().writeProtected);

@@ -80,11 +80,11 @@ TEST_F(Partitions, SelectsTheLayout) {
     std::uint8_t method;
     const char* list;
   };
-  // Header, page 11h: maximum 3, defined 1, method flags, recognition 3, units 9, sizes.
-  for (const Row& row : {Row{0, "00 00 10 00 11 0E 03 01 3C 03 09 00 00 07 FF FF 00 00 00 00"},
-                         Row{1, "00 00 10 00 11 0E 03 01 3C 03 09 00 00 07 FF FF 00 00 00 00"},
-                         Row{2, "00 00 10 00 11 0E 03 01 5C 03 09 00 00 07 FF FF 00 00 00 00"},
-                         Row{3, "00 00 10 00 11 0E 03 01 9C 03 09 00 00 07 FF FF 00 00 00 00"}}) {
+  // Header with the medium type, page 11h: maximum 3, defined 1, method flags, recognition 3, units 9, sizes.
+  for (const Row& row : {Row{0, "00 68 10 00 11 0E 03 01 3C 03 09 00 00 07 FF FF 00 00 00 00"},
+                         Row{1, "00 68 10 00 11 0E 03 01 3C 03 09 00 00 07 FF FF 00 00 00 00"},
+                         Row{2, "00 68 10 00 11 0E 03 01 5C 03 09 00 00 07 FF FF 00 00 00 00"},
+                         Row{3, "00 68 10 00 11 0E 03 01 9C 03 09 00 00 07 FF FF 00 00 00 00"}}) {
     TapeCmdCreatePartition create(&target, SENSE);
     create.setAdditionalPartitionsDefined(1);
     create.setDataPartitionType(row.method);
