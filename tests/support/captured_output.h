@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -21,17 +22,19 @@ class CapturedOutput {
     ended = true;
     return caught;
   }
-  /// The lines caught; log lines without their time, such as "MAIN0000D message".
+  /// The lines caught; log lines without their time, such as "MAIN0000D message", and without the system's
+  /// own wording of an error.
   std::vector<std::string> lines() {
+    static const std::regex wording(R"re((errno[:=]? ?-?\d+ ?)(\([^)]*\)|- .*))re");
     std::vector<std::string> result;
     const std::string& whole = text();
     std::size_t begin = 0;
     for (std::size_t end; (end = whole.find('\n', begin)) != std::string::npos; begin = end + 1) {
       std::string line = whole.substr(begin, end - begin);
       const std::size_t time = line.find(" '");
-      if (time != std::string::npos && line.size() > time + 27 && line.compare(time + 26, 2, "' ") == 0) {
+      if (time != std::string::npos && line.size() > time + 27 && line.compare(time + 26, 2, "' ") == 0)
         line.replace(time, 28, " ");
-      }
+      if (line.find("errno") != std::string::npos) line = std::regex_replace(line, wording, "$1(text)");
       result.push_back(line);
     }
     return result;
@@ -50,3 +53,23 @@ class LogLevel {
   LogLevel(const LogLevel&) = delete;
   LogLevel& operator=(const LogLevel&) = delete;
 };
+
+/// The lines that an operation logs, dumps without their rows.
+template <typename Operation>
+std::vector<std::string> logOf(Operation operation, logLevels level = LOG_DEBUG) {
+  // From the second row of a process on, dumps count in hexadecimal.
+  static const bool dumped = [] {
+    CapturedOutput hidden;
+    LogLevel info(LOG_INFO);
+    return logger->logBinary("TEST", 0, "first dump", "x", 1);
+  }();
+  EXPECT_TRUE(dumped);
+  CapturedOutput output;
+  {
+    LogLevel scope(level);
+    operation();
+  }
+  auto lines = output.lines();
+  std::erase_if(lines, [](const std::string& line) { return line.empty() || line.starts_with("  "); });
+  return lines;
+}
