@@ -1,217 +1,116 @@
 #include "kiv/changer/commands.h"
 
-#include "kiv/changer/driver_commands.h"
 #include "kiv/changer/element_status.h"
 #include "kiv/frame/logger.h"
 #include "scsi/cdb.h"
 
 namespace {
 
-// Operation codes (SMC-3).
-constexpr std::uint8_t INITIALIZE_ELEMENT_STATUS = 0x07;
-constexpr std::uint8_t OPEN_CLOSE_IMPORT_EXPORT_ELEMENT = 0x1B;
-constexpr std::uint8_t PREVENT_ALLOW_MEDIUM_REMOVAL = 0x1E;
-constexpr std::uint8_t POSITION_TO_ELEMENT = 0x2B;
-constexpr std::uint8_t MOVE_MEDIUM = 0xA5;
-constexpr std::uint8_t EXCHANGE_MEDIUM = 0xA6;
-constexpr std::uint8_t READ_ELEMENT_STATUS = 0xB8;
-
-// Fields of their CDBs.
 constexpr std::uint8_t RANGE = 0x01;
-constexpr std::uint8_t VOLTAG = 0x10;
-constexpr std::uint8_t DVCID = 0x01;
-constexpr std::uint8_t ACTION_CODE = 0x1F;
-constexpr std::uint8_t LUN_SHIFT = 5;
-
-constexpr std::uint8_t MODE_SENSE_DISABLE_BLOCK_DESCRIPTORS = 0x08;
 constexpr std::uint8_t ELEMENT_ADDRESS_ASSIGNMENT = 0x1D;
 // The mode parameter header and the page.
 constexpr std::uint8_t ELEMENT_ADDRESS_ASSIGNMENT_LENGTH = 4 + 20;
-constexpr ulong32 ELEMENT_STATUS_HEADER_LENGTH = 8;
-// A storage element with volume tag, identification header and a 24-byte identifier.
-constexpr ulong32 CARTRIDGE_LOCATION_LENGTH = 12 + 36 + 4 + 24;
 
-void setAddress(GenericScsiCommand& command, std::size_t offset, std::uint16_t address) {
-  writeBigEndian(command.cdbSpan(), offset, 2, address);
-}
+// Element status data: a storage element with volume tag, identification header and a 24-byte identifier.
+constexpr ulong32 REPORT_HEADER = 8;
+constexpr ulong32 PAGE_HEADER = 8;
+constexpr ulong32 CARTRIDGE_LOCATION = 12 + 36 + 4 + 24;
 
 }  // namespace
 
-// Moving
-
+// clang-format off
 ChangerMoveMedium::ChangerMoveMedium(std::uint16_t transport, std::uint16_t source, std::uint16_t destination)
-    : GenericScsiCommand(CDB_12, SCSI_DATA_NONE, 0, 840) {
-  writeCdb(cdbSpan(), MOVE_MEDIUM, 0, Be16(transport), Be16(source), Be16(destination), Be16(0), 0, 0);
-}
-
-void ChangerMoveMedium::setSourceAddress(std::uint16_t address) { setAddress(*this, 4, address); }
-void ChangerMoveMedium::setDestinationAddress(std::uint16_t address) { setAddress(*this, 6, address); }
+    : GenericScsiCommand(
+          cdbOf(MOVE_MEDIUM, 0, Be16(transport), Be16(source), Be16(destination), Be16(0), 0, 0),
+          SCSI_DATA_NONE, 0, 840) {}
+void ChangerMoveMedium::setSourceAddress(std::uint16_t address) { putNumber(4, 2, address); }
+void ChangerMoveMedium::setDestinationAddress(std::uint16_t address) { putNumber(6, 2, address); }
 
 ChangerCmdExchangeMedium::ChangerCmdExchangeMedium(std::uint16_t transport, std::uint16_t source,
                                                    std::uint16_t firstDestination,
                                                    std::uint16_t secondDestination)
-    : GenericScsiCommand(CDB_12, SCSI_DATA_NONE, 0, 840) {
-  writeCdb(cdbSpan(), EXCHANGE_MEDIUM, 0, Be16(transport), Be16(source), Be16(firstDestination),
-           Be16(secondDestination), 0, 0);
-}
-
-void ChangerCmdExchangeMedium::setTransportElementAddress(std::uint16_t address) {
-  setAddress(*this, 2, address);
-}
-void ChangerCmdExchangeMedium::setSourceAddress(std::uint16_t address) { setAddress(*this, 4, address); }
-void ChangerCmdExchangeMedium::setFirstDestinationAddress(std::uint16_t address) {
-  setAddress(*this, 6, address);
-}
-void ChangerCmdExchangeMedium::setSecondDestinationAddress(std::uint16_t address) {
-  setAddress(*this, 8, address);
-}
+    : GenericScsiCommand(cdbOf(EXCHANGE_MEDIUM, 0, Be16(transport), Be16(source), Be16(firstDestination),
+                               Be16(secondDestination), 0, 0),
+                         SCSI_DATA_NONE, 0, 840) {}
+void ChangerCmdExchangeMedium::setTransportElementAddress(std::uint16_t address) { putNumber(2, 2, address); }
+void ChangerCmdExchangeMedium::setSourceAddress(std::uint16_t address) { putNumber(4, 2, address); }
+void ChangerCmdExchangeMedium::setFirstDestinationAddress(std::uint16_t address) { putNumber(6, 2, address); }
+void ChangerCmdExchangeMedium::setSecondDestinationAddress(std::uint16_t address) { putNumber(8, 2, address); }
 
 ChangerCmdPositionToElement::ChangerCmdPositionToElement(std::uint16_t transport, std::uint16_t destination)
-    : GenericScsiCommand(CDB_10, SCSI_DATA_NONE, 0, 600) {
-  writeCdb(cdbSpan(), POSITION_TO_ELEMENT, 0, Be16(transport), Be16(destination), Be16(0), 0, 0);
-}
-
-void ChangerCmdPositionToElement::setTransportElementAddress(std::uint16_t address) {
-  setAddress(*this, 2, address);
-}
-void ChangerCmdPositionToElement::setDestinationAddress(std::uint16_t address) {
-  setAddress(*this, 4, address);
-}
+    : GenericScsiCommand(cdbOf(POSITION_TO_ELEMENT, 0, Be16(transport), Be16(destination), Be16(0), 0, 0),
+                         SCSI_DATA_NONE, 0, 600) {}
+void ChangerCmdPositionToElement::setTransportElementAddress(std::uint16_t address) { putNumber(2, 2, address); }
+void ChangerCmdPositionToElement::setDestinationAddress(std::uint16_t address) { putNumber(4, 2, address); }
 
 ChangerCmdPreventAllowMediumRemoval::ChangerCmdPreventAllowMediumRemoval(bool prevent)
-    : GenericScsiCommand(CDB_6, SCSI_DATA_NONE, 0, 420) {
-  writeCdb(cdbSpan(), PREVENT_ALLOW_MEDIUM_REMOVAL, 0, Be16(0), prevent, 0);
-}
-
-void ChangerCmdPreventAllowMediumRemoval::setActionCode(bool prevent) { writeByte(cdbSpan(), 4, prevent); }
+    : GenericScsiCommand(cdbOf(PREVENT_ALLOW_MEDIUM_REMOVAL, Be24(0), prevent, 0), SCSI_DATA_NONE, 0, 420) {}
+void ChangerCmdPreventAllowMediumRemoval::setActionCode(bool prevent) { putNumber(4, 1, prevent); }
 
 ChangerOpenCloseImportExportElement::ChangerOpenCloseImportExportElement(std::uint16_t elementAddress,
                                                                          std::uint8_t actionCode)
-    : GenericScsiCommand(CDB_6, SCSI_DATA_NONE, 0, 600) {
-  writeCdb(cdbSpan(), OPEN_CLOSE_IMPORT_EXPORT_ELEMENT, 0, Be16(elementAddress), 0, 0);
-  setActionCode(actionCode);
-}
+    : GenericScsiCommand(
+          cdbOf(OPEN_CLOSE_IMPORT_EXPORT_ELEMENT, 0, Be16(elementAddress), actionCode & 0x1F, 0),
+          SCSI_DATA_NONE, 0, 600) {}
+void ChangerOpenCloseImportExportElement::setIOElementAddress(std::uint16_t address) { putNumber(2, 2, address); }
+void ChangerOpenCloseImportExportElement::setActionCode(std::uint8_t code) { putNumber(4, 1, code & 0x1F); }
 
-void ChangerOpenCloseImportExportElement::setIOElementAddress(std::uint16_t address) {
-  setAddress(*this, 2, address);
-}
-
-void ChangerOpenCloseImportExportElement::setActionCode(std::uint8_t code) {
-  writeByte(cdbSpan(), 4, code & ACTION_CODE);
-}
-
-// Inventory
-
-ChangerCmdInitializeElementStatus::ChangerCmdInitializeElementStatus() : GenericScsiCommand(CDB_6) {
-  writeCdb(cdbSpan(), INITIALIZE_ELEMENT_STATUS, 0, Be24(0), 0);
-}
+ChangerCmdInitializeElementStatus::ChangerCmdInitializeElementStatus()
+    : GenericScsiCommand(cdbOf(INITIALIZE_ELEMENT_STATUS, Be32(0), 0)) {}
 
 ChangerCmdInitializeElementStatusWithRange::ChangerCmdInitializeElementStatusWithRange(
     std::uint16_t startingAddress, std::uint16_t numberOfElements, std::uint8_t operationCode)
-    : GenericScsiCommand(CDB_10, SCSI_DATA_NONE, 0, 1800) {
-  writeCdb(cdbSpan(), operationCode, RANGE, Be16(startingAddress), Be16(0), Be16(numberOfElements), 0, 0);
-}
-
-void ChangerCmdInitializeElementStatusWithRange::setStartingElementAddress(std::uint16_t address) {
-  setAddress(*this, 2, address);
-}
-
-void ChangerCmdInitializeElementStatusWithRange::setNbrOfElements(std::uint16_t count) {
-  writeBigEndian(cdbSpan(), 6, 2, count);
-}
+    : GenericScsiCommand(cdbOf(OperationCode{operationCode}, RANGE, Be16(startingAddress), Be16(0),
+                               Be16(numberOfElements), 0, 0),
+                         SCSI_DATA_NONE, 0, 1800) {}
+void ChangerCmdInitializeElementStatusWithRange::setStartingElementAddress(std::uint16_t address) { putNumber(2, 2, address); }
+void ChangerCmdInitializeElementStatusWithRange::setNbrOfElements(std::uint16_t count) { putNumber(6, 2, count); }
 
 ChangerCmdReadElementStatus::ChangerCmdReadElementStatus(ChangerElementTypeCode typeCode,
                                                          std::uint16_t startingAddress,
                                                          std::uint16_t numberOfElements,
                                                          bool primaryVolumeTag, bool deviceIdentifier,
                                                          ulong32 allocationLength)
-    : GenericScsiCommand(CDB_12, SCSI_DATA_IN, allocationLength, 900) {
-  writeCdb(cdbSpan(), READ_ELEMENT_STATUS, typeCode | (primaryVolumeTag ? VOLTAG : 0), Be16(startingAddress),
-           Be16(numberOfElements), deviceIdentifier, Be24(allocationLength), 0, 0);
-}
-
-QORScsiCommand* ChangerCmdReadElementStatus::createQORCommand() {
-  return new QORChangerCmdReadElementStatus(this);
-}
-
+    : GenericScsiCommand(cdbOf(READ_ELEMENT_STATUS, typeCode | primaryVolumeTag << 4, Be16(startingAddress),
+                               Be16(numberOfElements), deviceIdentifier, Be24(allocationLength), 0, 0),
+                         SCSI_DATA_IN, allocationLength, 900) {}
 void ChangerCmdReadElementStatus::setElementTypeCode(ChangerElementTypeCode code) {
-  writeByte(cdbSpan(), 1, (readByte(cdbSpan(), 1) & VOLTAG) | code);
+  putNumber(1, 1, (readByte(cdbSpan(), 1) & 0x10u) | code);
 }
-
-void ChangerCmdReadElementStatus::setElementAddress(std::uint16_t address) { setAddress(*this, 2, address); }
-
-void ChangerCmdReadElementStatus::setNbrOfElements(std::uint16_t count) {
-  writeBigEndian(cdbSpan(), 4, 2, count);
-}
-
-void ChangerCmdReadElementStatus::setPVolTag(bool requested) {
-  writeBits(cdbSpan(), 1, VOLTAG, requested ? VOLTAG : 0);
-}
-
-void ChangerCmdReadElementStatus::setDvcId(bool requested) {
-  writeBits(cdbSpan(), 6, DVCID, requested ? DVCID : 0);
-}
-
-ReturnCode ChangerCmdReadElementStatus::setAllocLength(ulong32 length) {
-  writeBigEndian(cdbSpan(), 7, 3, length);
-  return setIoDataLength(length);
-}
-
-void ChangerCmdReadElementStatus::setLunId(std::uint8_t lun) {
-  writeBits(cdbSpan(), 1, 0xE0, unsigned{lun} << LUN_SHIFT);
-}
-
-bool ChangerCmdReadElementStatus::getParamPVolTag() const { return (readByte(cdbSpan(), 1) & VOLTAG) != 0; }
-bool ChangerCmdReadElementStatus::getParamDevID() const { return (readByte(cdbSpan(), 6) & DVCID) != 0; }
-
+void ChangerCmdReadElementStatus::setElementAddress(std::uint16_t address) { putNumber(2, 2, address); }
+void ChangerCmdReadElementStatus::setNbrOfElements(std::uint16_t count) { putNumber(4, 2, count); }
+void ChangerCmdReadElementStatus::setPVolTag(bool requested) { putBits(1, 0x10, requested); }
+void ChangerCmdReadElementStatus::setDvcId(bool requested) { putBits(6, 0x01, requested); }
+ReturnCode ChangerCmdReadElementStatus::setAllocLength(ulong32 length) { return putLength(7, 3, length); }
+void ChangerCmdReadElementStatus::setLunId(std::uint8_t lun) { putBits(1, 0xE0, lun); }
+bool ChangerCmdReadElementStatus::getParamPVolTag() const { return hasFlag(cdbSpan(), 1, 0x10); }
+bool ChangerCmdReadElementStatus::getParamDevID() const { return hasFlag(cdbSpan(), 6, 0x01); }
 std::uint16_t ChangerCmdReadElementStatus::getFirstElementAddressReported() const {
-  return getIoDataLength() < ELEMENT_STATUS_HEADER_LENGTH ? std::uint16_t{0} : readBe16(ioDataSpan(), 0);
+  return ioDataLength < 8 ? std::uint16_t{0} : readBe16(ioDataSpan(), 0);
 }
-
 std::uint16_t ChangerCmdReadElementStatus::getNumberElementsAvail() const {
-  return getIoDataLength() < ELEMENT_STATUS_HEADER_LENGTH ? std::uint16_t{0} : readBe16(ioDataSpan(), 2);
+  return ioDataLength < 8 ? std::uint16_t{0} : readBe16(ioDataSpan(), 2);
 }
-
-ulong32 ChangerCmdReadElementStatus::getByteCntReportAvail() const {
-  return getIoDataLength() < ELEMENT_STATUS_HEADER_LENGTH ? 0 : readBe24(ioDataSpan(), 5);
-}
+ulong32 ChangerCmdReadElementStatus::getByteCntReportAvail() const { return ioDataLength < 8 ? 0 : readBe24(ioDataSpan(), 5); }
 
 ChangerCmdElementInformation::ChangerCmdElementInformation()
-    : GenericScsiCommand(CDB_6, SCSI_DATA_IN, ELEMENT_ADDRESS_ASSIGNMENT_LENGTH) {
-  writeCdb(cdbSpan(), MODE_SENSE_6, MODE_SENSE_DISABLE_BLOCK_DESCRIPTORS, ELEMENT_ADDRESS_ASSIGNMENT, 0,
-           ELEMENT_ADDRESS_ASSIGNMENT_LENGTH, 0);
-}
-
-std::uint16_t ChangerCmdElementInformation::getFirstMediumTransportElementAddress() const {
-  return readBe16(ioDataSpan(), 6);
-}
-std::uint16_t ChangerCmdElementInformation::getNumberOfMediumTransportElements() const {
-  return readBe16(ioDataSpan(), 8);
-}
-std::uint16_t ChangerCmdElementInformation::getFirstStorageElementAddress() const {
-  return readBe16(ioDataSpan(), 10);
-}
-std::uint16_t ChangerCmdElementInformation::getNumberOfStorageElements() const {
-  return readBe16(ioDataSpan(), 12);
-}
-std::uint16_t ChangerCmdElementInformation::getFirstIOElementAddress() const {
-  return readBe16(ioDataSpan(), 14);
-}
-std::uint16_t ChangerCmdElementInformation::getNumberOfIOElements() const {
-  return readBe16(ioDataSpan(), 16);
-}
-std::uint16_t ChangerCmdElementInformation::getFirstDataTransferElementAddress() const {
-  return readBe16(ioDataSpan(), 18);
-}
-std::uint16_t ChangerCmdElementInformation::getNumberOfTransferElements() const {
-  return readBe16(ioDataSpan(), 20);
-}
+    : GenericScsiCommand(
+          cdbOf(MODE_SENSE_6, 0x08, ELEMENT_ADDRESS_ASSIGNMENT, 0, ELEMENT_ADDRESS_ASSIGNMENT_LENGTH, 0),
+          SCSI_DATA_IN, ELEMENT_ADDRESS_ASSIGNMENT_LENGTH) {}
+std::uint16_t ChangerCmdElementInformation::getFirstMediumTransportElementAddress() const { return readBe16(ioDataSpan(), 6); }
+std::uint16_t ChangerCmdElementInformation::getNumberOfMediumTransportElements() const { return readBe16(ioDataSpan(), 8); }
+std::uint16_t ChangerCmdElementInformation::getFirstStorageElementAddress() const { return readBe16(ioDataSpan(), 10); }
+std::uint16_t ChangerCmdElementInformation::getNumberOfStorageElements() const { return readBe16(ioDataSpan(), 12); }
+std::uint16_t ChangerCmdElementInformation::getFirstIOElementAddress() const { return readBe16(ioDataSpan(), 14); }
+std::uint16_t ChangerCmdElementInformation::getNumberOfIOElements() const { return readBe16(ioDataSpan(), 16); }
+std::uint16_t ChangerCmdElementInformation::getFirstDataTransferElementAddress() const { return readBe16(ioDataSpan(), 18); }
+std::uint16_t ChangerCmdElementInformation::getNumberOfTransferElements() const { return readBe16(ioDataSpan(), 20); }
+// clang-format on
 
 ChangerCmdReadCartridgeLocation::ChangerCmdReadCartridgeLocation(std::uint16_t startingAddress,
                                                                  std::uint16_t numberOfElements)
-    : ChangerCmdReadElementStatus(
-          ELEMENT_ALL, startingAddress, numberOfElements, true, true,
-          numberOfElements * CARTRIDGE_LOCATION_LENGTH + 2 * ELEMENT_STATUS_HEADER_LENGTH) {}
+    : ChangerCmdReadElementStatus(ELEMENT_ALL, startingAddress, numberOfElements, true, true,
+                                  numberOfElements * CARTRIDGE_LOCATION + REPORT_HEADER + PAGE_HEADER) {}
 
 ChangerCmdReadCartridgeLocation::~ChangerCmdReadCartridgeLocation() = default;
 

@@ -1,10 +1,11 @@
 #include "kiv/scsi/command.h"
 
 #include <algorithm>
+#include <bit>
 #include <new>
 
 #include "kiv/frame/logger.h"
-#include "kiv/scsi/big_endian.h"
+#include "scsi/fields.h"
 
 namespace {
 
@@ -143,6 +144,31 @@ GenericScsiCommand::GenericScsiCommand(CDBLength cdbBytes, ScsiDataDirection dir
   ScsiCommand::setIoDataLength(ioBytes);
   dataDirection = direction;
   timeOut = timeOutSeconds;
+}
+
+GenericScsiCommand::GenericScsiCommand(std::span<const std::uint8_t> cdbBytes, ScsiDataDirection direction,
+                                       ulong32 ioBytes, ulong32 timeOutSeconds)
+    : GenericScsiCommand(static_cast<CDBLength>(cdbBytes.size()), direction, ioBytes, timeOutSeconds) {
+  std::copy_n(cdbBytes.begin(), cdbLength, cdb);
+}
+
+GenericScsiCommand::GenericScsiCommand(std::span<const std::uint8_t> cdbBytes, ScsiDataDirection direction,
+                                       std::span<const std::uint8_t> parameterList, ulong32 timeOutSeconds)
+    : GenericScsiCommand(cdbBytes, direction, static_cast<ulong32>(parameterList.size()), timeOutSeconds) {
+  std::copy_n(parameterList.begin(), ioDataLength, ioData);
+}
+
+void GenericScsiCommand::putNumber(std::size_t offset, std::size_t width, std::uint64_t value) {
+  writeBigEndian(cdbSpan(), offset, width, value);
+}
+
+void GenericScsiCommand::putBits(std::size_t offset, std::uint8_t mask, unsigned int value) {
+  writeBits(cdbSpan(), offset, mask, value << std::countr_zero(mask));
+}
+
+ReturnCode GenericScsiCommand::putLength(std::size_t offset, std::size_t width, ulong32 length) {
+  putNumber(offset, width, length);
+  return setIoDataLength(length);
 }
 
 QORScsiCommand* GenericScsiCommand::createQORCommand() { return nullptr; }

@@ -2,7 +2,6 @@
 
 #include "kiv/frame/text.h"
 #include "kiv/scsi/standard_commands.h"
-#include "kiv/scsi/standard_driver_commands.h"
 #include "scsi/cdb.h"
 #include "scsi/text_field.h"
 
@@ -20,35 +19,24 @@ std::uint8_t parameterLength(std::span<const std::uint8_t> page, std::size_t off
 
 ScsiCmdLogSense::ScsiCmdLogSense(std::uint8_t pageControl, std::uint8_t pageCode,
                                  std::uint16_t parameterPointer, std::uint16_t allocationLength)
-    : GenericScsiCommand(CDB_10, SCSI_DATA_IN, allocationLength, 300) {
-  writeCdb(cdbSpan(), LOG_SENSE, 0, pageControl << 6 | pageCode, 0, 0, Be16(parameterPointer),
-           Be16(allocationLength), 0);
+    : GenericScsiCommand(cdbOf(LOG_SENSE, 0, pageControl << 6 | pageCode, 0, 0, Be16(parameterPointer),
+                               Be16(allocationLength), 0),
+                         SCSI_DATA_IN, allocationLength, 300) {}
+void ScsiCmdLogSense::setPageControl(std::uint8_t pageControl) { putBits(2, 0xC0, pageControl); }
+void ScsiCmdLogSense::setParameterPointer(std::uint16_t parameterPointer) {
+  putNumber(5, 2, parameterPointer);
 }
-
-QORScsiCommand* ScsiCmdLogSense::createQORCommand() { return new QORScsiCmdLogSense(this, forcePassthrough); }
-
-void ScsiCmdLogSense::setPageControl(std::uint8_t pageControl) {
-  writeBits(cdbSpan(), 2, 0xC0, pageControl << 6);
+ReturnCode ScsiCmdLogSense::setTransferLength(std::uint16_t allocationLength) {
+  return putLength(7, 2, allocationLength);
 }
-
 void ScsiCmdLogSense::setPageCode(std::uint8_t pageCode) {
-  writeByte(cdbSpan(), 2, (readByte(cdbSpan(), 2) & 0xC0) | pageCode);
+  putNumber(2, 1, (readByte(cdbSpan(), 2) & 0xC0u) | pageCode);
 }
-
 void ScsiCmdLogSense::setSubpageCode(std::uint8_t subpageCode) {
   if (subpageCode == 0) return;
   // The devices take the subpage without a subpage-format bit; 40h is in the operation code already.
-  writeBits(cdbSpan(), 0, 0x40, 0x40);
-  writeByte(cdbSpan(), 3, subpageCode);
-}
-
-void ScsiCmdLogSense::setParameterPointer(std::uint16_t parameterPointer) {
-  writeBigEndian(cdbSpan(), 5, 2, parameterPointer);
-}
-
-ReturnCode ScsiCmdLogSense::setTransferLength(std::uint16_t allocationLength) {
-  writeBigEndian(cdbSpan(), 7, 2, allocationLength);
-  return setIoDataLength(allocationLength);
+  putBits(0, 0x40, 1);
+  putNumber(3, 1, subpageCode);
 }
 
 std::uint16_t ScsiCmdLogSense::getPageLength() const {

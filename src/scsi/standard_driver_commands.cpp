@@ -8,8 +8,9 @@
 #include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "platform/device_control.h"
-#include "scsi/cdb.h"
 #include "scsi/driver_requests.h"
+#include "scsi/fields.h"
+#include "scsi/operation_codes.h"
 
 namespace {
 
@@ -17,7 +18,6 @@ namespace {
 constexpr std::uint8_t PAGE_NEVER_FROM_DRIVER = 0x37;
 
 constexpr std::uint8_t PAGE_CODE_MASK = 0x3F;
-constexpr std::uint8_t MODE_SENSE_10 = 0x5A;
 
 // Lengths of the mode parameter headers (SPC-4).
 constexpr std::size_t MODE_HEADER_6 = 4;
@@ -63,7 +63,7 @@ ReturnCode QORScsiCmdLogSense::doOperation(void* deviceHandle) {
 }
 
 QORScsiCmdRequestSense::QORScsiCmdRequestSense(ulong32 allocation) : QORScsiCommand(CDB_6) {
-  writeCdb(cdbSpan(), REQUEST_SENSE, 0, Be16(0), 0, 0);
+  setCmdCode(REQUEST_SENSE);
   ScsiCommand::setIoDataLength(allocation == 0 ? DEFAULT_SENSE_LENGTH : allocation);
 }
 

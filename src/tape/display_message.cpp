@@ -8,20 +8,18 @@
 
 #include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
-#include "kiv/tape/driver_unsupported.h"
-#include "tape/fields.h"
+#include "scsi/cdb.h"
 
 namespace {
 
-constexpr std::uint8_t DISPLAY_MESSAGE = 0xC0;
 constexpr std::uint8_t PARAMETER_LENGTH = 24;
 constexpr std::uint8_t TEXT_LENGTH = 16;
 constexpr std::size_t PROCESSING = 1, LENGTH = 7;  // in the header
 
 }  // namespace
 
-TapeCmdDisplayMessage::TapeCmdDisplayMessage() : GenericScsiCommand(CDB_6) {
-  writeCdb(cdbSpan(), DISPLAY_MESSAGE, 0, 0, 0, PARAMETER_LENGTH, 0);
+TapeCmdDisplayMessage::TapeCmdDisplayMessage()
+    : GenericScsiCommand(cdbOf(DISPLAY_MESSAGE, Be24(0), PARAMETER_LENGTH, 0)) {
   initializeMessage();
 }
 
@@ -76,9 +74,4 @@ void TapeCmdDisplayMessage::updateIoData() {
     std::memcpy(ioData, &parameters, std::min<std::size_t>(ioDataLength, sizeof parameters));
   logger->logDebug("SCSI", 0, "TapeCmdDisplayMessage after memcpy, ");
   logDump("SCSI", "TapeCmdDisplayMessage in updateIoData, outPut:", ioDataSpan());
-}
-
-QORScsiCommand* TapeCmdDisplayMessage::createQORCommand() {
-  logger->logDebug("SCSI", 0, "TapeCmdDisplayMessage, createQORCommand");
-  return new QORTapeCmdDisplayMessage(this);
 }

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "platform/device_control.h"
+#include "scsi/fields.h"
 #include "tape/driver_call.h"
-#include "tape/fields.h"
 #include "tape/tape_driver_requests.h"
 
 ReturnCode QORTapeCmdRead6::doOperation(void* deviceHandle) {

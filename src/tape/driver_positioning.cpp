@@ -1,8 +1,8 @@
 #include "kiv/tape/driver_positioning.h"
 
 #include "platform/device_control.h"
+#include "scsi/fields.h"
 #include "tape/driver_call.h"
-#include "tape/fields.h"
 #include "tape/tape_driver_requests.h"
 
 ReturnCode QORTapeCmdRewind::doOperation(void* deviceHandle) {

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "platform/device_control.h"
-#include "tape/fields.h"
+#include "scsi/fields.h"
 #include "tape/tape_driver_requests.h"
 
 ReturnCode QORTapeCmdQueryLogicalBlockProtection::doOperation(void* deviceHandle) {

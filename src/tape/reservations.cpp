@@ -2,45 +2,26 @@
 
 #include <algorithm>
 
-#include "kiv/tape/driver_unsupported.h"
-#include "tape/fields.h"
+#include "scsi/cdb.h"
 
-namespace {
+TapeCmdReserveUnit6::TapeCmdReserveUnit6() : GenericScsiCommand(cdbOf(RESERVE_6, Be32(0), 0)) {}
 
-constexpr std::uint8_t RESERVE_6 = 0x16;
-constexpr std::uint8_t RELEASE_6 = 0x17;
-constexpr std::uint8_t PERSISTENT_RESERVE_IN = 0x5E;
-constexpr std::uint8_t PERSISTENT_RESERVE_OUT = 0x5F;
-
-void writeLength(std::span<std::uint8_t> cdb, std::uint32_t length) {
-  writeByte(cdb, 6, 0);
-  writeBigEndian(cdb, 7, 2, length);
-}
-
-}  // namespace
-
-TapeCmdReserveUnit6::TapeCmdReserveUnit6() : GenericScsiCommand(CDB_6) { setCmdCode(RESERVE_6); }
-QORScsiCommand* TapeCmdReserveUnit6::createQORCommand() { return new QORTapeCmdReserveUnit6(this); }
-
-TapeCmdReleaseUnit6::TapeCmdReleaseUnit6() : GenericScsiCommand(CDB_6) { setCmdCode(RELEASE_6); }
-QORScsiCommand* TapeCmdReleaseUnit6::createQORCommand() { return new QORTapeCmdReleaseUnit6(this); }
+TapeCmdReleaseUnit6::TapeCmdReleaseUnit6() : GenericScsiCommand(cdbOf(RELEASE_6, Be32(0), 0)) {}
 
 TapeCmdPersistentReserveIn::TapeCmdPersistentReserveIn(PersistReserveInServiceAction action,
                                                        std::uint32_t allocationLength)
-    : GenericScsiCommand(CDB_10, SCSI_DATA_IN, allocationLength, 60) {
-  setCmdCode(PERSISTENT_RESERVE_IN);
-  setServiceAction(action);
-  writeLength(cdbSpan(), allocationLength);
-}
+    : GenericScsiCommand(cdbOf(PERSISTENT_RESERVE_IN, action, 0, Be32(0),
+                               Be16(static_cast<std::uint16_t>(allocationLength)), 0),
+                         SCSI_DATA_IN, allocationLength, 60) {}
 void TapeCmdPersistentReserveIn::setServiceAction(PersistReserveInServiceAction action) {
-  writeByte(cdbSpan(), 1, action);
+  putNumber(1, 1, action);
 }
 void TapeCmdPersistentReserveIn::setReservationType(PersistReserveOutReservationType type) {
-  writeByte(cdbSpan(), 2, type);
+  putNumber(2, 1, type);
 }
-void TapeCmdPersistentReserveIn::setAllocationLength(std::uint32_t allocationLength) {
-  writeLength(cdbSpan(), allocationLength);
-  setIoDataLength(allocationLength);
+void TapeCmdPersistentReserveIn::setAllocationLength(std::uint32_t length) {
+  putNumber(6, 1, 0);
+  putLength(7, 2, length);
 }
 std::vector<std::uint64_t> TapeCmdPersistentReserveIn::getReservationsKeys() const {
   constexpr std::size_t HEADER = 8, KEY = 8;
@@ -52,29 +33,20 @@ std::vector<std::uint64_t> TapeCmdPersistentReserveIn::getReservationsKeys() con
     keys.push_back(readBe64(ioDataSpan(), HEADER + KEY * i));
   return keys;
 }
-QORScsiCommand* TapeCmdPersistentReserveIn::createQORCommand() {
-  return new QORTapeCmdPersistentReserveIn(this);
-}
 
 TapeCmdPersistentReserveOut::TapeCmdPersistentReserveOut(PersistReserveOutServiceAction action,
                                                          PersistReserveOutReservationType type,
                                                          std::uint32_t parameterListLength)
-    : GenericScsiCommand(CDB_10, SCSI_DATA_OUT, parameterListLength, 60) {
-  setCmdCode(PERSISTENT_RESERVE_OUT);
-  setServiceAction(action);
-  setReservationType(type);
-  writeLength(cdbSpan(), parameterListLength);
-}
+    : GenericScsiCommand(cdbOf(PERSISTENT_RESERVE_OUT, action, type, Be32(0),
+                               Be16(static_cast<std::uint16_t>(parameterListLength)), 0),
+                         SCSI_DATA_OUT, parameterListLength, 60) {}
 void TapeCmdPersistentReserveOut::setServiceAction(PersistReserveOutServiceAction action) {
-  writeByte(cdbSpan(), 1, action);
+  putNumber(1, 1, action);
 }
 void TapeCmdPersistentReserveOut::setReservationType(PersistReserveOutReservationType type) {
-  writeByte(cdbSpan(), 2, type);
+  putNumber(2, 1, type);
 }
-void TapeCmdPersistentReserveOut::setAllocationLength(std::uint32_t parameterListLength) {
-  writeLength(cdbSpan(), parameterListLength);
-  setIoDataLength(parameterListLength);
-}
-QORScsiCommand* TapeCmdPersistentReserveOut::createQORCommand() {
-  return new QORTapeCmdPersistentReserveOut(this);
+void TapeCmdPersistentReserveOut::setAllocationLength(std::uint32_t length) {
+  putNumber(6, 1, 0);
+  putLength(7, 2, length);
 }

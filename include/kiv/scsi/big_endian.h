@@ -27,6 +27,7 @@ struct BigEndian {
 using Be16 = BigEndian<2, std::uint16_t>;
 using Be24 = BigEndian<3, std::uint32_t>;
 using Be32 = BigEndian<4, std::uint32_t>;
+using Be56 = BigEndian<7, std::uint64_t>;
 using Be64 = BigEndian<8, std::uint64_t>;
 static_assert(sizeof(Be16) == 2 && sizeof(Be24) == 3 && sizeof(Be32) == 4 && sizeof(Be64) == 8 &&
               alignof(Be64) == 1);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -34,6 +35,9 @@ class QORScsiCommand;
 ///
 /// The command owns its three buffers. Targets fill the outcome; a command may be executed again without
 /// being rebuilt.
+///
+/// Hosts have the accessors compiled in, perhaps by another compiler than the library's: so the fields keep
+/// their order, and the buffers are bare pointers with lengths, which look the same to every C++ library.
 class KIV_API ScsiCommand {
  public:
   ScsiCommand();
@@ -138,7 +142,25 @@ class KIV_API GenericScsiCommand : public ScsiCommand {
   virtual QORScsiCommand* createQORCommand();
 
  protected:
-  /// A command with its data phase; `timeOutSeconds` as in setTimeOut.
+  /// A command with its data phase, its CDB still zeroed; `timeOutSeconds` as in setTimeOut.
   GenericScsiCommand(CDBLength cdbBytes, ScsiDataDirection direction, ulong32 ioBytes,
                      ulong32 timeOutSeconds = DEFAULT_TIME_OUT);
+  /// A row of the standard's table: the bytes of the CDB, the data phase with its length in bytes, the
+  /// time-out in seconds.
+  explicit GenericScsiCommand(std::span<const std::uint8_t> cdbBytes,
+                              ScsiDataDirection direction = SCSI_DATA_NONE, ulong32 ioBytes = 0,
+                              ulong32 timeOutSeconds = DEFAULT_TIME_OUT);
+  /// The same with a data buffer that starts as `parameterList`.
+  GenericScsiCommand(std::span<const std::uint8_t> cdbBytes, ScsiDataDirection direction,
+                     std::span<const std::uint8_t> parameterList, ulong32 timeOutSeconds = DEFAULT_TIME_OUT);
+
+  // What setters are made of. Offsets count in the CDB; what falls outside it is dropped.
+
+  /// Writes a big-endian number of `width` bytes.
+  void putNumber(std::size_t offset, std::size_t width, std::uint64_t value);
+  /// Writes a field inside one byte, as a flag is: `value` counts in units of the lowest bit of `mask`.
+  void putBits(std::size_t offset, std::uint8_t mask, unsigned int value);
+  /// Writes the length of the data, and replaces the data buffer by a zeroed one of that length. CMD_OK, or
+  /// CMD_NO_MEMORY.
+  ReturnCode putLength(std::size_t offset, std::size_t width, ulong32 length);
 };

@@ -22,8 +22,7 @@ class KIV_API ScsiCmdRequestSense : public GenericScsiCommand {
  public:
   explicit ScsiCmdRequestSense(std::uint8_t allocation);
   QORScsiCommand* createQORCommand() override;
-
-  ReturnCode setTransferLength(std::uint8_t allocation);
+  ReturnCode setTransferLength(std::uint8_t length);
 };
 
 /// INQUIRY (12h): standard inquiry data, or a vital product data page.
@@ -32,7 +31,6 @@ class KIV_API ScsiCmdInquiry : public GenericScsiCommand {
   /// A page code other than 0 sets EVPD by itself.
   ScsiCmdInquiry(std::uint8_t pageCode, bool evpd, std::uint16_t allocation);
   QORScsiCommand* createQORCommand() override;
-
   /// Sets EVPD for a page code other than 0 and clears it for 0.
   void setPageCode(std::uint8_t pageCode);
   void setEnableVitalProductDataFlag(bool evpd);
@@ -55,11 +53,11 @@ class KIV_API ScsiCmdModeSense6 : public GenericScsiCommand {
   /// `dbd` disables block descriptors; page control 0 to 3; an allocation of 0 stands for 255.
   ScsiCmdModeSense6(bool dbd, std::uint8_t pageControl, std::uint8_t pageCode, std::uint8_t allocation);
   QORScsiCommand* createQORCommand() override;
-
   void setDBDFlag(bool dbd);
   void setPageControl(std::uint8_t pageControl);
   void setPageCode(std::uint8_t pageCode);
   void setSubPageCode(std::uint8_t subpageCode);
+  /// 0 stands for 255, as in the constructor.
   ReturnCode setTransferLength(std::uint8_t allocation);
 
   /// The mode data length of a successful execution: the bytes that follow the first; else 0.
@@ -72,8 +70,8 @@ class KIV_API ScsiCmdModeSelect6 : public GenericScsiCommand {
   /// A length of 0 stands for 255.
   explicit ScsiCmdModeSelect6(std::uint8_t parameterListLength);
   QORScsiCommand* createQORCommand() override;
-
   void setSavePageFlag(bool save);
+  /// 0 stands for 255, as in the constructor.
   ReturnCode setTransferLength(std::uint8_t parameterListLength);
 };
 
@@ -89,11 +87,10 @@ class KIV_API ScsiCmdReadBuffer : public GenericScsiCommand {
  public:
   ScsiCmdReadBuffer(std::uint8_t mode, std::uint8_t bufferId, ulong32 offset, ulong32 allocation);
   QORScsiCommand* createQORCommand() override;
-
   void setMode(std::uint8_t mode);
   void setBufferId(std::uint8_t bufferId);
   void setOffset(ulong32 offset);
-  ReturnCode setParameterListLength(ulong32 allocation);
+  ReturnCode setParameterListLength(ulong32 length);
 };
 
 /// WRITE BUFFER (3Bh). Of the mode field the low three bits are sent; offset and length have 24 bits.
@@ -101,7 +98,6 @@ class KIV_API ScsiCmdWriteBuffer : public GenericScsiCommand {
  public:
   ScsiCmdWriteBuffer(std::uint8_t mode, std::uint8_t bufferId, ulong32 offset, ulong32 length);
   QORScsiCommand* createQORCommand() override;
-
   void setMode(std::uint8_t mode);
   void setBufferId(std::uint8_t bufferId);
   void setOffset(ulong32 offset);
@@ -113,7 +109,6 @@ class KIV_API ScsiCmdSendDiagnostic : public GenericScsiCommand {
  public:
   ScsiCmdSendDiagnostic(bool pageFormat, bool selfTest, std::uint16_t parameterListLength);
   QORScsiCommand* createQORCommand() override;
-
   void setSelfTestFlag(bool selfTest);
   void setPageFlag(bool pageFormat);
   /// Sets the length in the CDB and the direction that goes with it; the data buffer stays as it is.
@@ -125,7 +120,6 @@ class KIV_API ScsiCmdReceiveDiagnostic : public GenericScsiCommand {
  public:
   explicit ScsiCmdReceiveDiagnostic(std::uint16_t allocation);
   QORScsiCommand* createQORCommand() override;
-
   ReturnCode setParameterLength(std::uint16_t allocation);
 };
 
@@ -134,7 +128,6 @@ class KIV_API ScsiCmdReportLuns : public GenericScsiCommand {
  public:
   explicit ScsiCmdReportLuns(ulong32 allocation);
   QORScsiCommand* createQORCommand() override;
-
   ReturnCode setAllocationLength(ulong32 allocation);
 
   /// As many as the device has, which may be more than the buffer holds.
@@ -154,7 +147,6 @@ class KIV_API ScsiCmdLogSense : public GenericScsiCommand {
   ScsiCmdLogSense(std::uint8_t pageControl, std::uint8_t pageCode, std::uint16_t parameterPointer,
                   std::uint16_t allocationLength);
   QORScsiCommand* createQORCommand() override;
-
   void setPageControl(std::uint8_t pageControl);
   void setPageCode(std::uint8_t pageCode);
   /// Does nothing for 0.

@@ -46,6 +46,7 @@ class KIV_API TapeCmdWrite6 : public GenericScsiCommand {
   TapeCmdWrite6(std::uint32_t transferLength, std::uint32_t byteCount, bool fixed);
   /// Leaves the data buffer as it is.
   void setTransferLength(std::uint32_t transferLength);
+  /// Overwrites the whole byte.
   void setFixedFlag(bool fixed);
   QORScsiCommand* createQORCommand() override;
 };

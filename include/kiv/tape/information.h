@@ -17,8 +17,8 @@ class KIV_API TapeCmdReadAttribute : public GenericScsiCommand {
   void setAction(std::uint8_t serviceAction);
   void setVolumeNumber(std::uint8_t volumeNumber);
   void setPartNumber(std::uint8_t partitionNumber);
-  void setFirstAttributeId(std::uint16_t firstAttributeId);
-  void setAllocLength(std::uint8_t allocationLength);
+  void setFirstAttributeId(std::uint16_t id);
+  void setAllocLength(std::uint8_t length);
 
   /// The length of the attribute list without its own four bytes; 0 unless the execution succeeded.
   std::uint32_t getPageLength() const;
@@ -39,7 +39,7 @@ class KIV_API TapeCmdWriteAttribute : public GenericScsiCommand {
                         std::uint32_t parameterListLength);
   void setVolumeNumber(std::uint8_t volumeNumber);
   void setPartNumber(std::uint8_t partitionNumber);
-  void setAllocLength(std::uint8_t parameterListLength);
+  void setAllocLength(std::uint8_t length);
   QORScsiCommand* createQORCommand() override;
 };
 
@@ -49,8 +49,8 @@ class KIV_API TapeCmdLogSelect : public GenericScsiCommand {
   /// Page control: 0 current threshold, 1 current cumulative, 2 and 3 their defaults.
   TapeCmdLogSelect(bool parameterCodeReset, std::uint8_t pageControl, std::uint16_t parameterListLength);
   void setPcrFlag(bool parameterCodeReset);
-  void setPageControl(std::uint8_t pageControl);
-  void setAllocLength(std::uint8_t parameterListLength);
+  void setPageControl(std::uint8_t control);
+  void setAllocLength(std::uint8_t length);
   QORScsiCommand* createQORCommand() override;
 };
 
@@ -59,7 +59,7 @@ class KIV_API TapeCmdReportDensitySupport : public GenericScsiCommand {
  public:
   TapeCmdReportDensitySupport(bool media, std::uint16_t allocationLength);
   void setMediaFlag(bool media);
-  void setAllocationLength(std::uint16_t allocationLength);
+  void setAllocationLength(std::uint16_t length);
   std::uint16_t getAvailableDensitySupportLength() const;
   QORScsiCommand* createQORCommand() override;
 };
@@ -78,11 +78,11 @@ class KIV_API TapeCmdReportDynamicRuntimeInformation : public GenericScsiCommand
  public:
   TapeCmdReportDynamicRuntimeInformation(std::uint8_t serviceAction, std::uint16_t firstAttribute,
                                          std::uint16_t lastAttribute, std::uint32_t allocationLength);
-  void setServiceAction(std::uint8_t serviceAction);
+  void setServiceAction(std::uint8_t action);
   std::uint8_t getServiceAction() const;
-  void setFirstAttribute(std::uint16_t firstAttribute);
-  void setLastAttribute(std::uint16_t lastAttribute);
-  void setAllocationLength(std::uint32_t allocationLength);
+  void setFirstAttribute(std::uint16_t attribute);
+  void setLastAttribute(std::uint16_t attribute);
+  void setAllocationLength(std::uint32_t length);
   /// Bytes that the drive has to tell; 0 when the data buffer is shorter than 4 bytes.
   std::uint32_t getAvailableData() const;
   QORScsiCommand* createQORCommand() override;

@@ -55,7 +55,7 @@ class KIV_API TapeCmdPersistentReserveIn : public GenericScsiCommand {
   void setServiceAction(PersistReserveInServiceAction action);
   /// Writes byte 2, which the standard reserves in this command.
   void setReservationType(PersistReserveOutReservationType type);
-  void setAllocationLength(std::uint32_t allocationLength);
+  void setAllocationLength(std::uint32_t length);
   /// The registered keys that READ KEYS brought, as far as the data buffer holds them; empty after any other
   /// service action.
   std::vector<std::uint64_t> getReservationsKeys() const;
@@ -70,6 +70,6 @@ class KIV_API TapeCmdPersistentReserveOut : public GenericScsiCommand {
                               std::uint32_t parameterListLength);
   void setServiceAction(PersistReserveOutServiceAction action);
   void setReservationType(PersistReserveOutReservationType type);
-  void setAllocationLength(std::uint32_t parameterListLength);
+  void setAllocationLength(std::uint32_t length);
   QORScsiCommand* createQORCommand() override;
 };

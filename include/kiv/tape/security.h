@@ -13,9 +13,9 @@ class KIV_API TapeCmdSecurityProtocolIn : public GenericScsiCommand {
   TapeCmdSecurityProtocolIn(std::uint8_t protocol, std::uint16_t protocolSpecific,
                             std::uint32_t allocationLength);
   void setSecurityProtocol(std::uint8_t protocol);
-  void setSecurityProtocolSpecific(std::uint16_t protocolSpecific);
+  void setSecurityProtocolSpecific(std::uint16_t specific);
   /// Also replaces the data buffer by a zeroed one of that length.
-  void setSecurityProtocolLength(std::uint32_t allocationLength);
+  void setSecurityProtocolLength(std::uint32_t length);
   QORScsiCommand* createQORCommand() override;
 };
 
@@ -25,9 +25,9 @@ class KIV_API TapeCmdSecurityProtocolOut : public GenericScsiCommand {
   TapeCmdSecurityProtocolOut(std::uint8_t protocol, std::uint16_t protocolSpecific,
                              std::uint32_t transferLength);
   void setSecurityProtocol(std::uint8_t protocol);
-  void setSecurityProtocolSpecific(std::uint16_t protocolSpecific);
+  void setSecurityProtocolSpecific(std::uint16_t specific);
   /// Also replaces the data buffer by a zeroed one of that length.
-  void setSecurityProtocolLength(std::uint32_t transferLength);
+  void setSecurityProtocolLength(std::uint32_t length);
   QORScsiCommand* createQORCommand() override;
 };
 
