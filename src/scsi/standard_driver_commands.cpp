@@ -64,7 +64,7 @@ ReturnCode QORScsiCmdLogSense::doOperation(void* deviceHandle) {
 
 QORScsiCmdRequestSense::QORScsiCmdRequestSense(ulong32 allocation) : QORScsiCommand(CDB_6) {
   setCmdCode(REQUEST_SENSE);
-  ScsiCommand::setIoDataLength(allocation == 0 ? DEFAULT_SENSE_LENGTH : allocation);
+  QORScsiCommand::setIoDataLength(allocation == 0 ? DEFAULT_SENSE_LENGTH : allocation);
 }
 
 ReturnCode QORScsiCmdRequestSense::doOperation(void* deviceHandle) {
