@@ -7,7 +7,6 @@
 #include "c_interface/structure.h"
 #include "kiv/api.h"
 #include "kiv/kiv.h"
-#include "kiv/scsi/command.h"
 
 namespace {
 
@@ -47,11 +46,6 @@ std::int32_t keepThrown() noexcept {
     keep(KIV_UNEXPECTED, "", 0, {});
   }
   return lastError.result;
-}
-
-kiv_sense senseOf(const ScsiCommand& command) {
-  if (!command.isSenseDataValid()) return {};
-  return {1, command.getSenseKey(), command.getASC(), command.getASCQ()};
 }
 
 std::string senseText(const kiv_sense& sense) {

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "c_interface/call.h"
+#include "c_interface/outcome.h"
 #include "c_interface/structure.h"
 #include "device/arrived_data.h"
 #include "device/patience.h"
@@ -33,11 +34,11 @@ bool send(ScsiTarget& library, GenericScsiCommand& command) {
 
 void execute(ScsiTarget& library, GenericScsiCommand& command, const char* what) {
   if (send(library, command)) return;
-  const kiv_sense sense = senseOf(command);
+  const Outcome outcome = outcomeOf(library, command);
   throw Failure{KIV_COMMAND_FAILED,
                 std::string("The library ") + deviceText(library.getSerialNumber()) + " does not tell " +
-                    what + " (" + senseText(sense) + "): wait until it is ready and try again.",
-                static_cast<std::uint32_t>(command.getAdditionalFailureCode()), sense};
+                    what + " (" + outcomeText(outcome) + "): wait until it is ready and try again.",
+                outcome.windowsError, outcome.sense};
 }
 
 std::string textIn(Bytes bytes) {

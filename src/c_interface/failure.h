@@ -5,8 +5,6 @@
 
 #include "kiv/kiv_c.h"
 
-class ScsiCommand;
-
 /// Why a call of the host fails. Thrown inside the interface; its edge turns it into a result code and the
 /// last error.
 struct Failure {
@@ -15,9 +13,6 @@ struct Failure {
   std::uint32_t windowsError = 0;
   kiv_sense sense = {};
 };
-
-/// The sense data of a command in short.
-kiv_sense senseOf(const ScsiCommand& command);
 
 /// "sense 5/24/00, Invalid field in CDB"; "no sense data" when there are none.
 std::string senseText(const kiv_sense& sense);

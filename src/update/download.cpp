@@ -7,12 +7,12 @@
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/update/update_firmware.h"
 #include "update/sense.h"
+#include "update/update_observer.h"
 
 namespace {
 
 constexpr std::uint8_t DATA_MODE = 2;
 constexpr std::uint8_t MICROCODE_BUFFER = 4;
-constexpr ulong32 CHUNK_LENGTH = 0x8000;
 
 void logRefusal(const ScsiCmdWriteBuffer& write, ulong32 offset) {
   if (hasSense(write, INVALID_FIELD_IN_CDB) || hasSense(write, BAD_MICROCODE))
@@ -35,9 +35,11 @@ int UpdateFirmware::performFirmwareUpdate(ScsiTarget* target, unsigned char* ima
     std::memcpy(write.getIoData(), image + offset, chunk);
     if (target->scsiExecCDB(write) != CMD_OK) {
       logRefusal(write, offset);
+      if (updateObserver()) updateObserver()->failed(write);
       return FW_UPDATE_FAILED;
     }
     offset += chunk;
+    if (updateObserver()) updateObserver()->sent(offset);
   }
   logger->logDebug("TSTS", 0, "Write Buffer completed!!!");
   return FW_NO_ERROR;

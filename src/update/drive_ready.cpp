@@ -6,6 +6,7 @@
 #include "kiv/update/update_firmware.h"
 #include "platform/win32.h"
 #include "update/sense.h"
+#include "update/update_observer.h"
 
 namespace {
 
@@ -14,7 +15,7 @@ constexpr DWORD PROBE_PAUSE = 1000;  // milliseconds
 
 /// Probes until the drive either is ready or says why it will not be soon.
 void waitForAnswer(ScsiTarget& target, ScsiCmdTestUnitReady& probe) {
-  for (int i = 0; i < MAXIMUM_PROBES; ++i) {
+  for (int i = 0; i < MAXIMUM_PROBES && goesOn(); ++i) {
     if (target.scsiExecCDB(probe) == CMD_OK) return;
     if (hasSense(probe, INITIALIZATION_REQUIRED)) {
       logger->logDebug("DLFW", 0, "Unit not ready, Media Load/Unload in progress");
@@ -24,7 +25,7 @@ void waitForAnswer(ScsiTarget& target, ScsiCmdTestUnitReady& probe) {
       logger->logDebug("DLFW", 0, "Media is removed");
       return;
     }
-    if (hasSense(probe, SELF_CONFIGURING) || hasSense(probe, BECOMING_READY)) Sleep(PROBE_PAUSE);
+    if (hasSense(probe, SELF_CONFIGURING) || hasSense(probe, BECOMING_READY)) pause(PROBE_PAUSE);
   }
 }
 
@@ -35,8 +36,10 @@ void unloadCartridge(ScsiTarget& target) {
   TapeCmdUnLoad unload(false, false);
   if (target.scsiExecCDB(unload) == CMD_OK) {
     logger->logDebug("DLFW", 0, "Media succesfully unloaded");
+    if (updateObserver()) updateObserver()->ejected();
     return;
   }
+  if (updateObserver()) updateObserver()->failed(unload);
   logger->logDebug("DLFW", 0, "Could not unload cartridge");
   logDump("DLFW", "UnLoad Sense Data", unload.senseSpan());
   logger->logDebug("DLFW", 0, UNSUPPORTED);
@@ -48,6 +51,7 @@ int UpdateFirmware::wait4DriveReady(ScsiTarget* target) {
   logger->logDebug("DLFW", 0, "Download Firmware: wait4DriveReady");
   ScsiCmdTestUnitReady probe;
   waitForAnswer(*target, probe);
+  if (!goesOn()) return FW_DEVICE_DISCONNECTED;
   bool loaded = target->scsiExecCDB(probe) == CMD_OK;
   if (loaded) {
     logDump("DLFW", "TUR Sense Data", probe.senseSpan());
@@ -68,6 +72,7 @@ int UpdateFirmware::wait4DriveReady(ScsiTarget* target) {
     logger->logDebug("DLFW", 0, "Download Firmware: Init Required");
     return FW_NO_ERROR;
   }
+  if (updateObserver()) updateObserver()->failed(probe);
   logger->logDebug("DLFW", 0, "Download Firmware: End of TUR Loop");
   return FW_DEVICE_DISCONNECTED;
 }

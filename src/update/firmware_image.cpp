@@ -1,8 +1,8 @@
+#include "update/firmware_image.h"
+
 #include <cstdlib>
 #include <cstring>
-#include <string>
 
-#include "device/handle.h"
 #include "frame/directory.h"
 #include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
@@ -28,8 +28,8 @@ void logInvalidName(const std::string& name, DWORD error) {
                    errorText(error));
 }
 
-/// Opens the image under its name, in the parent directory, or under the working directory's full name.
-/// `name` becomes the name that was tried last.
+}  // namespace
+
 Handle findImage(std::string& name) {
   const std::string given = name;
   Handle file = openImage(name);
@@ -53,8 +53,6 @@ Handle findImage(std::string& name) {
                    errorText(lastError));
   return file;
 }
-
-}  // namespace
 
 int UpdateFirmware::loadBinaryMicrocodeFile(const char* filename, unsigned char** image, ulong32* length) {
   *image = nullptr;

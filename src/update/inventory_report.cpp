@@ -9,7 +9,7 @@ void ScanBus::showScanResult(int outputMode, ComponentId& ids) {
     std::string product;
     getProductString(target, product);
     const std::string componentId = ids.isValid(product) ? ids.getId4InquiryData(product) : "";
-    document += deviceEntryStart(*target, product, componentId);
+    document += deviceEntryStart(*target, product, componentId, target->getFirmwareVersion());
     document += "</Application>\n  </Device>\n";
   }
   document += "</SVMInventory>\n";

@@ -7,6 +7,7 @@
 #include "kiv/update/update_firmware.h"
 #include "platform/device_control.h"
 #include "update/sense.h"
+#include "update/update_observer.h"
 
 namespace {
 
@@ -25,11 +26,11 @@ void waitForSense(ScsiTarget& target, ScsiCmdTestUnitReady& probe) {
     target.scsiExecCDB(probe);
     target.scsiExecCDB(probe);
     if (readByte(probe.senseSpan(), 0) != 0) {
-      Sleep(SHORT_PAUSE);
+      pause(SHORT_PAUSE);
       logger->logInfo("DLFW", 0, "Sense Data valid, Drive reboot completed");
       return;
     }
-    Sleep(LONG_PAUSE);
+    if (!pause(LONG_PAUSE)) return;
   }
 }
 
@@ -45,7 +46,7 @@ bool isRestartOver(const ScsiCmdTestUnitReady& probe) {
   }
   if (hasSense(probe, SELF_CONFIGURING)) {
     logger->logDebug("DLFW", 0, "Selftest in progress");
-    Sleep(SHORT_PAUSE);
+    pause(SHORT_PAUSE);
   }
   return false;
 }
@@ -53,7 +54,7 @@ bool isRestartOver(const ScsiCmdTestUnitReady& probe) {
 /// Probes until the drive is ready, or as ready as it gets without a cartridge. A device that fails without
 /// sense data is one that the port driver lost: it is looked for again.
 void waitForReady(UpdateFirmware& steps, ScsiTarget& target, ScsiCmdTestUnitReady& probe) {
-  for (int i = 0; i < MAXIMUM_READY_PROBES; ++i) {
+  for (int i = 0; i < MAXIMUM_READY_PROBES && goesOn(); ++i) {
     logger->logDebug("DLFW", 0, "TUR Loop %d ", i);
     if (target.scsiExecCDB(probe) == CMD_OK) return;
     logDump("TSTS", "Test Unit Ready Sense Data", probe.senseSpan());
@@ -80,12 +81,15 @@ void rescanBus(const char* path, int attempt) {
 int UpdateFirmware::wait4RebootComplete(ScsiTarget* target) {
   ScsiCmdTestUnitReady probe;
   target->resetDevice();
-  Sleep(RESTART_TIME);
+  pause(RESTART_TIME);
   waitForSense(*target, probe);
   waitForReady(*this, *target, probe);
 
   ScsiCmdInquiry inquiry(0, false, 36);
-  if (target->scsiExecCDB(inquiry) != CMD_OK) return FW_REBOOT_FAILED;
+  if (target->scsiExecCDB(inquiry) != CMD_OK) {
+    if (updateObserver()) updateObserver()->failed(inquiry);
+    return FW_REBOOT_FAILED;
+  }
   logger->logDebug("DLFW", 0, "Download Firmware  OK, New Firmware level is %s",
                    inquiry.getRevisionLevel().c_str());
   return FW_NO_ERROR;
@@ -104,7 +108,7 @@ int UpdateFirmware::rescan4Device(ScsiTarget* target) {
         return FW_NO_ERROR;
       }
     }
-    Sleep(LONG_PAUSE);
+    if (!pause(LONG_PAUSE)) break;
   }
   return FW_REBOOT_FAILED;
 }

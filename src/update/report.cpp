@@ -44,14 +44,14 @@ void writeReport(const char* fileName, int outputMode, ReportPart part, const st
 }
 
 std::string deviceEntryStart(const ScsiTarget& target, const std::string& product,
-                             const std::string& componentId) {
+                             const std::string& componentId, const std::string& version) {
   const std::string address = std::to_string(target.getHostAdapterId()) + "," +
                               std::to_string(target.getBusNumber()) + "," +
                               std::to_string(target.getTargetId()) + "," + std::to_string(target.getLun());
   const std::string shortProduct = product.substr(0, product.find(':'));
   return "  <Device componentID=\"" + componentId + "\" enum=\"" + address + "\" display=\"" + shortProduct +
-         "\">\n    <Application display=\"" + product + "\" componentType=\"FRMW\" version=\"" +
-         target.getFirmwareVersion() + "\">";
+         "\">\n    <Application display=\"" + product + "\" componentType=\"FRMW\" version=\"" + version +
+         "\">";
 }
 
 ScsiTarget* supportedDevice(int index) {

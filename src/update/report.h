@@ -18,7 +18,15 @@ void writeReport(const char* fileName, int outputMode, ReportPart part, const st
 /// The opening tags of one device's entry, up to that of its application. No value is escaped: hosts compare
 /// them with their own texts as they stand.
 std::string deviceEntryStart(const ScsiTarget& target, const std::string& product,
-                             const std::string& componentId);
+                             const std::string& componentId, const std::string& version);
+
+/// The result report: its file, its first lines, one device's entry from its opening tags on, its last line.
+inline constexpr char RESULT_REPORT[] = "scsiExe.txt";
+std::string resultReportStart();
+std::string resultEntry(const std::string& entryStart, int result, const std::string& message);
+inline constexpr char RESULT_REPORT_END[] = "</SVMExecution>\n";
+/// What the report says of an FW_ result code.
+const char* resultMessage(int result);
 
 /// The supported device at this index; null outside the list.
 ScsiTarget* supportedDevice(int index);

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr char FILE_NAME[] = "scsiExe.txt";
-
 /// The message of each result code, from 0 on.
 constexpr const char* MESSAGES[] = {
     "Firmware update successful",
@@ -21,48 +19,55 @@ constexpr const char* MESSAGES[] = {
     "Configuration invalid",
 };
 
-const char* messageOf(int result) {
-  const bool known = result >= 0 && static_cast<std::size_t>(result) < std::size(MESSAGES);
-  return known ? MESSAGES[result] : "Unknown failure";
-}
-
-std::string resultEntry(ScsiTarget& target, int result) {
+std::string entryOf(ScsiTarget& target, int result) {
   std::string product;
   getProductString(&target, product);
   ComponentId ids;
   if (!ids.initialize("Devlist.txt"))
     logger->logDebug("MAIN", 0, "Componet IDs initialization failed (FW_CONFIG_ERROR)");
   if (!ids.isValid(product)) logger->logDebug("MAIN", 0, "Not supported product (FW_CONFIG_ERROR)");
-  return deviceEntryStart(target, product, ids.getId4InquiryData(product)) +
+  return resultEntry(
+      deviceEntryStart(target, product, ids.getId4InquiryData(product), target.getFirmwareVersion()), result,
+      resultMessage(result));
+}
+
+}  // namespace
+
+const char* resultMessage(int result) {
+  const bool known = result >= 0 && static_cast<std::size_t>(result) < std::size(MESSAGES);
+  return known ? MESSAGES[result] : "Unknown failure";
+}
+
+std::string resultReportStart() { return std::string(XML_DECLARATION) + "<SVMExecution lang=\"en\">\n"; }
+
+std::string resultEntry(const std::string& entryStart, int result, const std::string& message) {
+  return entryStart +
          "\n"
          "      <SPStatus result=\"" +
          (result == FW_NO_ERROR ? "true" : "false") +
          "\">\n"
          "        <Message id=\"" +
-         std::to_string(result) + "\">" + messageOf(result) +
+         std::to_string(result) + "\">" + message +
          "</Message>\n"
          "      </SPStatus>\n"
          "    </Application>\n"
          "  </Device>\n";
 }
 
-}  // namespace
-
 void UpdateFirmware::showResultHeader(int outputMode) {
-  writeReport(FILE_NAME, outputMode, ReportPart::Start,
-              std::string(XML_DECLARATION) + "<SVMExecution lang=\"en\">\n");
+  writeReport(RESULT_REPORT, outputMode, ReportPart::Start, resultReportStart());
 }
 
 void UpdateFirmware::showUpdateResult(int index, int outputMode, int result) {
   std::string entry;
   if (ScsiTarget* target = supportedDevice(index)) {
-    entry = resultEntry(*target, result);
+    entry = entryOf(*target, result);
   } else {
     logger->logDebug("MAIN", 0, "Invalid Device Number provided (FW_NO_DRIVE_CONNECTED)");
   }
-  writeReport(FILE_NAME, outputMode, ReportPart::Continuation, entry);
+  writeReport(RESULT_REPORT, outputMode, ReportPart::Continuation, entry);
 }
 
 void UpdateFirmware::showResultTrailer(int outputMode) {
-  writeReport(FILE_NAME, outputMode, ReportPart::Continuation, "</SVMExecution>\n");
+  writeReport(RESULT_REPORT, outputMode, ReportPart::Continuation, RESULT_REPORT_END);
 }

@@ -1,6 +1,5 @@
 #include "kiv/update/update_firmware.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
 
@@ -10,6 +9,7 @@
 #include "kiv/kiv.h"
 #include "kiv/update/scan_bus.h"
 #include "platform/win32.h"
+#include "update/firmware_image.h"
 #include "update/report.h"
 
 namespace {
@@ -25,17 +25,6 @@ constexpr const char* OUTCOMES[] = {
     "Error - Update failed",
     "Error - Rebooting of device failed",
     "Error - Invalid SCSI address selected",
-};
-
-/// A firmware image in memory.
-struct FirmwareImage {
-  FirmwareImage() = default;
-  ~FirmwareImage() { std::free(bytes); }
-  FirmwareImage(const FirmwareImage&) = delete;
-  FirmwareImage& operator=(const FirmwareImage&) = delete;
-
-  unsigned char* bytes = nullptr;
-  ulong32 length = 0;
 };
 
 /// Empties the drive, downloads the image and waits for the restart.
