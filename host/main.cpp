@@ -12,7 +12,7 @@
 
 #include "host/commands.h"
 #include "host/core/result.h"
-#include "host/library.h"
+#include "host/kiv_dll.h"
 #include "host/simulation.h"
 #include "kiv/kiv.h"
 
@@ -26,9 +26,9 @@ struct Options {
 };
 
 /// Runs a command between the first and the last call that a host owes the library.
-int withLibrary(const Options& options, bool usesClasses, const std::function<int()>& command) {
-  const host::Library library(options.library);
-  if (usesClasses) library.requireClasses();
+int withKiv(const Options& options, bool usesClasses, const std::function<int()>& command) {
+  const host::KivDll dll(options.library);
+  if (usesClasses) dll.requireClasses();
   std::optional<host::Simulation> simulation;
   if (options.simulate || !options.room.empty()) simulation.emplace(options.room);
   struct Session {
@@ -57,27 +57,27 @@ int run(int argc, char** argv) {
 
   int status = 0;
   bool usesClasses = false;
-  const auto inLibrary = [&](std::function<int()> command) {
-    return [&, command = std::move(command)] { status = withLibrary(options, usesClasses, command); };
+  const auto inKiv = [&](std::function<int()> command) {
+    return [&, work = std::move(command)] { status = withKiv(options, usesClasses, work); };
   };
 
   bool xml = false;
   CLI::App* scan = app.add_subcommand("scan", "List the supported devices");
   scan->add_flag("--xml", xml, "Print the report as the library wrote it");
   scan->add_flag("--elements", usesClasses, "List what lies where in every tape library, too");
-  scan->callback(inLibrary([&] { return host::scan(xml, usesClasses, options.debug); }));
+  scan->callback(inKiv([&] { return host::scan(xml, usesClasses, options.debug); }));
 
   int index = 0;
   bool force = false;
   CLI::App* update = app.add_subcommand("update", "Bring one drive to the level that Config.txt names");
   update->add_option("INDEX", index, "The drive's index in the scan")->required();
   update->add_flag("--force", force, "Whatever level the drive runs");
-  update->callback(inLibrary([&] { return host::update(index, force, options.debug); }));
+  update->callback(inKiv([&] { return host::update(index, force, options.debug); }));
 
   CLI::App* updateAll =
       app.add_subcommand("update-all", "Bring every drive to the level that Config.txt names");
   updateAll->add_flag("--force", force, "Whatever level a drive runs");
-  updateAll->callback(inLibrary([&] { return host::updateAll(force, options.debug); }));
+  updateAll->callback(inKiv([&] { return host::updateAll(force, options.debug); }));
 
   std::optional<host::Assignment> assignment;
   CLI::App* params = app.add_subcommand("params", "Show the parameters of one drive, or set one of them");
@@ -96,11 +96,11 @@ int run(int argc, char** argv) {
       ->type_name("NAME=VALUE");
   params->callback([&] {
     usesClasses = true;
-    inLibrary([&] { return host::params(index, assignment, options.debug); })();
+    inKiv([&] { return host::params(index, assignment, options.debug); })();
   });
 
   CLI::App* version = app.add_subcommand("version", "Print the library's version");
-  version->callback(inLibrary([] {
+  version->callback(inKiv([] {
     fmt::print("kiv {}\n", getKivVersion());
     return 0;
   }));

@@ -4,7 +4,7 @@
 // and the symbol, which normally comes with the import library. Here the host brings the pointers itself and
 // fills them from the module, so the rest of it uses kiv's headers as if it were linked to the DLL, whichever
 // file that is.
-#include "host/library.h"
+#include "host/kiv_dll.h"
 
 #include <fmt/format.h>
 #include <windows.h>
@@ -57,7 +57,7 @@ HMODULE load(const std::string& path) {
 
 }  // namespace
 
-Library::Library(const std::string& path) : module_(load(path)), path_(path.empty() ? "kiv.dll" : path) {
+KivDll::KivDll(const std::string& path) : module_(load(path)), path_(path.empty() ? "kiv.dll" : path) {
   if (!module_)
     throw HostError(
         fmt::format("{} cannot be loaded (Windows error {}): put kiv.dll beside kivhost.exe, or name the "
@@ -66,9 +66,9 @@ Library::Library(const std::string& path) : module_(load(path)), path_(path.empt
   bindExports();
 }
 
-Library::~Library() { FreeLibrary(static_cast<HMODULE>(module_)); }
+KivDll::~KivDll() { FreeLibrary(static_cast<HMODULE>(module_)); }
 
-void Library::bindExports() {
+void KivDll::bindExports() {
   for (const Import& import : imports) {
     *import.pointer = reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(module_), import.symbol));
     if (*import.pointer) continue;
@@ -81,7 +81,7 @@ void Library::bindExports() {
   }
 }
 
-void Library::requireClasses() const {
+void KivDll::requireClasses() const {
   if (missing_.empty()) return;
   throw HostError(
       fmt::format("{} is of another version, it lacks {}: use the kiv.dll that came with this kivhost.",
