@@ -162,10 +162,10 @@ void QORScsiTarget::fetchSense(GenericScsiCommand& cmd) {
 
   QORScsiCmdRequestSense tapeRequest(ulong32{senseLength});
   QORScsiCmdChangerRequestSense changerRequest(ulong32{senseLength});
-  QORScsiCommand& request = isTapeDevice(driverName) ? tapeRequest : changerRequest;
-  Outcome outcome = runDriverCommand(request, deviceHandle);
+  QORScsiCommand* request = isTapeDevice(driverName) ? &tapeRequest : &changerRequest;
+  Outcome outcome = runDriverCommand(*request, deviceHandle);
   if (outcome.result == CMD_OK) {
-    takeSense(cmd, request.ioDataSpan());
+    takeSense(cmd, request->ioDataSpan());
     return;
   }
   if (outcome.result == CMD_NOT_SUPPORTED) {

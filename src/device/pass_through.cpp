@@ -131,7 +131,7 @@ ulong32 ScsiTarget::GetMaximumTransferLength() {
   }
   // One page is lost to a buffer that does not start at a page boundary.
   if (pages != 0) {
-    const std::uint64_t bytes = (std::uint64_t{pages} - 1) * MEMORY_PAGE;
+    const std::uint64_t bytes = std::uint64_t{pages - 1} * MEMORY_PAGE;
     length = static_cast<ulong32>(std::min<std::uint64_t>(length, bytes));
   }
   maximumTransferLength = length;

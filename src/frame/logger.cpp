@@ -120,7 +120,7 @@ bool Logger::logEntry(std::string component, unsigned short line, std::string le
     return logEntry(std::move(component), line, letter, std::move(message), entryLevel);             \
   }                                                                                                  \
   bool Logger::function(std::string component, unsigned short line, const char* format, ...) {       \
-    if (entryLevel > level) return false;                                                            \
+    if ((entryLevel) > level) return false;                                                          \
     va_list arguments;                                                                               \
     va_start(arguments, format);                                                                     \
     const bool written = logFormatted(*this, &Logger::function, component, line, format, arguments); \

@@ -51,7 +51,7 @@ Handle findImage(std::string& name) {
   logger->logDebug("DLFW", 0, "Retry with fullname also fails <%s>", name.c_str());
   logger->logDebug("SCSI", 0, "Retry fails errno: %d ==>%s<==", static_cast<int>(lastError),
                    errorText(lastError));
-  return file;
+  return Handle();
 }
 
 int UpdateFirmware::loadBinaryMicrocodeFile(const char* filename, unsigned char** image, ulong32* length) {

@@ -111,7 +111,7 @@ bool isInsideLibrary(ScsiTarget& target) {
   std::vector<DriveMapping> drives;
   ChangerDriveMapping().getMapping(deviceController, drives);
   // The mapping opens and closes the drives that it compares, this one too.
-  if (wasOpened && !target.isOpened()) target.openDevice();
+  if (wasOpened) target.openDevice();
   logger->logDebug("MAIN", 0, "Drive/Libray Map contains %d ", static_cast<int>(drives.size()));
   const std::string_view serial = target.getSerialNumber();
   const bool inside = std::ranges::any_of(
