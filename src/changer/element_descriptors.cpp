@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "changer/element_status_layout.h"
 #include "kiv/changer/element_status.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
@@ -8,19 +9,12 @@
 
 namespace {
 
-// An element descriptor (SMC-3): twelve bytes, then the volume tags and the identification block that were
-// asked for.
-constexpr std::size_t DESCRIPTOR_HEADER = 12;
-constexpr std::size_t VOLUME_TAG = 36;
-constexpr std::size_t IDENTIFICATION_HEADER = 4;
 /// Fewer bytes than these hold no volume tag.
 constexpr ulong32 LEAST_WITH_VOLUME_TAG = 47;
 /// The identifier of a neighbouring library: vendor, model, serial number, first storage element address,
 /// frame number.
 constexpr std::uint8_t LIBRARY_IDENTIFIER = 44;
 constexpr std::uint8_t CODE_SET_BINARY = 1;
-
-std::size_t identificationOffset(bool volumeTag) { return DESCRIPTOR_HEADER + (volumeTag ? VOLUME_TAG : 0); }
 
 std::string trimmedRight(std::string text) { return text.erase(text.find_last_not_of(' ') + 1); }
 

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
+#include "changer/element_status_layout.h"
 #include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
 
 namespace {
 
-constexpr std::size_t REPORT_HEADER = 8;
-constexpr std::size_t PAGE_HEADER = 8;
 /// One page per element type.
 constexpr std::size_t MOST_PAGES = 4;
 /// Element addresses have 16 bits.

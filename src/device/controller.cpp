@@ -37,7 +37,7 @@ void destroyAll(std::vector<ScsiTarget*>& devices) {
 
 DeviceController::DeviceController() = default;
 
-// Nothing is logged: a host may have a controller of its own, which the logger does not outlive.
+// Nothing is logged: a controller of the host's own may outlive the logger.
 DeviceController::~DeviceController() { destroyAll(deviceList); }
 
 ScsiTarget* DeviceController::getDevice(int index) const {

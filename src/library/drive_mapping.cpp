@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "changer/element_status_layout.h"
 #include "device/arrived_data.h"
 #include "frame/guarded.h"
 #include "frame/log_dump.h"
@@ -15,22 +16,15 @@ namespace {
 
 constexpr const char* CLCO = "CLCO";
 
-// READ ELEMENT STATUS data (SMC-3).
-constexpr std::size_t REPORT_HEADER = 8;
-constexpr std::size_t FIRST_DESCRIPTOR = 16;
-constexpr std::size_t DESCRIPTOR_HEADER = 12;
-constexpr std::size_t VOLUME_TAG = 36;
-constexpr std::size_t IDENTIFIER_HEADER = 4;
-
 using Bytes = std::span<const std::uint8_t>;
 
 /// The identifier that a descriptor carries: its length is computed in eight bits, and ends with the
 /// descriptor. None when the descriptor has no room for one.
 std::optional<Bytes> identifierIn(Bytes descriptor, bool volumeTag) {
-  const std::size_t offset = DESCRIPTOR_HEADER + (volumeTag ? VOLUME_TAG : 0);
-  if (descriptor.size() < offset + IDENTIFIER_HEADER) return std::nullopt;
+  const std::size_t offset = identificationOffset(volumeTag);
+  if (descriptor.size() < offset + IDENTIFICATION_HEADER) return std::nullopt;
   const Bytes rest = descriptor.subspan(offset);
-  const auto length = static_cast<std::uint8_t>(rest[3] + IDENTIFIER_HEADER);
+  const auto length = static_cast<std::uint8_t>(rest[3] + IDENTIFICATION_HEADER);
   return rest.first(std::min<std::size_t>(length, rest.size()));
 }
 
@@ -71,7 +65,7 @@ void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<D
       return;
     }
     logDump(CLCO, "ChangerDriveMapping::getMapping - Descriptor Data Of ReadElement", cmd.ioDataSpan());
-    Bytes descriptors = arrivedData(*changer, cmd).subspan(FIRST_DESCRIPTOR);
+    Bytes descriptors = arrivedData(*changer, cmd).subspan(REPORT_HEADER + PAGE_HEADER);
     for (unsigned int k = 0;
          k < elementCount && descriptorLength != 0 && descriptors.size() >= descriptorLength; ++k) {
       const auto identifier = identifierIn(descriptors.first(descriptorLength), volumeTagPresent != 0);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "changer/element_status_layout.h"
 #include "device/arrived_data.h"
 #include "frame/log_dump.h"
 #include "kiv/changer/commands.h"
@@ -16,11 +17,9 @@ namespace {
 
 constexpr const char* CLCO = "CLCO";
 
-// READ ELEMENT STATUS data (SMC-3): a header, then the header of the first page.
-constexpr ulong32 REPORT_HEADER = 8;
 /// What the allocation length of the CDB can say.
 constexpr ulong32 LONGEST_REPORT = 0xFFFFFF;
-constexpr std::size_t FIRST_DESCRIPTOR = 16;
+constexpr std::size_t FIRST_DESCRIPTOR = REPORT_HEADER + PAGE_HEADER;
 
 /// Seconds that a changer may take to become ready.
 constexpr int READY_ROUNDS = 61;
