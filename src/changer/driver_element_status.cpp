@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr const char* SCSI = "SCSI";
-
 constexpr ElementKind KINDS[] = {
     {ELEMENT_MEDIUM_TRANSPORT, ChangerTransport, &GET_CHANGER_PARAMETERS::FirstTransportNumber,
      &GET_CHANGER_PARAMETERS::NumberTransportElements, FULL},
@@ -53,7 +51,7 @@ struct Page {
 /// Whether the changer interface can answer the request.
 bool isPossible(const Request& request, const GET_CHANGER_PARAMETERS& parameters) {
   if (request.identifier && request.type != ELEMENT_DATA_TRANSFER) {
-    logger->logDebug(SCSI, 0,
+    logger->logDebug("SCSI", 0,
                      "QORChangerCmdReadElementStatus::readElementStatusDVCID()requested for type code [%d] "
                      "other than drive",
                      request.type);
@@ -61,12 +59,12 @@ bool isPossible(const Request& request, const GET_CHANGER_PARAMETERS& parameters
   }
   CHANGER_ELEMENT startElement{};
   if (!QORChangerCmdElementInformation::translateAddress(parameters, request.start, startElement)) {
-    logger->logDebug(SCSI, 0, "QORChangerCmdReadElementStatus invalid requested first element address - %d",
+    logger->logDebug("SCSI", 0, "QORChangerCmdReadElementStatus invalid requested first element address - %d",
                      request.start);
     return false;
   }
   if (request.identifier) {
-    logger->logDebug(SCSI, 0,
+    logger->logDebug("SCSI", 0,
                      "QORChangerCmdReadElementStatus for Drives ElementCode:%d, ElementCount:%d Address:%d",
                      request.type, request.count, request.start);
   }
@@ -103,13 +101,13 @@ std::optional<std::vector<Page>> readPages(void* changer, const Request& request
     const std::uint32_t available = parameters.*kind.count > skipped ? parameters.*kind.count - skipped : 0;
     const std::uint32_t count = std::min(available, wanted);
     if (count == 0) continue;
-    logger->logDebug(SCSI, 0, "Issuing ReadElement - EA:%d, NbrE:%d Volume%d Type:%d",
+    logger->logDebug("SCSI", 0, "Issuing ReadElement - EA:%d, NbrE:%d Volume%d Type:%d",
                      static_cast<int>(skipped), static_cast<int>(count), request.volumeTags, kind.windows);
     Page page{&kind, {}};
     if (!readElements(changer, {{kind.windows, skipped}, count}, request.volumeTags, request.identifier,
                       page.elements)) {
-      logger->logDebug(SCSI, 0, "ReadElementStatus failed");
-      logger->logDebug(SCSI, 0, "ReadElement failed with %d %d %d %d", static_cast<int>(skipped),
+      logger->logDebug("SCSI", 0, "ReadElementStatus failed");
+      logger->logDebug("SCSI", 0, "ReadElement failed with %d %d %d %d", static_cast<int>(skipped),
                        static_cast<int>(count), request.volumeTags, kind.windows);
       return std::nullopt;
     }
@@ -125,7 +123,7 @@ ReturnCode QORChangerCmdReadElementStatus::doOperation(void* deviceHandle) {
   return guarded(CMD_NO_MEMORY, [&] {
     GET_CHANGER_PARAMETERS parameters;
     if (!getChangerParameters(deviceHandle, parameters)) {
-      logger->logDebug(SCSI, 0, "QORChangerCmdReadElementStatus::getElemInfo() failed");
+      logger->logDebug("SCSI", 0, "QORChangerCmdReadElementStatus::getElemInfo() failed");
       return CMD_ERROR;
     }
     const Request request(cdbSpan());

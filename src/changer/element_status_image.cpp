@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr const char* SCSI = "SCSI";
-
 // Bits of an element descriptor's byte 9.
 constexpr std::uint8_t SOURCE_VALID = 0x80;
 constexpr std::uint8_t INVERT = 0x40;
@@ -112,7 +110,7 @@ unsigned int QORChangerCmdReadElementStatus::setHeader(std::uint16_t first, std:
   writeBigEndian(ioDataSpan(), 2, 2, count);
   if (count != 0) writeBigEndian(ioDataSpan(), 5, 3, byteCount);
   logger->logDebug(
-      SCSI, 0,
+      "SCSI", 0,
       "QORChangerCmdReadElementStatus::setHeader(), firstElemAddress %4.4Xh, nr elems %d, datalength %d",
       first, count, static_cast<int>(byteCount));
   return REPORT_HEADER;
@@ -123,7 +121,7 @@ unsigned int QORChangerCmdReadElementStatus::setSubHeader(ulong32 offset, Change
                                                           ulong32 byteCount) {
   if (ioDataLength < PAGE_HEADER || offset > ioDataLength - PAGE_HEADER) {
     logger->logDebug(
-        SCSI, 0,
+        "SCSI", 0,
         "QORChangerCmdReadElementStatus::setSubheader(), Did not write: elemDescSize %d, datalength %d",
         descriptorLength, static_cast<int>(byteCount));
     return 0;
@@ -133,7 +131,7 @@ unsigned int QORChangerCmdReadElementStatus::setSubHeader(ulong32 offset, Change
   writeBigEndian(ioDataSpan(), offset + 2, 2, descriptorLength);
   writeBigEndian(ioDataSpan(), offset + 5, 3, byteCount);
   logger->logDebug(
-      SCSI, 0, "QORChangerCmdReadElementStatus::setSubheader(), offset %d, elemDescSize %d, datalength %d",
+      "SCSI", 0, "QORChangerCmdReadElementStatus::setSubheader(), offset %d, elemDescSize %d, datalength %d",
       static_cast<int>(offset), descriptorLength, static_cast<int>(byteCount));
   return PAGE_HEADER;
 }

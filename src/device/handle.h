@@ -1,7 +1,6 @@
 // Owners of what Windows hands out, and the one way in which the library opens a device.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <utility>
 

@@ -2,7 +2,6 @@
 #include "device/host_adapter.h"
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 #include "device/handle.h"

@@ -1,6 +1,5 @@
 // Sending commands as CDBs through the port driver.
 #include <algorithm>
-#include <cstring>
 
 #include "device/execution.h"
 #include "device/patience.h"

@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr const char* CLCO = "CLCO";
-
 using Bytes = std::span<const std::uint8_t>;
 
 /// The identifier that a descriptor carries: its length is computed in eight bits, and ends with the
@@ -43,10 +41,10 @@ ChangerDriveMapping::ChangerDriveMapping() : ChangerLibraryBaseCommands(nullptr)
 void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<DriveMapping>& map) {
   const auto mapLibrary = [&] {
     changer->openDevice();
-    logger->logDebug(CLCO, 0, "ChangerDriveMapping::getMapping for [%s][%s][%s]", changer->getModelName(),
+    logger->logDebug("CLCO", 0, "ChangerDriveMapping::getMapping for [%s][%s][%s]", changer->getModelName(),
                      changer->getSerialNumber(), changer->getDeviceSpecialFile());
     if (!getElementAddressRanges()) {
-      logger->logError(CLCO, 0,
+      logger->logError("CLCO", 0,
                        "ChangerDriveMapping::getMapping, getElementAddressRanges failed for changer %s",
                        changer->getSerialNumber());
       return;
@@ -58,13 +56,13 @@ void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<D
     unsigned char volumeTagPresent = 0;
     const bool readable =
         getDescriptorTableOfReadElement(cmd, descriptorLength, elementCount, volumeTagPresent) != nullptr;
-    logger->logDebug(CLCO, 0, "ChangerDriveMapping::getMapping ElementCount: %d",
+    logger->logDebug("CLCO", 0, "ChangerDriveMapping::getMapping ElementCount: %d",
                      static_cast<int>(elementCount));
     if (!readable) {
-      logger->logWarning(CLCO, 0, "ChangerDriveMapping::getMapping - Could not retrieve DescriptorTable");
+      logger->logWarning("CLCO", 0, "ChangerDriveMapping::getMapping - Could not retrieve DescriptorTable");
       return;
     }
-    logDump(CLCO, "ChangerDriveMapping::getMapping - Descriptor Data Of ReadElement", cmd.ioDataSpan());
+    logDump("CLCO", "ChangerDriveMapping::getMapping - Descriptor Data Of ReadElement", cmd.ioDataSpan());
     Bytes descriptors = arrivedData(*changer, cmd).subspan(REPORT_HEADER + PAGE_HEADER);
     for (unsigned int k = 0;
          k < elementCount && descriptorLength != 0 && descriptors.size() >= descriptorLength; ++k) {
@@ -83,15 +81,15 @@ void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<D
     }
     return true;
   });
-  if (!mapped) logger->logError(CLCO, 0, "ChangerDriveMapping::getMapping - out of memory");
+  if (!mapped) logger->logError("CLCO", 0, "ChangerDriveMapping::getMapping - out of memory");
 }
 
 void ChangerDriveMapping::mapBay(DeviceController& controller, Bytes identifier,
                                  std::vector<DriveMapping>& map) {
   if (identifier.empty()) {
-    logger->logError(CLCO, 0, "ChangerDriveMapping::getMapping - identifier of length 0");
+    logger->logError("CLCO", 0, "ChangerDriveMapping::getMapping - identifier of length 0");
   } else {
-    logDump(CLCO, "ChangerDriveMapping::getMapping - identifier", identifier);
+    logDump("CLCO", "ChangerDriveMapping::getMapping - identifier", identifier);
   }
   for (int j = 0; j < controller.getDeviceCount(); ++j) {
     ScsiTarget* drive = controller.getDevice(j);
@@ -101,11 +99,11 @@ void ChangerDriveMapping::mapBay(DeviceController& controller, Bytes identifier,
     if (compareDeviceInquiry(identifier.data(), static_cast<ulong32>(identifier.size()))) {
       map.push_back(pair(*changer, *drive));
       logger->logDebug(
-          CLCO, 0,
+          "CLCO", 0,
           "ChangerDriveMapping::getMapping -  device[%d] map.DriveDriverName: %s map.ChangerDriverName: %s",
           j, drive->getDriverName(), changer->getDriverName());
     } else {
-      logger->logDebug(CLCO, 0, "ChangerDriveMapping::getMapping -  compareInquiry no match device[%s]",
+      logger->logDebug("CLCO", 0, "ChangerDriveMapping::getMapping -  compareInquiry no match device[%s]",
                        drive->getSerialNumber());
     }
     drive->closeDevice();

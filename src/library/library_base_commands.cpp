@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr const char* CLCO = "CLCO";
-
 /// What the allocation length of the CDB can say.
 constexpr ulong32 LONGEST_REPORT = 0xFFFFFF;
 constexpr std::size_t FIRST_DESCRIPTOR = REPORT_HEADER + PAGE_HEADER;
@@ -40,6 +38,8 @@ bool waitUntilReady(ScsiTarget& changer, ScsiCmdTestUnitReady& ready) {
     Sleep(1000);
     if (changer.scsiExecCDB(ready) == CMD_OK || !isWorthWaiting(ready)) break;
   }
+  // The rounds may have ended without an answer, or with a condition that was reported by that: this one
+  // counts.
   return changer.scsiExecCDB(ready) == CMD_OK;
 }
 
@@ -66,14 +66,15 @@ void ChangerLibraryBaseCommands::resetElementsData() {
 bool ChangerLibraryBaseCommands::getElementAddressRanges() {
   resetElementsData();
   if (changer == nullptr) {
-    logger->logError(CLCO, 0, "getElementAddressRanges: changer is NULL");
+    logger->logError("CLCO", 0, "getElementAddressRanges: changer is NULL");
     return false;
   }
   const auto failed = [this](const char* what, ScsiCommand& cmd) {
     takeoverCmdData(cmd);
-    logger->logError(
-        CLCO, 0, "getElementAddressRanges: %s failed SK:(%2.2Xh) ASC:(%2.2Xh) ASCQ:(%2.2Xh), [%s][%s]", what,
-        cmd.getSenseKey(), cmd.getASC(), cmd.getASCQ(), changer->getModelName(), changer->getSerialNumber());
+    logger->logError("CLCO", 0,
+                     "getElementAddressRanges: %s failed SK:(%2.2Xh) ASC:(%2.2Xh) ASCQ:(%2.2Xh), [%s][%s]",
+                     what, cmd.getSenseKey(), cmd.getASC(), cmd.getASCQ(), changer->getModelName(),
+                     changer->getSerialNumber());
     return false;
   };
 
@@ -93,7 +94,7 @@ bool ChangerLibraryBaseCommands::getElementAddressRanges() {
   firstDataTransferElementAddress = information.getFirstDataTransferElementAddress();
   numberOfDataTransferElements = information.getNumberOfTransferElements();
   elementsDataAvailable = true;
-  logger->logDebug(CLCO, 0,
+  logger->logDebug("CLCO", 0,
                    "getElementAddressRanges: Library Element "
                    "Addresses:[%2.2Xh][%d],[%2.2Xh][%d],[%2.2Xh][%d],[%2.2Xh][%d]",
                    firstMediumTransportElementAddress, numberOfMediumTransportElements,
@@ -113,10 +114,10 @@ unsigned char* ChangerLibraryBaseCommands::getDescriptorTableOfReadElement(Chang
   const auto execute = [&] {
     if (changer->scsiExecCDB(cmd) == CMD_OK) return true;
     takeoverCmdData(cmd);
-    logger->logError(CLCO, 0, "ReadElementStatus failed: SK:(%2.2Xh) ASC:(%2.2Xh) ASCQ:(%2.2Xh), [%s][%s]",
+    logger->logError("CLCO", 0, "ReadElementStatus failed: SK:(%2.2Xh) ASC:(%2.2Xh) ASCQ:(%2.2Xh), [%s][%s]",
                      cmd.getSenseKey(), cmd.getASC(), cmd.getASCQ(), changer->getModelName(),
                      changer->getSerialNumber());
-    logDump(CLCO, "ReadElementStatus sense data", cmd.senseSpan());
+    logDump("CLCO", "ReadElementStatus sense data", cmd.senseSpan());
     return false;
   };
 
@@ -126,7 +127,7 @@ unsigned char* ChangerLibraryBaseCommands::getDescriptorTableOfReadElement(Chang
   if (cmd.setAllocLength(reportLength) != CMD_OK || !execute()) return nullptr;
 
   const auto report = arrivedData(*changer, cmd);
-  logDump(CLCO, "ReadElementStatus data", cmd.ioDataSpan());
+  logDump("CLCO", "ReadElementStatus data", cmd.ioDataSpan());
   if (report.size() < FIRST_DESCRIPTOR) return nullptr;
   volumeTagPresent = (readByte(report, 9) & 0x80) != 0;
   descriptorLength = readBe16(report, 10);
@@ -136,19 +137,19 @@ unsigned char* ChangerLibraryBaseCommands::getDescriptorTableOfReadElement(Chang
 
 bool ChangerLibraryBaseCommands::compareDeviceInquiry(const unsigned char* identifier, ulong32 length) {
   if (device == nullptr || device->getDeviceTyp() != SEQUENTIAL_ACCESS_DEVICE) {
-    logger->logError(CLCO, 20, "compareDeviceInquiry: Device is NULL or is not a drive");
+    logger->logError("CLCO", 20, "compareDeviceInquiry: Device is NULL or is not a drive");
     return false;
   }
   const char* serialNumber = device->getSerialNumber();
-  logDump(CLCO, "compareDeviceInquiry: ident data\n", {identifier, length});
-  logger->logDebug(CLCO, 0, "compareDeviceInquiry: Inquiry to compare [%s]", serialNumber);
+  logDump("CLCO", "compareDeviceInquiry: ident data\n", {identifier, length});
+  logger->logDebug("CLCO", 0, "compareDeviceInquiry: Inquiry to compare [%s]", serialNumber);
   // A drive that does not tell its serial number could sit in any bay that holds a drive.
   const bool matches = length != 0 && identifier != nullptr &&
                        (*serialNumber == '\0' || occursIn(identifier, length, serialNumber));
   if (matches) {
-    logger->logDebug(CLCO, 0, "compareDeviceInquiry: Inquiry data matches, [%s]\n", serialNumber);
+    logger->logDebug("CLCO", 0, "compareDeviceInquiry: Inquiry data matches, [%s]\n", serialNumber);
   } else {
-    logger->logDebug(CLCO, 0, "::compareDeviceInquiry - Inquiry data do not match, [%s]", serialNumber);
+    logger->logDebug("CLCO", 0, "::compareDeviceInquiry - Inquiry data do not match, [%s]", serialNumber);
   }
   return matches;
 }

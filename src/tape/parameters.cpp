@@ -14,15 +14,13 @@
 
 namespace {
 
-constexpr const char* SCSI = "SCSI";
-
 void logSense(const char* failure, const ScsiCommand& failed) {
-  logger->logDebug(SCSI, 0, "%s SK:(%2.2Xh) ASC:(%2.2Xh) ASCQ:(%2.2Xh)", failure, failed.getSenseKey(),
+  logger->logDebug("SCSI", 0, "%s SK:(%2.2Xh) ASC:(%2.2Xh) ASCQ:(%2.2Xh)", failure, failed.getSenseKey(),
                    failed.getASC(), failed.getASCQ());
 }
 
 void logBlockLengthSense(const ScsiCommand& failed) {
-  logger->logDebug(SCSI, 0, "setBlockLength(), ModeSense page %2.2Xh failed, (%2.2Xh-%2.2Xh-%2.2Xh)",
+  logger->logDebug("SCSI", 0, "setBlockLength(), ModeSense page %2.2Xh failed, (%2.2Xh-%2.2Xh-%2.2Xh)",
                    DATA_COMPRESSION_PAGE.code, failed.getSenseKey(), failed.getASC(), failed.getASCQ());
 }
 
@@ -53,7 +51,7 @@ void changeArchiveModeUnthread(SelectModePage& select, std::uint32_t& value) {
 }
 
 void changeSleepModeTimer(SelectModePage& select, std::uint32_t& value) {
-  logger->logDebug(SCSI, 0, "Low Power Idle Timer old value:%d",
+  logger->logDebug("SCSI", 0, "Low Power Idle Timer old value:%d",
                    static_cast<int>(readBe32(select.list(), IDLE_C_TIMER) / TIMER_UNITS));
   value = std::min(value, UINT32_MAX / TIMER_UNITS) * TIMER_UNITS;
   writeByte(select.list(), IDLE_C_ENABLE, value ? IDLE_C_BIT : 0);
@@ -92,7 +90,7 @@ TapeMetaCmdSetParam::TapeMetaCmdSetParam(ScsiTarget* device, ParamType parameter
     : TapeMetaCommands(device, senseBytes), type(parameter), volId(std::move(volume)) {}
 
 ReturnCode TapeMetaCmdSetParam::setParameter() {
-  logger->logDebug(SCSI, 0, "TapeMetaCmdSetParam::setParameter() ");
+  logger->logDebug("SCSI", 0, "TapeMetaCmdSetParam::setParameter() ");
   if (target == nullptr) return CMD_INVALID_HANDLE;
   if (driverForParameter(target, type) != nullptr) return setByDriver();
   switch (type) {
@@ -106,13 +104,13 @@ ReturnCode TapeMetaCmdSetParam::setParameter() {
 }
 
 ReturnCode TapeMetaCmdSetParam::setByDriver() {
-  logger->logDebug(SCSI, 0, "QORTapeMetaCmdSetParam::setParameter()");
+  logger->logDebug("SCSI", 0, "QORTapeMetaCmdSetParam::setParameter()");
   QORTapeMetaCmdSetParam twin(target, type, value);
   twin.setSenseDataLength(senseLength);
   twin.setVolId(volId);
   const ReturnCode status = driverForParameter(target, type)->scsiExecCmd(twin);
   takeoverCmdData(twin);
-  logger->logDebug(SCSI, 0, "setParameter(), cmd status %d ", static_cast<int>(status));
+  logger->logDebug("SCSI", 0, "setParameter(), cmd status %d ", static_cast<int>(status));
   return status;
 }
 
@@ -146,14 +144,14 @@ ReturnCode TapeMetaCmdSetParam::selectCompression() {
       status = target->scsiExecCDB(algorithm);
       takeoverCmdData(algorithm);
       if (status == CMD_OK) {
-        logger->logDebug(SCSI, 0, "setCompression ModeSelect 0x10 Data PASSED");
+        logger->logDebug("SCSI", 0, "setCompression ModeSelect 0x10 Data PASSED");
       } else {
         logSense("setCompression ModeSelect 0x10 Data Failed", algorithm);
       }
       return status;
     }
   }
-  logger->logDebug(SCSI, 0, "setCompression ModeSelect 0x10 not required");
+  logger->logDebug("SCSI", 0, "setCompression ModeSelect 0x10 not required");
   return CMD_OK;
 }
 
@@ -172,7 +170,7 @@ ReturnCode TapeMetaCmdSetParam::selectBlockLength() {
   const std::uint32_t wanted = value;
   // From here on the value is the length that was in force: the caller reports it.
   value = readBe24(sense.arrived(), BLOCK_LENGTH);
-  logger->logDebug(SCSI, 0, "setBlockLength(), current Block length %ld, target length %ld",
+  logger->logDebug("SCSI", 0, "setBlockLength(), current Block length %ld, target length %ld",
                    static_cast<long>(value), static_cast<long>(wanted));
   if (value == wanted) return CMD_OK;
 
@@ -181,11 +179,11 @@ ReturnCode TapeMetaCmdSetParam::selectBlockLength() {
   status = target->scsiExecCDB(select);
   takeoverCmdData(select);
   if (status == CMD_OK) {
-    logger->logDebug(SCSI, 0, "setBlockLength(), Mode Select succeeded, setting block length %ld",
+    logger->logDebug("SCSI", 0, "setBlockLength(), Mode Select succeeded, setting block length %ld",
                      static_cast<long>(wanted));
   } else {
     logger->logDebug(
-        SCSI, 0,
+        "SCSI", 0,
         "setBlockLength(), Mode Select failed (%2.2Xh-%2.2Xh-%2.2Xh), trying to set block length %ld",
         select.getSenseKey(), select.getASC(), select.getASCQ(), static_cast<long>(wanted));
   }
@@ -201,7 +199,7 @@ ReturnCode TapeMetaCmdSetParam::selectOnePage() {
   ReturnCode status = sense.execute(*target);
   takeoverCmdData(sense);
   if (status != CMD_OK) {
-    logger->logDebug(SCSI, 0, "%s", parameter->senseFailed);
+    logger->logDebug("SCSI", 0, "%s", parameter->senseFailed);
     return status;
   }
   if (dumped) logDump("TSTS", "setparms generic AMU ModeSense Data", sense.ioDataSpan());
@@ -210,7 +208,7 @@ ReturnCode TapeMetaCmdSetParam::selectOnePage() {
   if (dumped) logDump("TSTS", "setparms generic AMU ModeSelect Data", select.ioDataSpan());
   status = target->scsiExecCDB(select);
   takeoverCmdData(select);
-  if (status != CMD_OK) logger->logDebug(SCSI, 0, "%s", parameter->selectFailed);
+  if (status != CMD_OK) logger->logDebug("SCSI", 0, "%s", parameter->selectFailed);
   return status;
 }
 
@@ -218,7 +216,7 @@ ReturnCode TapeMetaCmdSetParam::setCompression(bool on) {
   type = PARAM_COMPRESSION;
   value = on;
   const ReturnCode status = setParameter();
-  logger->logDebug(SCSI, 0,
+  logger->logDebug("SCSI", 0,
                    status == CMD_OK ? "TapeMetaCommands::setCompression(), setting %d succeeded!"
                                     : "TapeMetaCommands::setCompression(), setting %d failed",
                    on);
@@ -230,12 +228,13 @@ ReturnCode TapeMetaCmdSetParam::setBlockLength(ulong32 length, ulong32* previous
   value = static_cast<std::uint32_t>(length);
   const ReturnCode status = setParameter();
   if (status != CMD_OK) {
-    logger->logDebug(SCSI, 0, "TapeMetaCommands::setBlockLength(), setting %ld failed",
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::setBlockLength(), setting %ld failed",
                      static_cast<long>(length));
     return status;
   }
   if (previous != nullptr) *previous = value;
-  logger->logDebug(SCSI, 0, "TapeMetaCommands::setBlockLength(), setting %ld succeeded! previous length %ld",
+  logger->logDebug("SCSI", 0,
+                   "TapeMetaCommands::setBlockLength(), setting %ld succeeded! previous length %ld",
                    static_cast<long>(length), static_cast<long>(value));
   return status;
 }
@@ -244,7 +243,7 @@ ReturnCode TapeMetaCmdSetParam::setWriteCache(bool on) {
   type = PARAM_WRITE_CACHE;
   value = on;
   const ReturnCode status = setParameter();
-  logger->logDebug(SCSI, 0,
+  logger->logDebug("SCSI", 0,
                    status == CMD_OK ? "TapeMetaCommands::setWriteCache(), setting %d succeeded!"
                                     : "TapeMetaCommands::setWriteCache(), setting %d failed",
                    on);
@@ -255,7 +254,7 @@ ReturnCode TapeMetaCmdSetParam::setImmediateMode(ulong32 mode) {
   type = PARAM_IMMEDIATE_MODE;
   value = static_cast<std::uint32_t>(mode);
   const ReturnCode status = setParameter();
-  logger->logDebug(SCSI, 0,
+  logger->logDebug("SCSI", 0,
                    status == CMD_OK ? "TapeMetaCommands::setImmediateMode(), setting %d succeeded"
                                     : "TapeMetaCommands::setImmediateMode(), setting %d failed",
                    static_cast<int>(mode));
@@ -267,11 +266,11 @@ ReturnCode TapeMetaCmdSetParam::setSILIMode(bool on) {
   value = on;
   const ReturnCode status = setParameter();
   if (status == CMD_OK) {
-    logger->logDebug(SCSI, 0, "TapeMetaCommands::setSILIMode(), setting %d succeeded!", on);
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::setSILIMode(), setting %d succeeded!", on);
   } else if (status == CMD_NOT_SUPPORTED) {
-    logger->logDebug(SCSI, 0, "TapeMetaCommands::setSILIMode(), setting %d not supported!", on);
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::setSILIMode(), setting %d not supported!", on);
   } else {
-    logger->logDebug(SCSI, 0, "TapeMetaCommands::setSILIMode(), setting rc:%d %d failed",
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::setSILIMode(), setting rc:%d %d failed",
                      static_cast<int>(status), on);
   }
   return status;

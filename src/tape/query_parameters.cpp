@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <optional>
 
 #include "frame/guarded.h"
@@ -15,7 +14,6 @@
 
 namespace {
 
-constexpr const char* SCSI = "SCSI";
 constexpr std::uint8_t ILLEGAL_REQUEST = 5;
 constexpr std::uint8_t POWER_CONDITION_PAGE_LENGTH = 38;
 
@@ -28,7 +26,7 @@ bool isSubpage(const SenseModePage& sense, const ModePage& page) {
 Value compression(const SenseModePage& sense) {
   if (!sense.holds(COMPRESSION_ENABLE + 1)) return std::nullopt;
   const std::uint32_t on = (sense[COMPRESSION_ENABLE] & COMPRESSION_BIT) != 0;
-  logger->logDebug(SCSI, 0, "getCompression, compression on? %ld ", static_cast<long>(on));
+  logger->logDebug("SCSI", 0, "getCompression, compression on? %ld ", static_cast<long>(on));
   return on;
 }
 
@@ -37,14 +35,14 @@ Value blockLength(const SenseModePage& sense) {
       sense[BLOCK_DESCRIPTOR_LENGTH] >= BLOCK_DESCRIPTOR && sense.holds(MODE_HEADER + BLOCK_DESCRIPTOR);
   if (!hasDescriptor) return std::nullopt;
   const std::uint32_t length = readBe24(sense.arrived(), BLOCK_LENGTH);
-  logger->logDebug(SCSI, 0, "getBlockLength(), Block length %ld", static_cast<long>(length));
+  logger->logDebug("SCSI", 0, "getBlockLength(), Block length %ld", static_cast<long>(length));
   return length;
 }
 
 Value writeCache(const SenseModePage& sense) {
   if (!sense.holds(DEVICE_SPECIFIC + 1)) return std::nullopt;
   const std::uint32_t on = (sense[DEVICE_SPECIFIC] & BUFFERED_MODE_MASK) != 0;
-  logger->logDebug(SCSI, 0, "getWriteCache: WriteCache is: %ld", static_cast<long>(on));
+  logger->logDebug("SCSI", 0, "getWriteCache: WriteCache is: %ld", static_cast<long>(on));
   return on;
 }
 
@@ -90,11 +88,11 @@ constexpr const char* VENDOR_TITLE = "Getparms generic AMU ModeSense Data";
 // clang-format off
 constexpr std::array QUERIES = {
     Query{PARAM_COMPRESSION, "Compression", false, DATA_COMPRESSION_PAGE, false, compression,
-          SCSI, "getCompression ModeSense Data"},
+          "SCSI", "getCompression ModeSense Data"},
     Query{PARAM_BLOCK_LENGTH, "Block Size", true, DATA_COMPRESSION_PAGE, WITH_BLOCK_DESCRIPTORS, blockLength,
-          SCSI, "getBlockLength(), ModeSense page Data"},
+          "SCSI", "getBlockLength(), ModeSense page Data"},
     Query{PARAM_WRITE_CACHE, "Buffered Mode", false, DATA_COMPRESSION_PAGE, false, writeCache,
-          SCSI, "getWriteCache ModeSense Data"},
+          "SCSI", "getWriteCache ModeSense Data"},
     Query{PARAM_DATA_SAFE_MODE, "Data Safe Mode", false, DEVICE_CONFIGURATION_EXTENSION_PAGE, false, dataSafeMode,
           "TSTS", VENDOR_TITLE},
     Query{PARAM_SKIP_SYNC, "Skip Sync", false, SKIP_SYNC_PAGE, false, skipSync,
@@ -123,7 +121,7 @@ ReturnCode TapeMetaCmdQueryParam::queryParameter() {
   return guarded(CMD_NO_MEMORY, [&] {
     parameters.clearAllParameters();
     if (target == nullptr) {
-      logger->logDebug(SCSI, 0, "queryParameter(), dynamic cast failed ");
+      logger->logDebug("SCSI", 0, "queryParameter(), dynamic cast failed ");
       return CMD_INVALID_HANDLE;
     }
     if (!all) return queryOne(type);
@@ -147,7 +145,7 @@ ReturnCode TapeMetaCmdQueryParam::queryByDriver(ParamType parameter) {
   twin.setSenseDataLength(senseLength);
   const ReturnCode status = driverForParameter(target, parameter)->scsiExecCmd(twin);
   takeoverCmdData(twin);
-  logger->logDebug(SCSI, 0, "queryParameter(), cmd status %d size %d ", static_cast<int>(status),
+  logger->logDebug("SCSI", 0, "queryParameter(), cmd status %d size %d ", static_cast<int>(status),
                    static_cast<int>(twin.getIoDataLength()));
   if (status == CMD_OK) addEntry(parameter, twin.getValue());
   return status;
@@ -162,7 +160,7 @@ ReturnCode TapeMetaCmdQueryParam::queryByModePage(ParamType parameter) {
   takeoverCmdData(sense);
   if (status != CMD_OK) {
     if (parameter == PARAM_BLOCK_LENGTH) {
-      logger->logDebug(SCSI, 0, "getBlockLength(), ModeSense page %2.2Xh failed, (%2.2Xh-%2.2Xh-%2.2Xh)",
+      logger->logDebug("SCSI", 0, "getBlockLength(), ModeSense page %2.2Xh failed, (%2.2Xh-%2.2Xh-%2.2Xh)",
                        query->page.code, sense.getSenseKey(), sense.getASC(), sense.getASCQ());
     }
     return status;
@@ -174,7 +172,7 @@ ReturnCode TapeMetaCmdQueryParam::queryByModePage(ParamType parameter) {
   SenseModePage configuration(DEVICE_CONFIGURATION_PAGE, senseLength);
   const ReturnCode logged = configuration.execute(*target);
   takeoverCmdData(configuration);
-  if (logged == CMD_OK) logDump(SCSI, "getCompression ModeSense 0x10 Data", configuration.ioDataSpan());
+  if (logged == CMD_OK) logDump("SCSI", "getCompression ModeSense 0x10 Data", configuration.ioDataSpan());
   return logged;
 }
 
@@ -202,10 +200,10 @@ ReturnCode TapeMetaCmdQueryParam::getBlockLength(ulong32& length) {
   const ReturnCode status = readOne(PARAM_BLOCK_LENGTH);
   if (status == CMD_OK) {
     length = value;
-    logger->logDebug(SCSI, 0, "TapeMetaCommands::getBlockLength(), succeeded! blockLength is:%ld",
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::getBlockLength(), succeeded! blockLength is:%ld",
                      static_cast<long>(value));
   } else {
-    logger->logDebug(SCSI, 0, "TapeMetaCommands::getBlockLength(), failed");
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::getBlockLength(), failed");
   }
   return status;
 }
@@ -214,10 +212,10 @@ ReturnCode TapeMetaCmdQueryParam::getWriteCache(bool* on) {
   const ReturnCode status = readOne(PARAM_WRITE_CACHE);
   if (status == CMD_OK) {
     *on = value != 0;
-    logger->logDebug(SCSI, 0, "TapeMetaCommands::getWriteCache() succeeded! WriteCache is: %ld",
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::getWriteCache() succeeded! WriteCache is: %ld",
                      static_cast<long>(value));
   } else {
-    logger->logDebug(SCSI, 0, "TapeMetaCommands::getWriteCache(), failed");
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::getWriteCache(), failed");
   }
   return status;
 }
@@ -226,10 +224,10 @@ ReturnCode TapeMetaCmdQueryParam::getCompression(bool* on) {
   const ReturnCode status = readOne(PARAM_COMPRESSION);
   if (status == CMD_OK) {
     *on = value != 0;
-    logger->logDebug(SCSI, 0, "TapeMetaCommands::getCompression(), succeeded! Compression is: %ld",
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::getCompression(), succeeded! Compression is: %ld",
                      static_cast<long>(value));
   } else {
-    logger->logDebug(SCSI, 0, "TapeMetaCommands::getCompression(), failed");
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::getCompression(), failed");
   }
   return status;
 }

@@ -52,6 +52,7 @@ int UpdateFirmware::wait4DriveReady(ScsiTarget* target) {
   ScsiCmdTestUnitReady probe;
   waitForAnswer(*target, probe);
   if (!goesOn()) return FW_DEVICE_DISCONNECTED;
+  // The wait may have ended without an answer: the state and the sense data of this probe count.
   bool loaded = target->scsiExecCDB(probe) == CMD_OK;
   if (loaded) {
     logDump("DLFW", "TUR Sense Data", probe.senseSpan());

@@ -20,7 +20,8 @@ constexpr int MAXIMUM_RESTART_PROBES = 10;
 constexpr int MAXIMUM_READY_PROBES = 150;
 constexpr int MAXIMUM_RESCANS = 20;
 
-/// Waits for the first sense data: what a drive has to say when it is back.
+/// Waits for the first sense data: what a drive has to say when it is back. The first of two probes takes the
+/// unit attention that the restart left behind; the second finds out how the drive itself is.
 void waitForSense(ScsiTarget& target, ScsiCmdTestUnitReady& probe) {
   for (int i = 0; i < MAXIMUM_RESTART_PROBES; ++i) {
     target.scsiExecCDB(probe);

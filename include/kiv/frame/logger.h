@@ -21,6 +21,9 @@ enum logLevels : int { LOG_NONE = -1, LOG_ERROR = 0, LOG_WARNING = 1, LOG_INFO =
 /// An entry reads: the component (at least four characters, padded with '_'), the line number (four digits),
 /// the level's letter, " '", the local time as ctime writes it, "' ", the message. Not locked: one thread at
 /// a time.
+///
+/// The messages are an interface of their own: those who run hosts search their logs for them. So a message
+/// stays as it once was, misspellings too.
 class KIV_API Logger {
  public:
   Logger();

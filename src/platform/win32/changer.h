@@ -1,0 +1,170 @@
+// The changer interface (ntddchgr.h, winioctl.h).
+#pragma once
+
+#include "platform/win32/system.h"
+
+constexpr DWORD IOCTL_CHANGER_GET_PARAMETERS =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x00, METHOD_BUFFERED, FILE_READ_ACCESS);
+constexpr DWORD IOCTL_CHANGER_SET_ACCESS =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x04, METHOD_BUFFERED, FILE_READ_ACCESS | FILE_WRITE_ACCESS);
+constexpr DWORD IOCTL_CHANGER_GET_ELEMENT_STATUS =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x05, METHOD_BUFFERED, FILE_READ_ACCESS | FILE_WRITE_ACCESS);
+constexpr DWORD IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x06, METHOD_BUFFERED, FILE_READ_ACCESS);
+constexpr DWORD IOCTL_CHANGER_SET_POSITION =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x07, METHOD_BUFFERED, FILE_READ_ACCESS);
+constexpr DWORD IOCTL_CHANGER_EXCHANGE_MEDIUM =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x08, METHOD_BUFFERED, FILE_READ_ACCESS);
+constexpr DWORD IOCTL_CHANGER_MOVE_MEDIUM =
+    CTL_CODE(FILE_DEVICE_CHANGER, 0x09, METHOD_BUFFERED, FILE_READ_ACCESS);
+
+constexpr DWORD CHANGER_BAR_CODE_SCANNER_INSTALLED = 0x01;
+constexpr DWORD CHANGER_INIT_ELEM_STAT_WITH_RANGE = 0x02;
+constexpr DWORD CHANGER_CLOSE_IEPORT = 0x04;
+constexpr DWORD CHANGER_OPEN_IEPORT = 0x08;
+constexpr DWORD CHANGER_STATUS_NON_VOLATILE = 0x10;
+constexpr DWORD CHANGER_EXCHANGE_MEDIA = 0x20;
+constexpr DWORD CHANGER_LOCK_UNLOCK = 0x80;
+constexpr DWORD CHANGER_POSITION_TO_ELEMENT = 0x400;
+constexpr BYTE LOCK_UNLOCK_IEPORT = 0x01;
+constexpr BYTE LOCK_UNLOCK_DOOR = 0x02;
+constexpr DWORD LOCK_ELEMENT = 0;
+constexpr DWORD UNLOCK_ELEMENT = 1;
+constexpr DWORD EXTEND_IEPORT = 2;
+constexpr DWORD RETRACT_IEPORT = 3;
+constexpr DWORD ELEMENT_STATUS_FULL = 0x00000001;
+constexpr DWORD ELEMENT_STATUS_IMPEXP = 0x00000002;
+constexpr DWORD ELEMENT_STATUS_EXCEPT = 0x00000004;
+constexpr DWORD ELEMENT_STATUS_ACCESS = 0x00000008;
+constexpr DWORD ELEMENT_STATUS_EXENAB = 0x00000010;
+constexpr DWORD ELEMENT_STATUS_INENAB = 0x00000020;
+constexpr DWORD ELEMENT_STATUS_PRODUCT_DATA = 0x00000040;
+constexpr DWORD ELEMENT_STATUS_LUN_VALID = 0x00001000;
+constexpr DWORD ELEMENT_STATUS_ID_VALID = 0x00002000;
+constexpr DWORD ELEMENT_STATUS_NOT_BUS = 0x00008000;
+constexpr DWORD ELEMENT_STATUS_INVERT = 0x00400000;
+constexpr DWORD ELEMENT_STATUS_SVALID = 0x00800000;
+constexpr DWORD ELEMENT_STATUS_PVOLTAG = 0x10000000;
+constexpr DWORD ERROR_LABEL_UNREADABLE = 0x01;
+constexpr DWORD ERROR_DRIVE_NOT_INSTALLED = 0x08;
+constexpr DWORD ERROR_UNHANDLED_ERROR = 0xFFFFFFFF;
+constexpr std::size_t MAX_VOLUME_ID_SIZE = 36;
+constexpr std::size_t VENDOR_ID_LENGTH = 8;
+constexpr std::size_t PRODUCT_ID_LENGTH = 16;
+constexpr std::size_t SERIAL_NUMBER_LENGTH = 32;
+
+typedef enum _ELEMENT_TYPE {
+  AllElements = 0,
+  ChangerTransport,
+  ChangerSlot,
+  ChangerIEPort,
+  ChangerDrive,
+  ChangerDoor,
+  ChangerKeypad,
+  ChangerMaxElement
+} ELEMENT_TYPE;
+
+typedef struct _CHANGER_ELEMENT {
+  ELEMENT_TYPE ElementType;
+  DWORD ElementAddress;
+} CHANGER_ELEMENT;
+
+struct CHANGER_ELEMENT_LIST {
+  CHANGER_ELEMENT Element;
+  DWORD NumberOfElements;
+};
+
+typedef struct _GET_CHANGER_PARAMETERS {
+  DWORD Size;
+  WORD NumberTransportElements;
+  WORD NumberStorageElements;
+  WORD NumberCleanerSlots;
+  WORD NumberIEElements;
+  WORD NumberDataTransferElements;
+  WORD NumberOfDoors;
+  WORD FirstSlotNumber;
+  WORD FirstDriveNumber;
+  WORD FirstTransportNumber;
+  WORD FirstIEPortNumber;
+  WORD FirstCleanerSlotAddress;
+  WORD MagazineSize;
+  DWORD DriveCleanTimeout;
+  DWORD Features0;
+  DWORD Features1;
+  BYTE MoveFromTransport;
+  BYTE MoveFromSlot;
+  BYTE MoveFromIePort;
+  BYTE MoveFromDrive;
+  BYTE ExchangeFromTransport;
+  BYTE ExchangeFromSlot;
+  BYTE ExchangeFromIePort;
+  BYTE ExchangeFromDrive;
+  BYTE LockUnlockCapabilities;
+  BYTE PositionCapabilities;
+  BYTE Reserved1[2];
+  DWORD Reserved2[2];
+} GET_CHANGER_PARAMETERS;
+
+struct CHANGER_SET_ACCESS {
+  CHANGER_ELEMENT Element;
+  DWORD Control;
+};
+
+struct CHANGER_READ_ELEMENT_STATUS {
+  CHANGER_ELEMENT_LIST ElementList;
+  BOOLEAN VolumeTagInfo;
+};
+
+typedef struct _CHANGER_ELEMENT_STATUS {
+  CHANGER_ELEMENT Element;
+  CHANGER_ELEMENT SrcElementAddress;
+  DWORD Flags;
+  DWORD ExceptionCode;
+  BYTE TargetId;
+  BYTE Lun;
+  WORD Reserved;
+  BYTE PrimaryVolumeID[MAX_VOLUME_ID_SIZE];
+  BYTE AlternateVolumeID[MAX_VOLUME_ID_SIZE];
+} CHANGER_ELEMENT_STATUS;
+
+typedef struct _CHANGER_ELEMENT_STATUS_EX {
+  CHANGER_ELEMENT Element;
+  CHANGER_ELEMENT SrcElementAddress;
+  DWORD Flags;
+  DWORD ExceptionCode;
+  BYTE TargetId;
+  BYTE Lun;
+  WORD Reserved;
+  BYTE PrimaryVolumeID[MAX_VOLUME_ID_SIZE];
+  BYTE AlternateVolumeID[MAX_VOLUME_ID_SIZE];
+  BYTE VendorIdentification[VENDOR_ID_LENGTH];
+  BYTE ProductIdentification[PRODUCT_ID_LENGTH];
+  BYTE SerialNumber[SERIAL_NUMBER_LENGTH];
+} CHANGER_ELEMENT_STATUS_EX;
+
+struct CHANGER_INITIALIZE_ELEMENT_STATUS {
+  CHANGER_ELEMENT_LIST ElementList;
+  BOOLEAN BarCodeScan;
+};
+
+struct CHANGER_SET_POSITION {
+  CHANGER_ELEMENT Transport;
+  CHANGER_ELEMENT Destination;
+  BOOLEAN Flip;
+};
+
+struct CHANGER_EXCHANGE_MEDIUM {
+  CHANGER_ELEMENT Transport;
+  CHANGER_ELEMENT Source;
+  CHANGER_ELEMENT Destination1;
+  CHANGER_ELEMENT Destination2;
+  BOOLEAN Flip1;
+  BOOLEAN Flip2;
+};
+
+struct CHANGER_MOVE_MEDIUM {
+  CHANGER_ELEMENT Transport;
+  CHANGER_ELEMENT Source;
+  CHANGER_ELEMENT Destination;
+  BOOLEAN Flip;
+};
