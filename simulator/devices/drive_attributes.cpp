@@ -81,9 +81,8 @@ Attributes VirtualDrive::attributes(const Partition& partition) const {
       {0x0223, 8, mebibytes(usage.readNow)},
   };
   for (const auto& row : numbers) all[row.id] = Attribute::number(row.width, row.value);
-  for (std::uint16_t i = 0; i < usage.drives.size(); ++i) {  // at the last loads, the latest first
-    all[static_cast<std::uint16_t>(0x020A + i)] = {Attribute::Ascii, true, usage.drives[i]};
-  }
+  std::uint16_t driveOfLoad = 0x020A;  // at the last loads, the latest first
+  for (const auto& drive : usage.drives) all[driveOfLoad++] = {Attribute::Ascii, true, drive};
   return all;
 }
 

@@ -40,7 +40,8 @@ void VirtualChanger::addModePages() {
   if (changer_.exchanges) append(capabilities, moves);
   capabilities.resize(18);
   Bytes geometry;  // of each robot: it can rotate cartridges, its place in the set
-  for (std::uint8_t member = 0; member < changer_.robots.count; ++member) append(geometry, {0x01, member});
+  for (std::uint16_t member = 0; member < changer_.robots.count; ++member)
+    append(geometry, {0x01, static_cast<std::uint8_t>(member)});
   modes_.add(elementAddressAssignment, 0, std::move(assignment), {});
   modes_.add(transportGeometry, 0, std::move(geometry), {});
   modes_.add(deviceCapabilities, 0, std::move(capabilities), {});

@@ -11,7 +11,7 @@ constexpr std::uint8_t featureByteBit = 0x08;
 
 VirtualDrive::VirtualDrive(Room& room, DeviceOptions identity, DriveOptions options)
     : MediumDevice(room, typeTape, std::move(identity), ModePages()),
-      drive_(std::move(options)),
+      drive_(options),
       model_(driveModel(VirtualDevice::options().model)),
       timestampSince_(room.clock().milliseconds()) {
   onVpdPage(0x03, [this] {

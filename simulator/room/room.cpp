@@ -55,7 +55,7 @@ VirtualAdapter& Room::addAdapter(AdapterOptions options) {
 VirtualDrive& Room::addDrive(DeviceOptions identity, DriveOptions options) {
   if (identity.model.empty()) identity.model = "ULTRIUM-PX6";
   if (identity.level.empty()) identity.level = "A1B2";
-  return add<VirtualDrive>(std::move(identity), std::move(options));
+  return add<VirtualDrive>(std::move(identity), options);
 }
 
 VirtualChanger& Room::addChanger(DeviceOptions identity, ChangerOptions options) {
