@@ -1,5 +1,6 @@
 #include "kiv/changer/commands.h"
 
+#include "changer/element_status_layout.h"
 #include "kiv/changer/element_status.h"
 #include "kiv/frame/logger.h"
 #include "scsi/cdb.h"
@@ -11,10 +12,8 @@ constexpr std::uint8_t ELEMENT_ADDRESS_ASSIGNMENT = 0x1D;
 // The mode parameter header and the page.
 constexpr std::uint8_t ELEMENT_ADDRESS_ASSIGNMENT_LENGTH = 4 + 20;
 
-// Element status data: a storage element with volume tag, identification header and a 24-byte identifier.
-constexpr ulong32 REPORT_HEADER = 8;
-constexpr ulong32 PAGE_HEADER = 8;
-constexpr ulong32 CARTRIDGE_LOCATION = 12 + 36 + 4 + 24;
+// A storage element with volume tag and a 24-byte identifier.
+constexpr ulong32 CARTRIDGE_LOCATION = DESCRIPTOR_HEADER + VOLUME_TAG + IDENTIFICATION_HEADER + 24;
 
 }  // namespace
 

@@ -57,11 +57,7 @@ ReturnCode QORChangerCmdReadCartridgeLocation::doOperation(void* deviceHandle) {
   return guarded(CMD_NO_MEMORY, [&] {
     GET_CHANGER_PARAMETERS parameters;
     if (!getChangerParameters(deviceHandle, parameters)) return CMD_ERROR;
-    logger->logDebug(
-        "SCSI", 0, "QORChangerCmdReadCartridgeLocation Transport:%d %d Drive:%d %d Slot:%d %d IE:%d %d",
-        parameters.FirstTransportNumber, parameters.NumberTransportElements, parameters.FirstDriveNumber,
-        parameters.NumberDataTransferElements, parameters.FirstSlotNumber, parameters.NumberStorageElements,
-        parameters.FirstIEPortNumber, parameters.NumberIEElements);
+    logElementRanges("QORChangerCmdReadCartridgeLocation ", parameters);
     const driver::CartridgeLocationRequest request{readBe16(cdbSpan(), 2), readBe16(cdbSpan(), 4)};
     logger->logDebug("SCSI", 0, "QORChangerCmdReadCartridgeLocation, element Address %d, num elements %d",
                      request.firstElementAddress, request.numberOfElements);

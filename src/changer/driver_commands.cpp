@@ -8,27 +8,14 @@
 
 namespace {
 
-constexpr const char* SCSI = "SCSI";
-
-/// Where each kind of element starts, and how many there are, in the order in which an address is looked up.
-struct ElementRange {
-  ELEMENT_TYPE type;
-  WORD GET_CHANGER_PARAMETERS::*first;
-  WORD GET_CHANGER_PARAMETERS::*count;
-};
-constexpr ElementRange RANGES[] = {
-    {ChangerTransport, &GET_CHANGER_PARAMETERS::FirstTransportNumber,
-     &GET_CHANGER_PARAMETERS::NumberTransportElements},
-    {ChangerDrive, &GET_CHANGER_PARAMETERS::FirstDriveNumber,
-     &GET_CHANGER_PARAMETERS::NumberDataTransferElements},
-    {ChangerIEPort, &GET_CHANGER_PARAMETERS::FirstIEPortNumber, &GET_CHANGER_PARAMETERS::NumberIEElements},
-    {ChangerSlot, &GET_CHANGER_PARAMETERS::FirstSlotNumber, &GET_CHANGER_PARAMETERS::NumberStorageElements},
-};
+/// The order in which an address is looked up, should ranges overlap: transport, drive, import/export,
+/// storage.
+constexpr std::size_t LOOKUP_ORDER[] = {0, 3, 2, 1};
 
 /// Translates an address of the CDB; one that lies in no range is logged under its name.
 bool translate(void* changer, std::uint16_t address, const char* name, CHANGER_ELEMENT& element) {
   if (QORChangerCmdElementInformation::translateAddress(changer, address, element)) return true;
-  logger->logDebug(SCSI, 0, "Could not translate %s %d", name, address);
+  logger->logDebug("SCSI", 0, "Could not translate %s %d", name, address);
   return false;
 }
 
@@ -40,11 +27,12 @@ ReturnCode QORChangerCmdElementInformation::doOperation(void* deviceHandle) {
   constexpr std::uint8_t PAGE_CODE = 0x1D;
   constexpr std::uint8_t PAGE_LENGTH = 18;
   std::uint8_t page[24] = {sizeof page - 1, 0, 0, 0, PAGE_CODE, PAGE_LENGTH};
-  const WORD fields[] = {parameters.FirstTransportNumber, parameters.NumberTransportElements,
-                         parameters.FirstSlotNumber,      parameters.NumberStorageElements,
-                         parameters.FirstIEPortNumber,    parameters.NumberIEElements,
-                         parameters.FirstDriveNumber,     parameters.NumberDataTransferElements};
-  for (std::size_t i = 0; i < std::size(fields); ++i) writeBigEndian(page, 6 + 2 * i, 2, fields[i]);
+  std::size_t offset = 6;
+  for (const ElementKind& kind : ELEMENT_KINDS) {
+    writeBigEndian(page, offset, 2, parameters.*kind.first);
+    writeBigEndian(page, offset + 2, 2, parameters.*kind.count);
+    offset += 4;
+  }
   copyIoData(page, sizeof page);
   return CMD_OK;
 }
@@ -53,20 +41,17 @@ bool QORChangerCmdElementInformation::translateAddress(void* deviceHandle, std::
                                                        CHANGER_ELEMENT& element) {
   GET_CHANGER_PARAMETERS parameters;
   if (!getChangerParameters(deviceHandle, parameters)) return false;
-  logger->logDebug(SCSI, 0, "Transport:%d %d Drive:%d %d Slot:%d %d IE:%d %d",
-                   parameters.FirstTransportNumber, parameters.NumberTransportElements,
-                   parameters.FirstDriveNumber, parameters.NumberDataTransferElements,
-                   parameters.FirstSlotNumber, parameters.NumberStorageElements, parameters.FirstIEPortNumber,
-                   parameters.NumberIEElements);
+  logElementRanges("", parameters);
   return translateAddress(parameters, scsiAddress, element);
 }
 
 bool QORChangerCmdElementInformation::translateAddress(const GET_CHANGER_PARAMETERS& parameters,
                                                        std::uint16_t scsiAddress, CHANGER_ELEMENT& element) {
-  for (const ElementRange& range : RANGES) {
-    const unsigned int first = parameters.*range.first;
-    if (scsiAddress >= first && scsiAddress < first + parameters.*range.count) {
-      element.ElementType = range.type;
+  for (const std::size_t index : LOOKUP_ORDER) {
+    const ElementKind& kind = ELEMENT_KINDS[index];
+    const unsigned int first = parameters.*kind.first;
+    if (scsiAddress >= first && scsiAddress < first + parameters.*kind.count) {
+      element.ElementType = kind.windows;
       element.ElementAddress = scsiAddress - first;
       return true;
     }
@@ -76,9 +61,9 @@ bool QORChangerCmdElementInformation::translateAddress(const GET_CHANGER_PARAMET
 
 std::uint16_t QORChangerCmdElementInformation::absoluteAddress(const GET_CHANGER_PARAMETERS& parameters,
                                                                const CHANGER_ELEMENT& element) {
-  for (const ElementRange& range : RANGES) {
-    if (range.type == elementType(element)) {
-      return static_cast<std::uint16_t>(parameters.*range.first + element.ElementAddress);
+  for (const ElementKind& kind : ELEMENT_KINDS) {
+    if (kind.windows == elementType(element)) {
+      return static_cast<std::uint16_t>(parameters.*kind.first + element.ElementAddress);
     }
   }
   return 0;
@@ -96,7 +81,7 @@ ReturnCode QORChangerCmdPreventAllowMediumRemoval::doOperation(void* deviceHandl
 
 ReturnCode QORChangerCmdPositionToElement::doOperation(void* deviceHandle) {
   const std::uint16_t destination = readBe16(cdbSpan(), 4);
-  logger->logDebug(SCSI, 0, "Position to element %d", destination);
+  logger->logDebug("SCSI", 0, "Position to element %d", destination);
   CHANGER_SET_POSITION position{};
   if (!translate(deviceHandle, readBe16(cdbSpan(), 2), "TansportAddress", position.Transport) ||
       !translate(deviceHandle, destination, "DestinationAddress", position.Destination)) {
@@ -116,11 +101,11 @@ ReturnCode QORChangerMoveMedium::doOperation(void* deviceHandle) {
     return CMD_ERROR;
   }
   if (!tellDevice(deviceHandle, IOCTL_CHANGER_MOVE_MEDIUM, move)) {
-    logger->logDebug(SCSI, 0, "IOCTL_CHANGER_MOVE_MEDIUM failed:Transport: %d, Source: %d, Destination: %d",
+    logger->logDebug("SCSI", 0, "IOCTL_CHANGER_MOVE_MEDIUM failed:Transport: %d, Source: %d, Destination: %d",
                      move.Transport.ElementType, move.Source.ElementType, move.Destination.ElementType);
     return CMD_ERROR;
   }
-  logger->logDebug(SCSI, 0, "IOCTL_CHANGER_MOVE_MEDIUM passed:Transport: %d, Source: %d, Destination: %d",
+  logger->logDebug("SCSI", 0, "IOCTL_CHANGER_MOVE_MEDIUM passed:Transport: %d, Source: %d, Destination: %d",
                    transport, source, destination);
   return CMD_OK;
 }
@@ -130,7 +115,7 @@ ReturnCode QORChangerCmdExchangeMedium::doOperation(void* deviceHandle) {
   const std::uint16_t source = readBe16(cdbSpan(), 4);
   const std::uint16_t first = readBe16(cdbSpan(), 6);
   const std::uint16_t second = readBe16(cdbSpan(), 8);
-  logger->logDebug(SCSI, 0, "Exchange medium: %d %d %d %d", transport, source, first, second);
+  logger->logDebug("SCSI", 0, "Exchange medium: %d %d %d %d", transport, source, first, second);
   CHANGER_EXCHANGE_MEDIUM exchange{};
   if (!translate(deviceHandle, transport, "TansportAddress", exchange.Transport) ||
       !translate(deviceHandle, source, "SourceAddress", exchange.Source) ||
@@ -142,7 +127,7 @@ ReturnCode QORChangerCmdExchangeMedium::doOperation(void* deviceHandle) {
   if (!getChangerParameters(deviceHandle, parameters)) return CMD_ERROR;
   if ((parameters.Features0 & CHANGER_EXCHANGE_MEDIA) == 0) {
     logger->logDebug(
-        SCSI, 0,
+        "SCSI", 0,
         "Medium Exchange failed because changer does not support media exchange - Features 0:%8.8X-%8.8X",
         static_cast<unsigned int>(parameters.Features0), static_cast<unsigned int>(parameters.Features1));
     return CMD_ERROR;
@@ -155,10 +140,10 @@ ReturnCode QORChangerCmdInitializeElementStatus::doOperation(void* deviceHandle)
   request.BarCodeScan = TRUE;  // the CDB has the labels read too
   request.ElementList.Element.ElementType = AllElements;
   if (tellDevice(deviceHandle, IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS, request)) {
-    logger->logDebug(SCSI, 0, "IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS passed");
+    logger->logDebug("SCSI", 0, "IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS passed");
     return CMD_OK;
   }
-  logger->logDebug(SCSI, 0, "IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS failed - used passthrough instead");
+  logger->logDebug("SCSI", 0, "IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS failed - used passthrough instead");
   return QORScsiCommand::doOperation(deviceHandle);
 }
 
@@ -169,6 +154,6 @@ ReturnCode QORChangerCmdInitializeElementStatusWithRange::doOperation(void* devi
     return CMD_ERROR;
   request.ElementList.NumberOfElements = readBe16(cdbSpan(), 6);
   if (!tellDevice(deviceHandle, IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS, request)) return CMD_ERROR;
-  logger->logDebug(SCSI, 0, "CHANGER_INITIALIZE_ELEMENT_STATUS with range passed");
+  logger->logDebug("SCSI", 0, "CHANGER_INITIALIZE_ELEMENT_STATUS with range passed");
   return CMD_OK;
 }

@@ -14,18 +14,6 @@
 
 namespace {
 
-constexpr ElementKind KINDS[] = {
-    {ELEMENT_MEDIUM_TRANSPORT, ChangerTransport, &GET_CHANGER_PARAMETERS::FirstTransportNumber,
-     &GET_CHANGER_PARAMETERS::NumberTransportElements, FULL},
-    {ELEMENT_STORAGE, ChangerSlot, &GET_CHANGER_PARAMETERS::FirstSlotNumber,
-     &GET_CHANGER_PARAMETERS::NumberStorageElements, FULL | ACCESS},
-    {ELEMENT_IMPORT_EXPORT, ChangerIEPort, &GET_CHANGER_PARAMETERS::FirstIEPortNumber,
-     &GET_CHANGER_PARAMETERS::NumberIEElements,
-     FULL | ACCESS | ELEMENT_STATUS_IMPEXP | ELEMENT_STATUS_EXENAB | ELEMENT_STATUS_INENAB},
-    {ELEMENT_DATA_TRANSFER, ChangerDrive, &GET_CHANGER_PARAMETERS::FirstDriveNumber,
-     &GET_CHANGER_PARAMETERS::NumberDataTransferElements, FULL | ACCESS},
-};
-
 /// What a READ ELEMENT STATUS command asks for.
 struct Request {
   explicit Request(std::span<const std::uint8_t> cdb)
@@ -93,7 +81,7 @@ std::optional<std::vector<Page>> readPages(void* changer, const Request& request
                                            const GET_CHANGER_PARAMETERS& parameters) {
   std::vector<Page> pages;
   std::uint32_t wanted = request.count;
-  for (const ElementKind& kind : KINDS) {
+  for (const ElementKind& kind : ELEMENT_KINDS) {
     if (request.type != ELEMENT_ALL && request.type != kind.scsi) continue;
     // A starting address before the kind's first takes all of them, one behind its last takes none.
     const std::uint32_t first = parameters.*kind.first;

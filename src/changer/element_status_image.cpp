@@ -2,13 +2,26 @@
 
 #include <algorithm>
 
-#include "changer/changer_interface.h"
 #include "changer/element_status_layout.h"
 #include "kiv/changer/driver_commands.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
 
 namespace {
+
+// Bits of an element descriptor's byte 2.
+constexpr std::uint8_t FULL = 0x01;
+constexpr std::uint8_t EXCEPT = 0x04;
+constexpr std::uint8_t ACCESS = 0x08;
+
+/// By element type code: those of them that Windows' flags carry over.
+constexpr DWORD STATE_FLAGS[] = {
+    0,
+    FULL,
+    FULL | ACCESS,
+    FULL | ACCESS | ELEMENT_STATUS_IMPEXP | ELEMENT_STATUS_EXENAB | ELEMENT_STATUS_INENAB,
+    FULL | ACCESS,
+};
 
 // Bits of an element descriptor's byte 9.
 constexpr std::uint8_t SOURCE_VALID = 0x80;
@@ -48,7 +61,7 @@ void writeDescriptor(std::span<std::uint8_t> image, std::size_t offset,
   const bool except = (element.Flags & ELEMENT_STATUS_EXCEPT) != 0;
   const bool sourceValid = (element.Flags & ELEMENT_STATUS_SVALID) != 0;
   put(0, 2, QORChangerCmdElementInformation::absoluteAddress(parameters, element.Element));
-  put(2, 1, (element.Flags & kind.state) | (except ? EXCEPT : 0u));
+  put(2, 1, (element.Flags & STATE_FLAGS[kind.scsi]) | (except ? EXCEPT : 0u));
   if (except) put(4, 2, element.ExceptionCode);
   if (kind.scsi == ELEMENT_DATA_TRANSFER) {
     // NOT BUS, ID VALID and LU VALID stand in the second byte of Windows' flags as in the descriptor.

@@ -5,23 +5,7 @@
 #include <cstdint>
 #include <span>
 
-#include "kiv/changer/commands.h"
-#include "platform/win32.h"
-
-// Bits of an element descriptor's byte 2.
-inline constexpr std::uint8_t FULL = 0x01;
-inline constexpr std::uint8_t EXCEPT = 0x04;
-inline constexpr std::uint8_t ACCESS = 0x08;
-
-/// An element type with its range in the changer, and with the bits of a descriptor's byte 2 that Windows'
-/// flags carry over.
-struct ElementKind {
-  ChangerElementTypeCode scsi;
-  ELEMENT_TYPE windows;
-  WORD GET_CHANGER_PARAMETERS::*first;
-  WORD GET_CHANGER_PARAMETERS::*count;
-  std::uint8_t state;
-};
+#include "changer/changer_interface.h"
 
 /// Copies bytes into an image; what lies outside is dropped.
 void copyBytes(std::span<std::uint8_t> image, std::size_t offset, const std::uint8_t* source,

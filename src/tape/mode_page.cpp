@@ -53,6 +53,24 @@ SelectModePage::SelectModePage(std::size_t listLength, const SenseModePage& sens
   writeByte(list(), 0, 0);
 }
 
+ReturnCode runStep(ScsiCommand& whole, ScsiTarget& target, SenseModePage& step) {
+  const ReturnCode status = step.execute(target);
+  whole.takeoverCmdData(step);
+  return status;
+}
+
+ReturnCode runStep(ScsiCommand& whole, ScsiTarget& target, GenericScsiCommand& step) {
+  const ReturnCode status = target.scsiExecCDB(step);
+  whole.takeoverCmdData(step);
+  return status;
+}
+
+ReturnCode runStep(ScsiCommand& whole, QORScsiTarget& driver, QORScsiCommand& step) {
+  const ReturnCode status = driver.scsiExecCmd(step);
+  whole.takeoverCmdData(step);
+  return status;
+}
+
 QORScsiTarget* driverForParameter(ScsiTarget* target, ParamType type) {
   return type == PARAM_WRITE_CACHE ? nullptr : dynamic_cast<QORScsiTarget*>(target);
 }

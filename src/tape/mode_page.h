@@ -53,6 +53,12 @@ class SelectModePage : public ScsiCmdModeSelect6 {
   std::span<std::uint8_t> list() { return ioDataSpan(); }
 };
 
+/// Execute one step of a command that is made of several, which takes over the step's outcome and data. The
+/// status of the step.
+ReturnCode runStep(ScsiCommand& whole, ScsiTarget& target, SenseModePage& step);
+ReturnCode runStep(ScsiCommand& whole, ScsiTarget& target, GenericScsiCommand& step);
+ReturnCode runStep(ScsiCommand& whole, QORScsiTarget& driver, QORScsiCommand& step);
+
 /// The driver target that serves a parameter; null where its mode page is sent, as that of the write cache
 /// always is.
 QORScsiTarget* driverForParameter(ScsiTarget* target, ParamType type);

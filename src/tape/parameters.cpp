@@ -108,32 +108,28 @@ ReturnCode TapeMetaCmdSetParam::setByDriver() {
   QORTapeMetaCmdSetParam twin(target, type, value);
   twin.setSenseDataLength(senseLength);
   twin.setVolId(volId);
-  const ReturnCode status = driverForParameter(target, type)->scsiExecCmd(twin);
-  takeoverCmdData(twin);
+  const ReturnCode status = runStep(*this, *driverForParameter(target, type), twin);
   logger->logDebug("SCSI", 0, "setParameter(), cmd status %d ", static_cast<int>(status));
   return status;
 }
 
 ReturnCode TapeMetaCmdSetParam::selectCompression() {
   SenseModePage sense(DATA_COMPRESSION_PAGE, senseLength);
-  ReturnCode status = sense.execute(*target);
-  takeoverCmdData(sense);
+  ReturnCode status = runStep(*this, *target, sense);
   if (status != CMD_OK) {
     logSense("SetCOff ModeSense Data Failed, ", sense);
     return status;
   }
   SelectModePage select(DATA_COMPRESSION_PAGE, sense);
   writeBits(select.list(), COMPRESSION_ENABLE, COMPRESSION_BIT, value == 1 ? COMPRESSION_BIT : 0);
-  status = target->scsiExecCDB(select);
-  takeoverCmdData(select);
+  status = runStep(*this, *target, select);
   if (status != CMD_OK) {
     logSense("setCompression ModeSelect Data Failed", select);
     return status;
   }
   if (value == 1) {
     SenseModePage configuration(DEVICE_CONFIGURATION_PAGE, senseLength);
-    status = configuration.execute(*target);
-    takeoverCmdData(configuration);
+    status = runStep(*this, *target, configuration);
     if (status != CMD_OK) {
       logSense("SetCOff ModeSense Data Failed, ", configuration);
       return status;
@@ -141,8 +137,7 @@ ReturnCode TapeMetaCmdSetParam::selectCompression() {
     if (configuration[COMPRESSION_ALGORITHM] != 1) {
       SelectModePage algorithm(DEVICE_CONFIGURATION_PAGE, configuration);
       writeByte(algorithm.list(), COMPRESSION_ALGORITHM, 1);
-      status = target->scsiExecCDB(algorithm);
-      takeoverCmdData(algorithm);
+      status = runStep(*this, *target, algorithm);
       if (status == CMD_OK) {
         logger->logDebug("SCSI", 0, "setCompression ModeSelect 0x10 Data PASSED");
       } else {
@@ -157,8 +152,7 @@ ReturnCode TapeMetaCmdSetParam::selectCompression() {
 
 ReturnCode TapeMetaCmdSetParam::selectBlockLength() {
   SenseModePage sense(DATA_COMPRESSION_PAGE, senseLength, WITH_BLOCK_DESCRIPTORS);
-  ReturnCode status = sense.execute(*target);
-  takeoverCmdData(sense);
+  ReturnCode status = runStep(*this, *target, sense);
   if (status != CMD_OK) {
     logBlockLengthSense(sense);
     return status;
@@ -176,8 +170,7 @@ ReturnCode TapeMetaCmdSetParam::selectBlockLength() {
 
   SelectModePage select(MODE_HEADER + sense[BLOCK_DESCRIPTOR_LENGTH], sense);
   writeBigEndian(select.list(), BLOCK_LENGTH, 3, wanted);
-  status = target->scsiExecCDB(select);
-  takeoverCmdData(select);
+  status = runStep(*this, *target, select);
   if (status == CMD_OK) {
     logger->logDebug("SCSI", 0, "setBlockLength(), Mode Select succeeded, setting block length %ld",
                      static_cast<long>(wanted));
@@ -196,8 +189,7 @@ ReturnCode TapeMetaCmdSetParam::selectOnePage() {
   const bool dumped = type == PARAM_ARCHIVE_MODE_UNTHREAD;
 
   SenseModePage sense(parameter->page, senseLength);
-  ReturnCode status = sense.execute(*target);
-  takeoverCmdData(sense);
+  ReturnCode status = runStep(*this, *target, sense);
   if (status != CMD_OK) {
     logger->logDebug("SCSI", 0, "%s", parameter->senseFailed);
     return status;
@@ -206,8 +198,7 @@ ReturnCode TapeMetaCmdSetParam::selectOnePage() {
   SelectModePage select(parameter->page, sense);
   parameter->change(select, value);
   if (dumped) logDump("TSTS", "setparms generic AMU ModeSelect Data", select.ioDataSpan());
-  status = target->scsiExecCDB(select);
-  takeoverCmdData(select);
+  status = runStep(*this, *target, select);
   if (status != CMD_OK) logger->logDebug("SCSI", 0, "%s", parameter->selectFailed);
   return status;
 }

@@ -47,15 +47,13 @@ ReturnCode CmdQueryTapePartition::getParameters() {
   if (driver == nullptr) return queryModePages();
   QORTapeCmdQueryPartition twin(*this);
   twin.setSenseDataLength(senseLength);
-  const ReturnCode status = driver->scsiExecCmd(twin);
-  takeoverCmdData(twin);
+  const ReturnCode status = runStep(*this, *driver, twin);
   return status;
 }
 
 ReturnCode CmdQueryTapePartition::queryModePages() {
   SenseModePage layout(MEDIUM_PARTITION_PAGE, senseLength);
-  const ReturnCode layoutStatus = layout.execute(*target);
-  takeoverCmdData(layout);
+  const ReturnCode layoutStatus = runStep(*this, *target, layout);
   if (layoutStatus != CMD_OK) return layoutStatus;
   logDump("SCSI", "CmdQueryTapePartition MEDIUM_PARTITION_MODE_PAGE Data", layout.ioDataSpan());
   if (!layout.holds(SIZES)) return CMD_ERROR;
@@ -73,8 +71,7 @@ ReturnCode CmdQueryTapePartition::queryModePages() {
   }
 
   SenseModePage configuration(DEVICE_CONFIGURATION_PAGE, senseLength);
-  const ReturnCode status = configuration.execute(*target);
-  takeoverCmdData(configuration);
+  const ReturnCode status = runStep(*this, *target, configuration);
   if (status != CMD_OK) return status;
   logDump("SCSI", "CmdQueryTapePartition DEVICE_CONFIG_MODE_PAGE Data", configuration.ioDataSpan());
   record.activePartition = configuration[ACTIVE_PARTITION];
@@ -122,8 +119,7 @@ ReturnCode TapeCmdCreatePartition::createPartitions() {
   if (auto* driver = dynamic_cast<QORScsiTarget*>(target)) {
     QORTapeCmdCreatePartition twin(*this);
     twin.setSenseDataLength(senseLength);
-    status = driver->scsiExecCmd(twin);
-    takeoverCmdData(twin);
+    status = runStep(*this, *driver, twin);
   } else {
     status = createByModePage();
   }
@@ -134,8 +130,7 @@ ReturnCode TapeCmdCreatePartition::createPartitions() {
 ReturnCode TapeCmdCreatePartition::createByModePage() {
   SenseModePage sense(MEDIUM_PARTITION_PAGE, senseLength);
   logDump("SCSI", "TapeCmdCreatePartition - cmdModeSense CDBs", sense.cdbSpan());
-  ReturnCode status = sense.execute(*target);
-  takeoverCmdData(sense);
+  ReturnCode status = runStep(*this, *target, sense);
   if (status != CMD_OK) return status;
   logDump("SCSI", "TapeCmdCreatePartition::createPartitions ModeSense Data", sense.ioDataSpan());
 
@@ -158,8 +153,7 @@ ReturnCode TapeCmdCreatePartition::createByModePage() {
   for (std::uint16_t i = 0; i < numberPartitions; ++i) writeBigEndian(list, SIZES + 2u * i, 2, sizes[i]);
 
   logDump("SCSI", "TapeCmdCreatePartition - cmdModeSelect", list);
-  status = target->scsiExecCDB(select);
-  takeoverCmdData(select);
+  status = runStep(*this, *target, select);
   logger->logDebug("SCSI", 0, "TapeCmdCreatePartition - cmdModeSelect - Sense Key: %02x",
                    select.getSenseKey());
   if (status != CMD_OK && select.getSenseKey() == RECOVERED_ERROR) {
@@ -173,8 +167,7 @@ ReturnCode TapeCmdCreatePartition::createByModePage() {
   format.setSenseDataLength(senseLength);
   logDump("SCSI", "cmdTapeFormat CDBs", format.cdbSpan());
   logger->logDebug("SCSI", 0, "TapeCmdCreatePartition - Format Medium command");
-  status = target->scsiExecCDB(format);
-  takeoverCmdData(format);
+  status = runStep(*this, *target, format);
   return status;
 }
 

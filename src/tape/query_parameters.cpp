@@ -143,8 +143,7 @@ ReturnCode TapeMetaCmdQueryParam::queryOne(ParamType parameter) {
 ReturnCode TapeMetaCmdQueryParam::queryByDriver(ParamType parameter) {
   QORTapeMetaCmdQueryParam twin(target, parameter);
   twin.setSenseDataLength(senseLength);
-  const ReturnCode status = driverForParameter(target, parameter)->scsiExecCmd(twin);
-  takeoverCmdData(twin);
+  const ReturnCode status = runStep(*this, *driverForParameter(target, parameter), twin);
   logger->logDebug("SCSI", 0, "queryParameter(), cmd status %d size %d ", static_cast<int>(status),
                    static_cast<int>(twin.getIoDataLength()));
   if (status == CMD_OK) addEntry(parameter, twin.getValue());
@@ -156,8 +155,7 @@ ReturnCode TapeMetaCmdQueryParam::queryByModePage(ParamType parameter) {
   if (query == nullptr) return CMD_NOT_SUPPORTED;
 
   SenseModePage sense(query->page, senseLength, query->blockDescriptors);
-  const ReturnCode status = sense.execute(*target);
-  takeoverCmdData(sense);
+  const ReturnCode status = runStep(*this, *target, sense);
   if (status != CMD_OK) {
     if (parameter == PARAM_BLOCK_LENGTH) {
       logger->logDebug("SCSI", 0, "getBlockLength(), ModeSense page %2.2Xh failed, (%2.2Xh-%2.2Xh-%2.2Xh)",
@@ -170,8 +168,7 @@ ReturnCode TapeMetaCmdQueryParam::queryByModePage(ParamType parameter) {
   if (parameter != PARAM_COMPRESSION) return CMD_OK;
 
   SenseModePage configuration(DEVICE_CONFIGURATION_PAGE, senseLength);
-  const ReturnCode logged = configuration.execute(*target);
-  takeoverCmdData(configuration);
+  const ReturnCode logged = runStep(*this, *target, configuration);
   if (logged == CMD_OK) logDump("SCSI", "getCompression ModeSense 0x10 Data", configuration.ioDataSpan());
   return logged;
 }
