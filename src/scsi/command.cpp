@@ -18,6 +18,12 @@ ReturnCode replaceBuffer(std::uint8_t*& buffer, Length& length, Length n) {
   return length == n ? CMD_OK : CMD_NO_MEMORY;
 }
 
+template <typename Value>
+ReturnCode store(Value& field, Value value) {
+  field = value;
+  return CMD_OK;
+}
+
 }  // namespace
 
 ScsiCommand::ScsiCommand() = default;
@@ -51,39 +57,14 @@ ReturnCode ScsiCommand::setTimeOut(ulong32 seconds) {
 }
 
 ReturnCode ScsiCommand::setDataDirection(ScsiDataDirection direction) {
-  dataDirection = direction;
-  return CMD_OK;
+  return store(dataDirection, direction);
 }
-
-ReturnCode ScsiCommand::setCallBackFunction(void* function) {
-  callback = function;
-  return CMD_OK;
-}
-
-ReturnCode ScsiCommand::setExecutionStatus(ReturnCode status) {
-  executionStatus = status;
-  return CMD_OK;
-}
-
-ReturnCode ScsiCommand::setTargetStatus(std::uint8_t status) {
-  targetStatus = status;
-  return CMD_OK;
-}
-
-ReturnCode ScsiCommand::setHostStatus(std::uint8_t status) {
-  hostStatus = status;
-  return CMD_OK;
-}
-
-ReturnCode ScsiCommand::setTimeoutOccured(bool occurred) {
-  timeoutOccurred = occurred;
-  return CMD_OK;
-}
-
-ReturnCode ScsiCommand::setAdditionalFailureCode(ulong32 code) {
-  additionalFailureCode = code;
-  return CMD_OK;
-}
+ReturnCode ScsiCommand::setCallBackFunction(void* function) { return store(callback, function); }
+ReturnCode ScsiCommand::setExecutionStatus(ReturnCode status) { return store(executionStatus, status); }
+ReturnCode ScsiCommand::setTargetStatus(std::uint8_t status) { return store(targetStatus, status); }
+ReturnCode ScsiCommand::setHostStatus(std::uint8_t status) { return store(hostStatus, status); }
+ReturnCode ScsiCommand::setTimeoutOccured(bool occurred) { return store(timeoutOccurred, occurred); }
+ReturnCode ScsiCommand::setAdditionalFailureCode(ulong32 code) { return store(additionalFailureCode, code); }
 
 std::uint32_t ScsiCommand::getCmdCode() const { return cdbSpan().empty() ? 0xFFFFFFFF : cdb[0]; }
 

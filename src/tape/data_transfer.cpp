@@ -2,6 +2,7 @@
 
 #include "scsi/cdb.h"
 
+// clang-format off
 TapeCmdReadBlockLimits::TapeCmdReadBlockLimits()
     : GenericScsiCommand(cdbOf(READ_BLOCK_LIMITS, Be32(0), 0), SCSI_DATA_IN, 6) {}
 std::uint32_t TapeCmdReadBlockLimits::getMaxBlockLength() const {
@@ -18,9 +19,7 @@ TapeCmdModeSelect6::TapeCmdModeSelect6(std::uint8_t bufferedMode, std::uint32_t 
 void TapeCmdModeSelect6::setBufferedMode(std::uint8_t bufferedMode) {
   writeByte(ioDataSpan(), 2, (bufferedMode & 1u) << 4);
 }
-void TapeCmdModeSelect6::setBlockLength(std::uint32_t blockLength) {
-  writeBigEndian(ioDataSpan(), 9, 3, blockLength);
-}
+void TapeCmdModeSelect6::setBlockLength(std::uint32_t blockLength) { writeBigEndian(ioDataSpan(), 9, 3, blockLength); }
 
 TapeCmdRead6::TapeCmdRead6(std::uint32_t transferLength, std::uint32_t byteCount, bool sili, bool fixed)
     : GenericScsiCommand(cdbOf(READ_6, fixed | sili << 1, Be24(transferLength), 0), SCSI_DATA_IN,
@@ -53,6 +52,4 @@ void TapeCmdVerify::setVlbmpmFlag(bool logicalBlockProtection) { setOnlyFlag(0x1
 void TapeCmdVerify::setVteFlag(bool toEnd) { setOnlyFlag(0x20, toEnd); }
 void TapeCmdVerify::setFixedFlag(bool /*fixed*/) { putNumber(1, 1, 0x01); }
 void TapeCmdVerify::setVerifyLength(std::uint32_t length) { putNumber(2, 3, length); }
-void TapeCmdVerify::setOnlyFlag(std::uint8_t flag, bool on) {
-  on ? putNumber(1, 1, flag) : putBits(1, flag, 0);
-}
+void TapeCmdVerify::setOnlyFlag(std::uint8_t flag, bool on) { on ? putNumber(1, 1, flag) : putBits(1, flag, 0); }

@@ -15,6 +15,7 @@ constexpr std::size_t ATTRIBUTE_HEADER = 5;
 
 }  // namespace
 
+// clang-format off
 TapeCmdReadAttribute::TapeCmdReadAttribute(std::uint8_t serviceAction, std::uint8_t volumeNumber,
                                            std::uint8_t partitionNumber, std::uint16_t firstAttributeId,
                                            std::uint32_t allocationLength)
@@ -87,11 +88,9 @@ TapeCmdReportDynamicRuntimeInformation::TapeCmdReportDynamicRuntimeInformation(s
     : GenericScsiCommand(cdbOf(READ_DYNAMIC_RUNTIME_INFORMATION, serviceAction & SERVICE_ACTION,
                                Be16(firstAttribute), Be16(lastAttribute), Be32(allocationLength), 0, 0),
                          SCSI_DATA_IN, allocationLength) {}
-// clang-format off
 void TapeCmdReportDynamicRuntimeInformation::setServiceAction(std::uint8_t action) { putNumber(1, 1, action & 0x1F); }
 std::uint8_t TapeCmdReportDynamicRuntimeInformation::getServiceAction() const { return readByte(cdbSpan(), 1); }
 void TapeCmdReportDynamicRuntimeInformation::setFirstAttribute(std::uint16_t attribute) { putNumber(2, 2, attribute); }
 void TapeCmdReportDynamicRuntimeInformation::setLastAttribute(std::uint16_t attribute) { putNumber(4, 2, attribute); }
 void TapeCmdReportDynamicRuntimeInformation::setAllocationLength(std::uint32_t length) { putLength(6, 4, length); }
 std::uint32_t TapeCmdReportDynamicRuntimeInformation::getAvailableData() const { return ioDataLength < 4 ? 0 : readBe32(ioDataSpan(), 4); }
-// clang-format on

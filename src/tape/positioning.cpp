@@ -8,13 +8,13 @@ constexpr std::uint8_t CHANGE_PARTITION = 0x02;
 
 }  // namespace
 
+// clang-format off
 TapeCmdRewind::TapeCmdRewind(bool immediate)
     : GenericScsiCommand(cdbOf(REWIND, immediate, Be24(0), 0), SCSI_DATA_NONE, 0, 600) {}
 void TapeCmdRewind::setImmedFlag(bool immediate) { putNumber(1, 1, immediate); }
 
 TapeCmdLocate::TapeCmdLocate(bool immediate, std::uint32_t blockAddress)
-    : GenericScsiCommand(cdbOf(LOCATE_10, immediate, 0, Be32(blockAddress), 0, 0, 0), SCSI_DATA_NONE, 0,
-                         2300) {}
+    : GenericScsiCommand(cdbOf(LOCATE_10, immediate, 0, Be32(blockAddress), 0, 0, 0), SCSI_DATA_NONE, 0, 2300) {}
 void TapeCmdLocate::setImmedFlag(bool immediate) { putNumber(1, 1, immediate); }
 void TapeCmdLocate::setBlockAddr(std::uint32_t blockAddress) { putNumber(3, 4, blockAddress); }
 
@@ -44,7 +44,6 @@ void TapeCmdSpace::setCount(std::int32_t count) { putNumber(2, 3, static_cast<st
 
 TapeCmdReadPosition::TapeCmdReadPosition()
     : GenericScsiCommand(cdbOf(READ_POSITION, Be64(0), 0), SCSI_DATA_IN, 32) {}
-// clang-format off
 bool TapeCmdReadPosition::posBOP() const { return hasFlag(ioDataSpan(), 0, 0x80); }
 bool TapeCmdReadPosition::posEOP() const { return hasFlag(ioDataSpan(), 0, 0x40); }
 std::uint32_t TapeCmdReadPosition::getFirstBlockPosition() const { return ioDataLength < 8 ? 0 : readBe32(ioDataSpan(), 4); }
@@ -53,4 +52,3 @@ std::uint32_t TapeCmdReadPosition::getLastBlockWritten() const { return ioDataLe
 std::uint32_t TapeCmdReadPosition::getNumberOfBlocksInBuffer() const { return ioDataLength < 15 ? 0 : readBe24(ioDataSpan(), 13); }
 std::uint32_t TapeCmdReadPosition::getNumberOfBytesInBuffer() const { return ioDataLength < 19 ? 0 : readBe32(ioDataSpan(), 16); }
 std::uint32_t TapeCmdReadPosition::getNextBlockPosition() const { return ioDataLength < 24 ? 0 : readBe32(ioDataSpan(), 20); }
-// clang-format on

@@ -1,7 +1,4 @@
-// Twins that no row names are operations of the driver itself, on its paths, its records or its own
-// diagnostics: no CDB stands for them, and callers build them directly. The twin of SET CAPACITY is there for
-// hosts that name it; the command makes none, for the driver has no request for it and the CDB is sent either
-// way.
+// A twin without a row here is built by who wants it: driver_unsupported.h and driver_information.h tell why.
 #include "kiv/frame/logger.h"
 #include "kiv/tape/data_transfer.h"
 #include "kiv/tape/diagnostics.h"

@@ -32,50 +32,19 @@ class KIV_API QORChangerCmdElementInformation : public QORScsiCommand {
                                        const _CHANGER_ELEMENT& element);
 };
 
+// clang-format off
 /// Locks or unlocks import/export ports and doors; done when either could be.
-class KIV_API QORChangerCmdPreventAllowMediumRemoval : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
-
-class KIV_API QORChangerCmdPositionToElement : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
-
-class KIV_API QORChangerMoveMedium : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
-
+struct KIV_API QORChangerCmdPreventAllowMediumRemoval : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
+struct KIV_API QORChangerCmdPositionToElement : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
+struct KIV_API QORChangerMoveMedium : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
 /// CMD_ERROR too when the changer has no media exchange.
-class KIV_API QORChangerCmdExchangeMedium : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
-
+struct KIV_API QORChangerCmdExchangeMedium : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
 /// CMD_OK, or CMD_NOT_SUPPORTED when the request fails: the CDB may be sent instead.
-class KIV_API QORChangerCmdInitializeElementStatus : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
-
-class KIV_API QORChangerCmdInitializeElementStatusWithRange : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
-
+struct KIV_API QORChangerCmdInitializeElementStatus : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
+struct KIV_API QORChangerCmdInitializeElementStatusWithRange : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
 /// The driver has no request for opening and closing the import/export station: always CMD_NOT_SUPPORTED.
-class KIV_API QORChangerOpenCloseImportExportElement : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-};
+struct KIV_API QORChangerOpenCloseImportExportElement : QORScsiCommand { using QORScsiCommand::QORScsiCommand; };
+// clang-format on
 
 /// Rebuilds a READ ELEMENT STATUS report from IOCTL_CHANGER_GET_ELEMENT_STATUS. Device identifiers are
 /// available for drives only.

@@ -11,40 +11,15 @@
 // The driver twins of the primary commands. Where the driver has no request of its own, doOperation answers
 // CMD_NOT_SUPPORTED, and the CDB is sent instead.
 
-class KIV_API QORScsiCmdTestUnitReady : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-};
-
-class KIV_API QORScsiCmdInquiry : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-};
-
-class KIV_API QORScsiCmdModeSelect6 : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-};
-
-class KIV_API QORScsiCmdReadCapacity : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-};
-
-class KIV_API QORScsiCmdReportLuns : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-};
-
-class KIV_API QORScsiCmdReceiveDiagnostic : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-};
-
-class KIV_API QORScsiCmdSendDiagnostic : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-};
+// clang-format off
+struct KIV_API QORScsiCmdTestUnitReady : QORScsiCommand { using QORScsiCommand::QORScsiCommand; };
+struct KIV_API QORScsiCmdInquiry : QORScsiCommand { using QORScsiCommand::QORScsiCommand; };
+struct KIV_API QORScsiCmdModeSelect6 : QORScsiCommand { using QORScsiCommand::QORScsiCommand; };
+struct KIV_API QORScsiCmdReadCapacity : QORScsiCommand { using QORScsiCommand::QORScsiCommand; };
+struct KIV_API QORScsiCmdReportLuns : QORScsiCommand { using QORScsiCommand::QORScsiCommand; };
+struct KIV_API QORScsiCmdReceiveDiagnostic : QORScsiCommand { using QORScsiCommand::QORScsiCommand; };
+struct KIV_API QORScsiCmdSendDiagnostic : QORScsiCommand { using QORScsiCommand::QORScsiCommand; };
+// clang-format on
 
 class KIV_API QORScsiCmdReadBuffer : public QORScsiCommand {
  public:

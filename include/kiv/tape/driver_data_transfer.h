@@ -34,17 +34,10 @@ class KIV_API QORTapeCmdWrite6 : public QORScsiCommand {
   bool eomReached = false;
 };
 
+// clang-format off
 /// Writes filemarks through the operating system.
-class KIV_API QORTapeCmdWriteFileMarks : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
-
+struct KIV_API QORTapeCmdWriteFileMarks : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
 /// Verifies with the driver's request. CMD_NOT_SUPPORTED for flags that the driver cannot combine: by
 /// filemarks with byte compare, and to the end with a length.
-class KIV_API QORTapeCmdVerify : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
+struct KIV_API QORTapeCmdVerify : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
+// clang-format on

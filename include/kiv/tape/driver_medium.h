@@ -4,23 +4,11 @@
 
 // Driver twins for the cartridge as a whole. CMD_OK, or CMD_ERROR when the call fails.
 
+// clang-format off
 /// Loads through the operating system and waits for it, whatever the immediate bit says.
-class KIV_API QORTapeCmdLoad : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
-
+struct KIV_API QORTapeCmdLoad : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
 /// Erases through the operating system.
-class KIV_API QORTapeCmdErase : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
-
+struct KIV_API QORTapeCmdErase : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
 /// Formats with the driver's create-partition request, which leaves the partition layout to the drive.
-class KIV_API QORTapeCmdFormat : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
+struct KIV_API QORTapeCmdFormat : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
+// clang-format on

@@ -7,13 +7,11 @@
 // Driver twins for encryption and the protection of logical blocks. CMD_OK, or CMD_ERROR when the request
 // fails.
 
+// clang-format off
 /// Asks the driver how logical blocks are protected. The answer comes as the mode data that the CDB would
 /// have brought.
-class KIV_API QORTapeCmdQueryLogicalBlockProtection : public QORScsiCommand {
- public:
-  using QORScsiCommand::QORScsiCommand;
-  ReturnCode doOperation(void* deviceHandle) override;
-};
+struct KIV_API QORTapeCmdQueryLogicalBlockProtection : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
+// clang-format on
 
 /// Tells the driver how to protect logical blocks: not at all, unless something is set.
 class KIV_API QORTapeCmdSetLogicalBlockProtection : public QORScsiCommand {

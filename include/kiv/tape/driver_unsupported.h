@@ -4,6 +4,10 @@
 
 // Driver twins for which the driver has no request. Each answers CMD_NOT_SUPPORTED without any call, the
 // operation that it inherits; the target then sends the CDB.
+//
+// Some have no command that makes them: they stand for operations of the driver itself, on its paths, its
+// records or its own diagnostics, for which there is no CDB. The command of QORTapeCmdSetCapacity makes none
+// either: its CDB is sent at once.
 
 // clang-format off
 struct KIV_API QORTapeCmdBSFM : QORScsiCommand { using QORScsiCommand::QORScsiCommand; };
