@@ -1,5 +1,6 @@
 #include "simulator/devices/virtual_changer.h"
 
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -69,24 +70,41 @@ ElementRange VirtualChanger::range(ElementType type) const {
   }
 }
 
+static void check(bool makesSense, const std::string& sentence) {
+  if (!makesSense) throw std::invalid_argument(sentence);
+}
+
 void VirtualChanger::addElements() {
+  constexpr std::uint32_t addresses = 0x10000;
+  constexpr std::uint16_t mostRobots = 127;  // that the transport geometry page holds
+  check(changer_.robots.count <= mostRobots, "there are more than 127 robots");
   for (const ElementType type : {elementTransport, elementStorage, elementImportExport, elementDrive}) {
+    check(std::uint32_t{range(type).first} + range(type).count <= addresses,
+          "there are elements beyond 65535");
     for (std::uint16_t i = 0; i < range(type).count; ++i) {
       const auto address = static_cast<std::uint16_t>(range(type).first + i);
+      check(!elements_.contains(address), "two elements have the address " + std::to_string(address));
       Element& place = elements_[address];
       place.address = address;
       place.type = type;
     }
   }
-  if (changer_.bays.size() > changer_.drives.count)
-    throw std::invalid_argument("there are more drives than bays");
+  check(changer_.bays.size() <= changer_.drives.count, "there are more drives than bays");
+  std::set<std::string> serials;
+  for (const auto& other : room().devices()) {
+    const auto* library = dynamic_cast<const VirtualChanger*>(other.get());
+    if (!library) continue;
+    for (const VirtualDrive* drive : library->changer_.bays) serials.insert(drive ? drive->options().serial : "");
+  }
   for (std::size_t i = 0; i < changer_.bays.size(); ++i) {
-    elements_.at(static_cast<std::uint16_t>(changer_.drives.first + i)).drive = changer_.bays[i];
+    VirtualDrive* drive = changer_.bays[i];
+    elements_.at(static_cast<std::uint16_t>(changer_.drives.first + i)).drive = drive;
+    if (!drive) continue;
+    const std::string& serial = drive->options().serial;
+    check(serials.insert(serial).second, "two bays have a drive with the serial number " + serial);
   }
   for (const auto& [address, barcode] : changer_.cartridges) {
-    if (elements_.count(address) == 0) {
-      throw std::invalid_argument("there is no element " + std::to_string(address) + " for a cartridge");
-    }
+    check(elements_.contains(address), "there is no element " + std::to_string(address) + " for a cartridge");
     Element& place = elements_.at(address);
     put(place, makeCartridge(barcode), {}, false);
     if (place.drive) place.drive->clearUnitAttentions();

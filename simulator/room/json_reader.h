@@ -37,9 +37,8 @@ class JsonReader {
   }
   /// A number, or a text such as "0xA1700D75".
   template <std::unsigned_integral T>
-  void read(const char* key, T& field) {
-    if (const auto* value = take(key))
-      field = static_cast<T>(number(key, *value, std::numeric_limits<T>::max()));
+  void read(const char* key, T& field, T largest = std::numeric_limits<T>::max(), T smallest = 0) {
+    if (const auto* value = take(key)) field = static_cast<T>(number(key, *value, smallest, largest));
   }
   template <class T>
   void read(const char* key, std::optional<T>& field) {
@@ -101,7 +100,8 @@ class JsonReader {
   std::string sentence(const std::string& what) const {
     return path_.empty() ? "The text " + what + "." : "The key \"" + path_ + "\" " + what + ".";
   }
-  std::uint64_t number(const char* key, const nlohmann::json& value, std::uint64_t largest) const {
+  std::uint64_t number(const char* key, const nlohmann::json& value, std::uint64_t smallest,
+                       std::uint64_t largest) const {
     std::uint64_t result = 0;
     bool good = value.is_number_unsigned();
     if (good) result = value.get<std::uint64_t>();
@@ -115,7 +115,9 @@ class JsonReader {
       }
       good = used != 0 && used == text.size() && text[0] != '-';
     }
-    if (!good || result > largest) fail(key, "must be a whole number from 0 to " + std::to_string(largest));
+    if (!good || result < smallest || result > largest) {
+      fail(key, "must be a whole number from " + std::to_string(smallest) + " to " + std::to_string(largest));
+    }
     return result;
   }
 

@@ -87,7 +87,12 @@ void Room::install(std::unique_ptr<VirtualDevice> owned) {
   if (options.bus >= adapter.options().buses)
     adapter.options().buses = static_cast<std::uint8_t>(options.bus + 1);
   if (!options.claimed && !options.driver) return;
-  addName({.name = classNameFor(device),
+  const std::string className = classNameFor(device);
+  const auto sameName = [&](const DeviceName& other) { return lower(other.name) == lower(className); };
+  if (std::ranges::any_of(names_, sameName)) {
+    throw std::invalid_argument("there is a device " + className + " already");
+  }
+  addName({.name = className,
            .open = [&adapter, &device](
                        std::string path,
                        DWORD access) { return openDevice(std::move(path), access, adapter, device); },

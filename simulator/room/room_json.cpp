@@ -15,6 +15,7 @@
 
 #include "simulator/room/json_reader.h"
 #include "simulator/room/room.h"
+#include "simulator/windows/windows_calls.h"
 
 namespace simulator {
 namespace {
@@ -27,7 +28,7 @@ void readAdapter(Room& room, const json& value, const std::string& path) {
   in.read("maximumTransferLength", options.maximumTransferLength);
   in.read("maximumPhysicalPages", options.maximumPhysicalPages);
   in.read("alignmentMask", options.alignmentMask);
-  in.read("buses", options.buses);
+  in.read("buses", options.buses, std::uint8_t{255}, std::uint8_t{1});
   in.read("initiator", options.initiator);
   in.read("description", options.description);
   in.read("manufacturer", options.manufacturer);
@@ -44,7 +45,7 @@ void readAdapter(Room& room, const json& value, const std::string& path) {
 DeviceOptions readIdentity(JsonReader& in) {
   DeviceOptions identity;
   in.read("adapter", identity.adapter);
-  in.read("bus", identity.bus);
+  in.read("bus", identity.bus, std::uint8_t{254});  // there are at most 255
   in.read("target", identity.target);
   in.read("lun", identity.lun);
   in.read("vendor", identity.vendor, 8);
@@ -55,7 +56,7 @@ DeviceOptions readIdentity(JsonReader& in) {
           {{"FC", Interface::Fibre}, {"SAS", Interface::Sas}, {"SCSI", Interface::ParallelScsi}});
   in.read("claimed", identity.claimed);
   in.read("className", identity.className);
-  in.read("qualifier", identity.qualifier);
+  in.read("qualifier", identity.qualifier, std::uint8_t{7});
   in.read("worldWideName", identity.worldWideName);
   in.readObject("driver", [&](JsonReader& driver) {
     identity.driver.emplace();
@@ -133,7 +134,11 @@ void readChanger(Room& room, const json& value, const std::string& path) {
     cartridge.read("element", element);
     cartridge.read("barcode", barcode, 32);
     cartridge.finish();
-    options.cartridges[element] = barcode;
+    const auto same = [&](const auto& other) { return !barcode.empty() && other.second == barcode; };
+    if (std::ranges::any_of(options.cartridges, same))
+      cartridge.fail("barcode", "is on another cartridge already");
+    if (!options.cartridges.emplace(element, barcode).second)
+      cartridge.fail("element", "has a cartridge already");
   });
   in.read("barcodeReader", options.barcodeReader);
   in.read("exchanges", options.exchanges);
@@ -153,32 +158,42 @@ void readDisk(Room& room, const json& value, const std::string& path) {
   addDevice(path, [&] { room.addDisk(std::move(identity)); });
 }
 
-std::optional<Bytes> readHex(JsonReader& in, const char* key) {
+/// The bytes of a text in hexadecimal, blanks between them or not: pairs of digits, or "??" where it is
+/// allowed.
+std::vector<std::string> readPairs(JsonReader& in, const char* key, bool wildcards) {
   std::string text;
   in.read(key, text);
-  if (text.empty()) return std::nullopt;
-  std::string digits;
-  for (char c : text) {
-    if (c != ' ') digits += c;
-  }
-  Bytes bytes;
-  for (std::size_t i = 0; i < digits.size(); i += 2) {
-    if (i + 1 == digits.size() || !std::isxdigit(static_cast<unsigned char>(digits[i])) ||
-        !std::isxdigit(static_cast<unsigned char>(digits[i + 1]))) {
-      in.fail(key, "must be pairs of hexadecimal digits");
+  std::erase(text, ' ');
+  std::vector<std::string> pairs;
+  for (std::size_t i = 0; i < text.size(); i += 2) {
+    const std::string pair = text.substr(i, 2);
+    const bool isByte = std::ranges::all_of(pair, [](unsigned char c) { return std::isxdigit(c) != 0; });
+    if (pair.size() != 2 || !(isByte || (wildcards && pair == "??"))) {
+      in.fail(key,
+              std::string("must be pairs of hexadecimal digits") + (wildcards ? ", ?? for any byte" : ""));
     }
-    bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+    pairs.push_back(pair);
   }
-  return bytes;
+  return pairs;
+}
+
+std::optional<Bytes> readHex(JsonReader& in, const char* key) {
+  Bytes bytes;
+  for (const std::string& pair : readPairs(in, key, false)) {
+    bytes.push_back(static_cast<std::uint8_t>(std::stoul(pair, nullptr, 16)));
+  }
+  return bytes.empty() ? std::nullopt : std::optional(bytes);
 }
 
 void readFault(Room& room, const json& value, const std::string& path) {
   JsonReader in(value, path);
   Fault fault;
-  in.read("cdb", fault.cdb);
+  for (const std::string& pair : readPairs(in, "cdb", true)) {
+    fault.cdb += (fault.cdb.empty() ? "" : " ") + pair;
+  }
   in.read("call", fault.call);
   in.read("device", fault.device);
-  in.read("nth", fault.nth);
+  in.read("nth", fault.nth, std::numeric_limits<unsigned>::max(), 1u);
   in.read("times", fault.times);
   in.read("status", fault.status);
   in.read("error", fault.error);
@@ -191,9 +206,19 @@ void readFault(Room& room, const json& value, const std::string& path) {
       in.fail("sense", "must be three bytes: sense key, ASC and ASCQ, as in \"05 24 00\"");
     fault.sense = Sense{.key = (*sense)[0], .asc = (*sense)[1], .ascq = (*sense)[2]};
   }
+  in.finish();
   if (fault.cdb.empty() == fault.call.empty())
     in.fail("cdb", "or the key \"call\" must say where the fault strikes");
-  in.finish();
+  const bool toDevice = fault.sense || fault.status || fault.vanish;
+  if (!toDevice && !fault.error && !fault.delay && !fault.transfer && !fault.reply)
+    in.fail("cdb", "or \"call\" has no effect: say one, such as \"sense\" or \"error\"");
+  if (!fault.call.empty()) {
+    const bool passesCommands = fault.call == "DeviceIoControl" || fault.call == "SCSI_PASS_THROUGH_DIRECT";
+    if (toDevice && !passesCommands) in.fail("call", "cannot have a \"sense\", \"status\" or \"vanish\"");
+    const auto known = calls::nameForFaults(fault.call);
+    if (!known) in.fail("call", "names no call that a fault can strike");
+    fault.call = *known;
+  }
   room.addFault(std::move(fault));
 }
 

@@ -264,4 +264,14 @@ std::span<const Call> table() {
   return calls;
 }
 
+std::optional<std::string> nameForFaults(const std::string& name) {
+  const auto isIt = [&](const auto& row) { return row.name == name; };
+  if (std::ranges::any_of(controlNames, isIt)) return name;
+  if (name != "Sleep" && name != "_time64" && std::ranges::any_of(table(), isIt)) return name;
+  unsigned code = 0;
+  char rest = 0;
+  if (!name.starts_with("0x") || std::sscanf(name.c_str(), "%x%c", &code, &rest) != 1) return std::nullopt;
+  return controlName(code);
+}
+
 }  // namespace simulator::calls

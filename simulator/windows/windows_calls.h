@@ -2,7 +2,9 @@
 // simulated device goes on to the system underneath.
 #pragma once
 
+#include <optional>
 #include <span>
+#include <string>
 
 #include "platform/win32.h"
 
@@ -50,5 +52,8 @@ struct Call {
 };
 /// Every call that is taken over.
 std::span<const Call> table();
+/// The name by which a fault finds a call or a control request ("0x1f60cc" becomes "0x001F60CC"); none when
+/// there is no such call, or none that fails.
+std::optional<std::string> nameForFaults(const std::string& name);
 
 }  // namespace simulator::calls
