@@ -1,7 +1,10 @@
 // Talks to a device as a host does: commands in hex, through the pass-through request.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <initializer_list>
 #include <string>
 
 #include "simulator/room/room.h"
@@ -17,6 +20,15 @@ struct PassThrough {
   std::uint8_t sense[32]{};
 };
 
+/// A command, what it should bring, and the data that go out with it. What it brings is its outcome, as the
+/// journal words it, or its data in hexadecimal from a byte on, as many as are expected.
+struct Step {
+  const char* cdb;
+  const char* expected;
+  std::size_t from = 0;
+  const char* out = nullptr;
+};
+
 /// An open device to which commands are sent. Through a port, they go to the address of `to`.
 class Conversation : public DeviceClient {
  public:
@@ -29,6 +41,15 @@ class Conversation : public DeviceClient {
   /// The same for a command that returns data, which is then in `data`.
   std::string fetch(const std::string& cdb, std::size_t size = 255) {
     return run(cdb, SCSI_IOCTL_DATA_IN, Bytes(size));
+  }
+
+  void follow(std::initializer_list<Step> steps) {
+    for (const Step& step : steps) {
+      const std::string expected = step.expected;
+      std::string got = step.out ? send(step.cdb, bytes(step.out)) : fetch(step.cdb, 2048);
+      if (got.empty()) got = toHex(std::span(data).subspan(std::min(step.from, data.size())));
+      EXPECT_EQ(got.substr(0, expected.empty() ? got.size() : expected.size()), expected) << step.cdb;
+    }
   }
 
   Bytes data;                  ///< what arrived
@@ -55,7 +76,7 @@ class Conversation : public DeviceClient {
     std::copy(command.begin(), command.end(), last.block.Cdb);
     exchange(IOCTL_SCSI_PASS_THROUGH_DIRECT, last);
     buffer.resize(last.block.DataTransferLength);
-    if (direction == SCSI_IOCTL_DATA_IN) data = std::move(buffer);
+    data = direction == SCSI_IOCTL_DATA_IN ? std::move(buffer) : Bytes{};
     return Room::current()->journal().entries().back().outcome;
   }
 

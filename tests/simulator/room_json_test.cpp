@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/room/room.h"
+#include "tests/simulator/conversation.h"
 
 namespace simulator {
 namespace {
@@ -34,71 +34,107 @@ TEST(RoomJson, BuildsWhatItDescribes) {
   EXPECT_THAT(room->dosNames(), IsSupersetOf({"C:", "Scsi0:", "Tape0", "Changer7", "COM3"}));
 }
 
+// clang-format off
 TEST(RoomJson, NamesTheKeyAtFault) {
   const struct {
-    const char* text;
-    const char* sentence;
+    const char* text;  // with ' for "
+    const char* key;  // empty: the whole sentence follows
+    const char* complaint;
   } cases[] = {
-      {"{\n\"drives\": [\n}", "The text is not JSON: look at line 3."},
-      {"[]", "The text must be an object in {}."},
-      {R"({"drive": []})", R"(The key "drive" is unknown.)"},
-      {R"({"drives": {}})", R"(The key "drives" must be a list in [].)"},
-      {R"({"drives": [1]})", R"(The key "drives[0]" must be an object in {}.)"},
-      {R"({"drives": [{}, {"target": 1, "modle": "X"}]})", R"(The key "drives[1].modle" is unknown.)"},
-      {R"({"drives": [{"target": 256}]})",
-       R"(The key "drives[0].target" must be a whole number from 0 to 255.)"},
-      {R"({"drives": [{"target": -1}]})",
-       R"(The key "drives[0].target" must be a whole number from 0 to 255.)"},
-      {R"({"drives": [{"loadId": "0xZ"}]})",
-       R"(The key "drives[0].loadId" must be a whole number from 0 to 4294967295.)"},
-      {R"({"drives": [{"claimed": "yes"}]})", R"(The key "drives[0].claimed" must be true or false.)"},
-      {R"({"drives": [{"level": "A1B23"}]})", R"(The key "drives[0].level" must have at most 4 characters.)"},
-      {R"({"drives": [{"interface": "USB"}]})",
-       R"(The key "drives[0].interface" must be one of "FC", "SAS", "SCSI".)"},
-      {R"({"drives": [{}], "disks": [{}]})",
-       R"(The key "disks[0]" cannot be placed: there is a device at H0-B0-T0-L0 already.)"},
-      {R"({"changers": [{"slots": {"last": 1}}]})", R"(The key "changers[0].slots.last" is unknown.)"},
-      {R"({"changers": [{"bays": ["X"]}]})",
-       R"(The key "changers[0].bays[0]" must be the serial number of a drive in "drives".)"},
-      {R"({"changers": [{"cartridges": [{"element": 9}]}]})",
-       R"(The key "changers[0]" cannot be placed: there is no element 9 for a cartridge.)"},
-      {R"({"dosNames": [3]})", R"(The key "dosNames[0]" must be a text in double quotes.)"},
-      {R"({"faults": [{"cdb": "12", "reply": "0"}]})",
-       R"(The key "faults[0].reply" must be pairs of hexadecimal digits.)"},
-      {R"({"faults": [{"error": 5}]})",
-       R"(The key "faults[0].cdb" or the key "call" must say where the fault strikes.)"},
+    {"{\n'drives': [\n}", "", "The text is not JSON: look at line 3."},
+    {"[]", "", "The text must be an object in {}."},
+    {"{'drive': []}", "drive", "is unknown"},
+    {"{'drives': {}}", "drives", "must be a list in []"},
+    {"{'drives': [1]}", "drives[0]", "must be an object in {}"},
+    {"{'drives': [{}, {'target': 1, 'modle': 'X'}]}", "drives[1].modle", "is unknown"},
+    {"{'drives': [{'target': 256}]}", "drives[0].target", "must be a whole number from 0 to 255"},
+    {"{'drives': [{'target': -1}]}", "drives[0].target", "must be a whole number from 0 to 255"},
+    {"{'drives': [{'loadId': '0xZ'}]}", "drives[0].loadId", "must be a whole number from 0 to 4294967295"},
+    {"{'drives': [{'claimed': 'yes'}]}", "drives[0].claimed", "must be true or false"},
+    {"{'drives': [{'level': 'A1B23'}]}", "drives[0].level", "must have at most 4 characters"},
+    {"{'drives': [{'interface': 'USB'}]}", "drives[0].interface", "must be one of 'FC', 'SAS', 'SCSI'"},
+    {"{'drives': [{}], 'disks': [{}]}", "disks[0]", "cannot be placed: there is a device at H0-B0-T0-L0 already"},
+    {"{'changers': [{'slots': {'last': 1}}]}", "changers[0].slots.last", "is unknown"},
+    {"{'changers': [{'bays': ['X']}]}", "changers[0].bays[0]", "must be the serial number of a drive in 'drives'"},
+    {"{'changers': [{'cartridges': [{'element': 9}]}]}",
+     "changers[0]", "cannot be placed: there is no element 9 for a cartridge"},
+    {"{'adapters': [{'buses': 0}]}", "adapters[0].buses", "must be a whole number from 1 to 255"},
+    {"{'drives': [{'bus': 255}]}", "drives[0].bus", "must be a whole number from 0 to 254"},
+    {"{'drives': [{'qualifier': 8}]}", "drives[0].qualifier", "must be a whole number from 0 to 7"},
+    {"{'drives': [{'claimed': true}, {'target': 1, 'claimed': true, 'className': 'TAPE0'}]}",
+     "drives[1]", "cannot be placed: there is a device TAPE0 already"},
+    {"{'changers': [{'slots': {'first': 65530, 'count': 7}}]}",
+     "changers[0]", "cannot be placed: there are elements beyond 65535"},
+    {"{'changers': [{'slots': {'first': 250, 'count': 7}}]}",
+     "changers[0]", "cannot be placed: two elements have the address 256"},
+    {"{'changers': [{'robots': {'first': 10000, 'count': 128}}]}",
+     "changers[0]", "cannot be placed: there are more than 127 robots"},
+    {"{'drives': [{'serial': 'S1'}], 'changers': [{'target': 1, 'bays': ['S1', 'S1']}]}",
+     "changers[0]", "cannot be placed: two bays have a drive with the serial number S1"},
+    {"{'drives': [{'serial': 'S1'}], 'changers': [{'target': 1, 'bays': ['S1']}, {'target': 2, 'bays': ['S1']}]}",
+     "changers[1]", "cannot be placed: two bays have a drive with the serial number S1"},
+    {"{'changers': [{'cartridges': [{'element': 16}, {'element': 16}]}]}",
+     "changers[0].cartridges[1].element", "has a cartridge already"},
+    {"{'changers': [{'cartridges': [{'element': 16, 'barcode': 'A'}, {'element': 17, 'barcode': 'A'}]}]}",
+     "changers[0].cartridges[1].barcode", "is on another cartridge already"},
+    {"{'faults': [{'cdb': '12', 'nth': 0, 'delay': 1}]}",
+     "faults[0].nth", "must be a whole number from 1 to 4294967295"},
+    {"{'faults': [{'cdb': '12 0', 'delay': 1}]}",
+     "faults[0].cdb", "must be pairs of hexadecimal digits, ?? for any byte"},
+    {"{'faults': [{'call': 'Sleep', 'delay': 1}]}", "faults[0].call", "names no call that a fault can strike"},
+    {"{'faults': [{'call': 'ReadFile', 'status': 8}]}",
+     "faults[0].call", "cannot have a 'sense', 'status' or 'vanish'"},
+    {"{'faults': [{'cdb': '12'}]}",
+     "faults[0].cdb", "or 'call' has no effect: say one, such as 'sense' or 'error'"},
+    {"{'dosNames': [3]}", "dosNames[0]", "must be a text in double quotes"},
+    {"{'faults': [{'cdb': '12', 'reply': '0'}]}", "faults[0].reply", "must be pairs of hexadecimal digits"},
+    {"{'faults': [{'error': 5}]}", "faults[0].cdb", "or the key 'call' must say where the fault strikes"},
   };
+  // clang-format on
   for (const auto& row : cases) {
+    const auto quoted = [](std::string text) {
+      std::ranges::replace(text, '\'', '"');
+      return text;
+    };
+    const std::string named = std::string("The key '") + row.key + "' " + row.complaint + ".";
+    const std::string sentence = quoted(*row.key ? named : row.complaint);
     try {
-      Room::fromJson(row.text);
+      Room::fromJson(quoted(row.text));
       ADD_FAILURE() << row.text << " was accepted";
     } catch (const std::runtime_error& error) {
-      EXPECT_STREQ(error.what(), row.sentence);
+      EXPECT_EQ(error.what(), sentence);
     }
     EXPECT_EQ(Room::current(), nullptr) << "a room that failed still stands";
   }
 }
 
+// BUSY and unit attentions at the nth use of any command, patterns with and without blanks, codes in any
+// case.
+TEST(RoomJson, FaultsStrikeWhatTheyName) {
+  const auto room = Room::fromJson(R"({
+    "drives": [{"reserved": true}, {"target": 1, "removalPrevented": true, "cartridge": true}],
+    "faults": [{"device": "H0-B0-T1-L0", "cdb": "??", "nth": 2, "status": 8},
+               {"device": "H0-B0-T1-L0", "cdb": "??", "nth": 3, "sense": "06 29 00"},
+               {"cdb": "120180", "sense": "062900"}, {"call": "0x41010", "error": 5}]
+  })");
+  Conversation reserved("\\\\.\\scsi0:", room->devices()[0]->options());
+  reserved.follow(
+      {{"00 00 00 00 00 00", "status 18"}, {"12 01 80 00 FF 00", "6/29/00"}, {"12 01 80 00 FF 00", "01 80"}});
+  Conversation prevented("\\\\.\\scsi0:", room->devices()[1]->options());
+  prevented.follow({{"1B 00 00 00 00 00", "5/53/02"},
+                    {"12 00 00 00 24 00", "status 08"},
+                    {"4D 00 40 00 00 00 00 00 FF 00", "6/29/00"}});
+  IO_SCSI_CAPABILITIES capabilities{};
+  EXPECT_EQ(reserved.receive(IOCTL_SCSI_GET_CAPABILITIES, capabilities), DWORD{ERROR_ACCESS_DENIED});
+}
+
 TEST(RoomJson, DefaultRoomHasSomethingOfEverything) {
   const auto room = Room::byDefault();
-  unsigned drives = 0;
-  unsigned claimed = 0;
-  unsigned sas = 0;
-  unsigned others = 0;
+  std::set<std::tuple<PeripheralType, bool, Interface>> kinds;
   for (const auto& device : room->devices()) {
-    if (device->type() != typeTape) {
-      ++others;
-      continue;
-    }
-    ++drives;
-    claimed += device->options().claimed;
-    sas += device->options().interface == Interface::Sas;
+    kinds.insert({device->type(), device->options().claimed, device->options().interface});
   }
-  EXPECT_GE(drives, 4u);
-  EXPECT_GE(claimed, 1u);
-  EXPECT_GE(sas, 1u);
-  EXPECT_LT(sas, drives);
-  EXPECT_EQ(others, 2u);
+  EXPECT_EQ(kinds.size(), 5u) << "drives on FC and SAS, claimed and not, a library, a disk";
 }
 
 }  // namespace

@@ -1,14 +1,11 @@
 #include "simulator/devices/virtual_changer.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/room/room.h"
+#include "tests/simulator/conversation.h"
 
 namespace simulator {
 namespace {
-
-using testing::ElementsAre;
 
 struct VirtualChangerTest : testing::Test {
   Room room;
@@ -21,102 +18,76 @@ struct VirtualChangerTest : testing::Test {
                                       .bays = {&drive},
                                       .cartridges = {{0x1000, "QOR001L6"}, {0x1001, ""}}});
 
-  ScsiRequest send(const Bytes& cdb) {
-    ScsiRequest request;
-    std::copy(cdb.begin(), cdb.end(), request.cdb.begin());
-    request.cdbLength = cdb.size();
-    request.dataInCapacity = 0x1000;
-    library.execute(request);
-    return request;
-  }
-  /// "good", or the sense of a refusal.
-  std::string outcome(const Bytes& cdb) {
-    const ScsiRequest request = send(cdb);
-    if (request.status == statusGood) return "good";
-    return toHex(std::array{request.sense[2], request.sense[12], request.sense[13]});
-  }
+  Conversation changer{"\\\\.\\scsi0:", library.options()};
 };
 
 TEST_F(VirtualChangerTest, ReportsElementsAsTheStandardLaysThemOut) {
   library.element(0x1000).source = 0x1002;
   library.element(0x1001).exception = {0x83, 0x02};
   library.placeCartridge(0x10, makeCartridge("QOR002L6"));
-  EXPECT_EQ(outcome({0, 0, 0, 0, 0, 0}), "06 28 01");
-  const Bytes image = send({0xB8, 0x10, 0, 0, 0, 0xFF, 0x01, 0, 0x10, 0, 0, 0}).dataIn;
-  const auto at = [&](std::size_t begin, std::size_t size) {
-    return toHex(std::span(image).subspan(begin, size));
+  changer.follow({
+      {"00 00 00 00 00 00", "6/28/01"},
+      {"B8 10 00 00 00 FF 01 00 10 00 00 00", "00 01 00 07 00 00 01 D0"},
+  });
+  ASSERT_EQ(changer.data.size(), 472u);
+  const struct {
+    std::size_t at;
+    const char* bytes;
+  } parts[] = {
+      // Robot: no cartridge, no label.
+      {8, "01 80 00 34 00 00 00 34 00 01 00 00 00 00 00 00 00 00 00 00 00"},
+      // Slots: full with a label and a source, full with an exception and without a label, empty.
+      {68, "02 80 00 34 00 00 00 9C 10 00 09 00 00 00 00 00 00 80 10 02"},
+      {88,
+       "51 4F 52 30 30 31 4C 36 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 "
+       "00 00 00 00"},
+      {128, "10 01 0D 00 83 02 00 00 00 00 00 00"},
+      {180, "10 02 08 00 00 00 00 00 00 00 00 00"},
+      // Import/export: placed by a person; cartridges may pass both ways.
+      {232, "03 80 00 34 00 00 00 34 00 10 3B 00 00 00 00 00 00 00 00 00"},
+      // Bays: a drive with its T10 identifier, and none, which is an exception.
+      {292, "04 80 00 56 00 00 00 AC 01 00 08 00 00 00 00 00 00 00 00 00"},
+      {348,
+       "02 01 00 22 51 4F 52 20 20 20 20 20 55 4C 54 52 49 55 4D 2D 50 58 36 20 20 20 20 20 "
+       "53 31 32 33 34 35 36 37 38 39"},
+      {386, "01 01 04 00 3B 1A 00 00 00 00 00 00"},
+      {434, "00 00 00 00"},
   };
-  const std::string blanks24 = "20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20 20";
-  EXPECT_EQ(at(0, 8), "00 01 00 07 00 00 01 D0");
-  // Robot: no cartridge, no label.
-  EXPECT_EQ(at(8, 8), "01 80 00 34 00 00 00 34");
-  EXPECT_EQ(at(16, 12), "00 01 00 00 00 00 00 00 00 00 00 00");
-  // Slots: full with a label and a source, full with an exception and without a label, empty.
-  EXPECT_EQ(at(68, 8), "02 80 00 34 00 00 00 9C");
-  EXPECT_EQ(at(76, 12), "10 00 09 00 00 00 00 00 00 80 10 02");
-  EXPECT_EQ(at(88, 32 + 4), "51 4F 52 30 30 31 4C 36 " + blanks24 + " 00 00 00 00");
-  EXPECT_EQ(at(128, 12), "10 01 0D 00 83 02 00 00 00 00 00 00");
-  EXPECT_EQ(at(180, 12), "10 02 08 00 00 00 00 00 00 00 00 00");
-  // Import/export: placed by a person; cartridges may pass both ways.
-  EXPECT_EQ(at(232, 8), "03 80 00 34 00 00 00 34");
-  EXPECT_EQ(at(240, 12), "00 10 3B 00 00 00 00 00 00 00 00 00");
-  // Bays: a drive with its T10 identifier, and an empty one.
-  EXPECT_EQ(at(292, 8), "04 80 00 56 00 00 00 AC");
-  EXPECT_EQ(at(300, 12), "01 00 08 00 00 00 00 00 00 00 00 00");
-  EXPECT_EQ(at(348, 4 + 34),
-            "02 01 00 22 51 4F 52 20 20 20 20 20 55 4C 54 52 49 55 4D 2D 50 58 36 20 20 20 20 20 "
-            "53 31 32 33 34 35 36 37 38 39");
-  EXPECT_EQ(at(434, 4), "00 00 00 00");
-  EXPECT_EQ(image.size(), 472u);
-
-  struct Selection {
-    Bytes cdb;
-    std::size_t size;
-    std::string header;
-  };
-  const Selection selections[] = {
-      {{0xB8, 0x02, 0x10, 0x01, 0, 9, 0, 0, 0xFF, 0, 0, 0},
-       48,
-       "10 01 00 02 00 00 00 28"},                                                       // from an address on
-      {{0xB8, 0x04, 0, 0, 0, 1, 0, 0, 0xFF, 0, 0, 0}, 32, "01 00 00 01 00 00 00 18"},    // at most one
-      {{0xB8, 0x02, 0x20, 0, 0, 9, 0, 0, 0xFF, 0, 0, 0}, 8, "00 00 00 00 00 00 00 00"},  // none
-      {{0xB8, 0, 0, 0, 0, 9, 0, 0, 0, 8, 0, 0}, 8, "00 01 00 07 00 00 00 90"},    // room for the header alone
-      {{0xB8, 0, 0, 0, 0, 9, 0, 0, 0, 47, 0, 0}, 40, "00 01 00 07 00 00 00 90"},  // no descriptor in part
-  };
-  for (const Selection& row : selections) {
-    const ScsiRequest request = send(row.cdb);
-    EXPECT_EQ(request.dataIn.size(), row.size) << toHex(row.cdb);
-    EXPECT_EQ(toHex(std::span(request.dataIn).first(8)), row.header) << toHex(row.cdb);
+  for (const auto& [at, expected] : parts) {
+    EXPECT_EQ(toHex(std::span(changer.data).subspan(at)).substr(0, std::string(expected).size()), expected)
+        << at;
   }
-  EXPECT_EQ(outcome({0xB8, 0x05, 0, 0, 0, 9, 0, 0, 0, 8, 0, 0}), "05 24 00");
-  EXPECT_EQ(toHex(send({0x1A, 0x08, 0x1D, 0, 24, 0}).dataIn),
-            "17 00 00 00 1D 12 00 01 00 01 10 00 00 03 00 10 00 01 01 00 00 02 00 00");
+  changer.follow({
+      {"B8 02 10 01 00 09 00 00 FF 00 00 00", "10 01 00 02 00 00 00 28"},  // from an address on
+      {"B8 04 00 00 00 01 00 00 FF 00 00 00", "01 00 00 01 00 00 00 18"},  // at most one
+      {"B8 02 20 00 00 09 00 00 FF 00 00 00", "00 00 00 00 00 00 00 00"},  // none
+      {"B8 05 00 00 00 09 00 00 00 08 00 00", "5/24/00"},
+      {"B8 00 00 00 00 09 00 00 00 2F 00 00", "00 01 00 07 00 00 00 90"},
+  });
+  EXPECT_EQ(changer.data.size(), 40u) << "no descriptor in part";
 }
 
 TEST_F(VirtualChangerTest, MovesCartridgesAndRefusesWhatCannotBe) {
-  const std::pair<Bytes, std::string> steps[] = {
-      {{0xA5, 0, 0, 1, 0x10, 2, 1, 0, 0, 0, 0, 0}, "05 3B 0E"},     // an empty slot
-      {{0xA5, 0, 0, 1, 0x10, 0, 0x10, 1, 0, 0, 0, 0}, "05 3B 0D"},  // a full one
-      {{0xA5, 0, 0, 9, 0x10, 0, 1, 0, 0, 0, 0, 0}, "05 21 01"},     // no such robot
-      {{0xA5, 0, 0, 1, 0x10, 9, 1, 0, 0, 0, 0, 0}, "05 21 01"},     // no such slot
-      {{0xA5, 0, 0, 1, 0x10, 0, 1, 1, 0, 0, 0, 0}, "05 3B 1A"},     // a bay without a drive
-      {{0xA5, 0, 0, 0, 0x10, 0, 1, 0, 0, 0, 1, 0}, "good"},         // into the drive, turned over
-      {{0x1E, 0, 0, 0, 1, 0}, "good"},
-      {{0xA5, 0, 0, 1, 0x10, 1, 0, 0x10, 0, 0, 0, 0}, "05 53 02"},  // removal is prevented
-      {{0x1B, 0, 0, 0x10, 0, 0}, "05 53 02"},
-      {{0x1E, 0, 0, 0, 0, 0}, "good"},
-      {{0xA6, 0, 0, 1, 0x10, 1, 1, 0, 0x10, 0, 0, 0},
-       "good"},  // the other cartridge for the one in the drive
-      {{0x1B, 0, 0, 0x10, 0, 0}, "good"},
-      {{0xA5, 0, 0, 1, 0x10, 0, 0, 0x10, 0, 0, 0, 0}, "05 3B 11"},  // the station is open
-      {{0x1B, 0, 0, 0x10, 1, 0}, "good"},
-      {{0x1B, 0, 0x10, 0, 0, 0}, "05 21 01"},
-      {{0x2B, 0, 0, 1, 0x10, 0, 0, 0, 0, 0}, "good"},
-      {{0x37, 0x01, 0x10, 0, 0, 0, 0, 3, 0, 0}, "good"},
-      {{0xE7, 0x01, 0x20, 0, 0, 0, 0, 3, 0, 0}, "05 21 01"},
-  };
-  EXPECT_FALSE(drive.loaded());
-  for (const auto& [cdb, expected] : steps) EXPECT_EQ(outcome(cdb), expected) << toHex(cdb);
+  changer.follow({
+      {"A5 00 00 01 10 02 01 00 00 00 00 00", "5/3B/0E"},  // an empty slot
+      {"A5 00 00 01 10 00 10 01 00 00 00 00", "5/3B/0D"},  // a full one
+      {"A5 00 00 09 10 00 01 00 00 00 00 00", "5/21/01"},  // no such robot
+      {"A5 00 00 01 10 09 01 00 00 00 00 00", "5/21/01"},  // no such slot
+      {"A5 00 00 01 10 00 01 01 00 00 00 00", "5/3B/1A"},  // a bay without a drive
+      {"A5 00 00 00 10 00 01 00 00 00 01 00", ""},         // into the drive, turned over
+      {"1E 00 00 00 01 00", ""},
+      {"A5 00 00 01 10 01 00 10 00 00 00 00", "5/53/02"},  // removal is prevented
+      {"1B 00 00 10 00 00", "5/53/02"},
+      {"1E 00 00 00 00 00", ""},
+      {"A6 00 00 01 10 01 01 00 10 00 00 00", ""},  // the other cartridge for the one in the drive
+      {"1B 00 00 10 00 00", ""},
+      {"A5 00 00 01 10 00 00 10 00 00 00 00", "5/3B/11"},  // the station is open
+      {"1B 00 00 10 01 00", ""},
+      {"1B 00 10 00 00 00", "5/21/01"},
+      {"2B 00 00 01 10 00 00 00 00 00", ""},
+      {"37 01 10 00 00 00 00 03 00 00", ""},
+      {"E7 01 20 00 00 00 00 03 00 00", "5/21/01"},
+  });
   EXPECT_TRUE(drive.loaded());
   EXPECT_EQ(drive.medium()->options().barcode, "");
   EXPECT_EQ(library.element(0x100).source, 0x1001);
@@ -125,23 +96,13 @@ TEST_F(VirtualChangerTest, MovesCartridgesAndRefusesWhatCannotBe) {
   EXPECT_EQ(library.element(0x1001).medium(), nullptr);
 }
 
-TEST_F(VirtualChangerTest, BecomesReadyAndSaysSoOnce) {
-  library.restart(5);
-  EXPECT_EQ(outcome({0xB8, 0, 0, 0, 0, 1, 0x02, 0, 0, 8, 0, 0}), "06 29 00");
-  EXPECT_EQ(outcome({0x1A, 0x08, 0x1D, 0, 24, 0}), "02 04 01");
-  EXPECT_EQ(outcome({0xB8, 0, 0, 0, 0, 1, 0x02, 0, 0, 8, 0, 0}), "good");  // what is known already
-  room.clock().advance(5000);
-  EXPECT_EQ(outcome({0x1A, 0x08, 0x1D, 0, 24, 0}), "06 28 00");
-  EXPECT_EQ(outcome({0x1A, 0x08, 0x1D, 0, 24, 0}), "good");
-}
-
 TEST_F(VirtualChangerTest, LiesOnRequest) {
   library.element(0x100).designator = Designator{.identifier = Bytes(4, 'X'), .claimedLength = 252};
   library.lies() = {
       .descriptorLength = 0, .pageByteCount = 0xFFFFFF, .elementCount = 0xFFFF, .reportByteCount = 7};
-  const Bytes image = send({0xB8, 0x04, 0, 0, 0, 9, 0x01, 0, 0xFF, 0, 0, 0}).dataIn;
-  EXPECT_EQ(toHex(std::span(image).first(16)), "01 00 FF FF 00 00 00 07 04 00 00 00 00 FF FF FF");
-  EXPECT_EQ(toHex(std::span(image).subspan(28, 8)), "02 01 00 FC 58 58 58 58");
+  const char* elements = "B8 04 00 00 00 09 01 00 FF 00 00 00";
+  changer.follow({{elements, "01 00 FF FF 00 00 00 07 04 00 00 00 00 FF FF FF"},
+                  {elements, "02 01 00 FC 58 58 58 58", 28}});
 }
 
 }  // namespace
