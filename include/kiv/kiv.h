@@ -48,7 +48,8 @@ enum {
 /* The library's version and build date, such as "1.95 Sep 18 2019"; the same pointer every time. */
 KIV_API char* getKivVersion(void);
 
-/* Scans all buses, fills listOfSupportedDevices, writes scsiInv.txt. FW_NO_ERROR or FW_NO_DRIVE_CONNECTED. */
+/* Scans all buses, fills listOfSupportedDevices, writes scsiInv.txt. FW_NO_ERROR, FW_NO_DRIVE_CONNECTED
+ * when nothing is supported (also after any failure but the next), or FW_NO_MEMORY. */
 KIV_API int scanScsiBus(int outputMode);
 
 /* Updates one device of the last scan, by its index in listOfSupportedDevices, and writes scsiExe.txt. With

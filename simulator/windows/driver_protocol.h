@@ -77,7 +77,8 @@ static_assert(encryptionStatus == 0x001F6080 && sizeof(EncryptionStatusBlock) ==
 
 constexpr DWORD queryPartition = tape(0x825, readWriteAccess);
 constexpr DWORD createPartition = tape(0x826, readWriteAccess);
-/// Out of the query, in for the creation. A creation by method 0 only formats.
+/// Out of the query, in for the creation: by method 0 it keeps the method that the mode page has.
+constexpr std::uint32_t formatOnly = 0xFFFFFFFF;  ///< as method: nothing but FORMAT MEDIUM
 struct PartitionBlock {
   std::uint32_t method = 0;  ///< 1 initiator-defined, 2 select-data, 3 fixed-data
   std::uint32_t partitions = 0;

@@ -95,15 +95,17 @@ void DriverTapeHandle::queryPartition(ControlRequest& request) {
 
 void DriverTapeHandle::createPartition(const ControlRequest& request) {
   const auto block = request.input<protocol::PartitionBlock>();
-  if (block.method > 3 || block.formatType > 0x0F) throw WindowsError{ERROR_INVALID_PARAMETER};
+  const bool layout = block.method != protocol::formatOnly;
+  if ((layout && block.method > 3) || block.formatType > 0x0F) throw WindowsError{ERROR_INVALID_PARAMETER};
   locate(0, 0, false);  // a medium is formatted at its beginning
-  if (block.method != 0) {
+  if (layout) {
     if (block.partitions < 1 || block.partitions > std::size(block.sizes))
       throw WindowsError{ERROR_INVALID_PARAMETER};
     Bytes image = modeSense(mediumPartitionPage);
     byteAt(image, 3) = static_cast<std::uint8_t>(block.partitions - 1);
     std::uint8_t& methods = byteAt(image, 4);
-    methods = static_cast<std::uint8_t>((methods & 0x1F) | flag(true, 4 + static_cast<int>(block.method)));
+    if (block.method != 0)
+      methods = static_cast<std::uint8_t>((methods & 0x1F) | flag(true, 4 + static_cast<int>(block.method)));
     // Drives that partition in one way only have no partitioning type.
     std::uint8_t& units = byteAt(image, 6);
     const int type = units >> 4 != 0 && block.type != 0 ? block.type : units >> 4;

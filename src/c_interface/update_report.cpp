@@ -20,14 +20,16 @@ std::string readReport() {
 /// An older report up to its last whole device; a new one when it is none.
 std::string wholePart(const std::string& report) {
   constexpr char END_OF_DEVICE[] = "  </Device>\n";
-  if (!report.starts_with(resultReportStart())) return resultReportStart();
+  if (!report.starts_with(RESULT_REPORT_START)) return std::string(RESULT_REPORT_START);
   const std::size_t last = report.rfind(END_OF_DEVICE);
-  return last == std::string::npos ? resultReportStart() : report.substr(0, last + sizeof END_OF_DEVICE - 1);
+  return last == std::string::npos ? std::string(RESULT_REPORT_START)
+                                   : report.substr(0, last + sizeof END_OF_DEVICE - 1);
 }
 
 }  // namespace
 
-UpdateReport::UpdateReport(bool append) : document(append ? wholePart(readReport()) : resultReportStart()) {
+UpdateReport::UpdateReport(bool append)
+    : document(append ? wholePart(readReport()) : std::string(RESULT_REPORT_START)) {
   write();
 }
 

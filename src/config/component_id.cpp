@@ -1,6 +1,7 @@
 #include "kiv/config/component_id.h"
 
 #include "config/configuration_file.h"
+#include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 #include "kiv/frame/modes.h"
 
@@ -13,20 +14,24 @@ bool namesMaker(const std::string& product) { return contains(product, "QOR"); }
 }  // namespace
 
 bool ComponentId::initialize(const char* fileName) {
-  if (!readConfigurationFile(fileName, [this](const std::string& line) { return addEntry(line); })) {
-    status = CONFIG_NO_FILE;
-    return false;
-  }
-  logger->logDebug("CFGC", 0, "Component Map contains %d entries", static_cast<int>(table.size()));
-  int index = 0;
-  for (const auto& [product, id] : table) {
-    logger->logDebug("CFGC", 0, "Component ID [%d]: %s ==>%s<==", index++, product.c_str(), id.c_str());
-    if (contains(product, "AutomationReady")) automationReadyMode = true;
-  }
-  logger->logDebug("CFGC", 0, "AutomationReadyCheck=%s", automationReadyMode ? "true" : "false");
-  logger->logDebug("CFGC", 0, "LibraryCheck=%s", libraryMode ? "true" : "false");
-  status = table.empty() ? CONFIG_EMPTY : CONFIG_READ;
-  return status == CONFIG_READ;
+  return guarded(false, [&] {
+    const FileOutcome outcome =
+        readConfigurationFile(fileName, [this](const std::string& line) { return addEntry(line); });
+    if (outcome != FileOutcome::Read) {
+      status = outcome == FileOutcome::NotOpened ? CONFIG_NO_FILE : CONFIG_NOT_READ;
+      return false;
+    }
+    logger->logDebug("CFGC", 0, "Component Map contains %d entries", static_cast<int>(table.size()));
+    int index = 0;
+    for (const auto& [product, id] : table) {
+      logger->logDebug("CFGC", 0, "Component ID [%d]: %s ==>%s<==", index++, product.c_str(), id.c_str());
+      if (contains(product, "AutomationReady")) automationReadyMode = true;
+    }
+    logger->logDebug("CFGC", 0, "AutomationReadyCheck=%s", automationReadyMode ? "true" : "false");
+    logger->logDebug("CFGC", 0, "LibraryCheck=%s", libraryMode ? "true" : "false");
+    status = table.empty() ? CONFIG_EMPTY : CONFIG_READ;
+    return status == CONFIG_READ;
+  });
 }
 
 bool ComponentId::addEntry(std::string line) {
@@ -50,5 +55,5 @@ bool ComponentId::isValid(const std::string& product) const {
 
 std::string ComponentId::getId4InquiryData(const std::string& product) {
   if (status == CONFIG_NO_FILE && namesMaker(product)) return {};
-  return table[product];
+  return guarded(std::string(), [&] { return table[product]; });
 }

@@ -1,21 +1,26 @@
 #include "kiv/config/config_filename.h"
 
 #include "config/configuration_file.h"
+#include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 
 bool ConfigFilename::initialize(const char* fileName) {
-  if (!readConfigurationFile(fileName, [this](const std::string& line) { return addEntry(line); })) {
-    status = CONFIG_NO_FILE;
-    return false;
-  }
-  logger->logDebug("CFGC", 0, "Filename Map contains %d entries", static_cast<int>(table.size()));
-  int index = 0;
-  for (const auto& [product, entry] : table) {
-    logger->logDebug("CFGC", 0, "Filename Map [%d]: %s ==>%s<==>%s<==", index++, product.c_str(),
-                     entry.getFilename().c_str(), entry.getUCodeLevel().c_str());
-  }
-  status = table.empty() ? CONFIG_EMPTY : CONFIG_READ;
-  return status == CONFIG_READ;
+  return guarded(false, [&] {
+    const FileOutcome outcome =
+        readConfigurationFile(fileName, [this](const std::string& line) { return addEntry(line); });
+    if (outcome != FileOutcome::Read) {
+      status = outcome == FileOutcome::NotOpened ? CONFIG_NO_FILE : CONFIG_NOT_READ;
+      return false;
+    }
+    logger->logDebug("CFGC", 0, "Filename Map contains %d entries", static_cast<int>(table.size()));
+    int index = 0;
+    for (const auto& [product, entry] : table) {
+      logger->logDebug("CFGC", 0, "Filename Map [%d]: %s ==>%s<==>%s<==", index++, product.c_str(),
+                       entry.getFilename().c_str(), entry.getUCodeLevel().c_str());
+    }
+    status = table.empty() ? CONFIG_EMPTY : CONFIG_READ;
+    return status == CONFIG_READ;
+  });
 }
 
 bool ConfigFilename::addEntry(std::string line) {

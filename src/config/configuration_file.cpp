@@ -32,10 +32,14 @@ std::optional<std::string> readText(const char* fileName) {
 
 }  // namespace
 
-bool readConfigurationFile(const char* fileName, const std::function<bool(const std::string& line)>& entry) {
-  const bool read = guarded(false, [&] {
+FileOutcome readConfigurationFile(const char* fileName,
+                                  const std::function<bool(const std::string& line)>& entry) {
+  return guarded(FileOutcome::OutOfMemory, [&] {
     const auto text = readText(fileName);
-    if (!text) return false;
+    if (!text) {
+      logger->logDebug("CFGC", 0, "File open fails==>%s<==", fileName);
+      return FileOutcome::NotOpened;
+    }
     // A line ends at the first line feed behind at least one character, so an empty line joins the next one.
     std::size_t begin = 0;
     for (std::size_t end; (end = text->find('\n', begin + 1)) != std::string::npos; begin = end + 1) {
@@ -48,10 +52,8 @@ bool readConfigurationFile(const char* fileName, const std::function<bool(const 
         logger->logDebug("CFGC", 0, "%s invalid format ==>%s<==", fileName, line.c_str());
       }
     }
-    return true;
+    return FileOutcome::Read;
   });
-  if (!read) logger->logDebug("CFGC", 0, "File open fails==>%s<==", fileName);
-  return read;
 }
 
 bool cutField(std::string& line, std::string& field) {

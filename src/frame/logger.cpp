@@ -38,6 +38,19 @@ std::string timeText() {
   return text ? std::string(text).substr(0, TIME_TEXT_LENGTH) : std::string(TIME_TEXT_LENGTH, ' ');
 }
 
+/// A line is often logged between a call that failed and the reader of its error; a broken standard output
+/// would put an error of its own in that place.
+class LastErrorKept {
+ public:
+  LastErrorKept() : error(GetLastError()) {}
+  ~LastErrorKept() { SetLastError(error); }
+  LastErrorKept(const LastErrorKept&) = delete;
+  LastErrorKept& operator=(const LastErrorKept&) = delete;
+
+ private:
+  DWORD error;
+};
+
 /// What every line begins with, up to the message.
 std::string linePrefix(const std::string& component, unsigned short line, const std::string& letter) {
   std::ostringstream prefix;
@@ -73,6 +86,7 @@ using TextForm = bool (Logger::*)(std::string, unsigned short, std::string);
 /// Formats an entry that the level lets through, and writes it.
 bool logFormatted(Logger& target, TextForm write, std::string& component, unsigned short line,
                   const char* format, va_list arguments) {
+  const LastErrorKept kept;
   return guarded(false, [&] {
     const CText text = formatText(format, arguments);
     return text && (target.*write)(std::move(component), line, std::string(text.get()));
@@ -105,13 +119,16 @@ void Logger::clear() {
 
 bool Logger::logEntry(std::string component, unsigned short line, std::string letter, std::string message,
                       logLevels entryLevel) {
-  if (entryLevel > level) return false;
-  if (sink) {
-    sendToSink(entryLevel, linePrefix(component, line, letter) + message);
-  } else {
-    std::cout << linePrefix(component, line, letter) << message << '\n' << std::flush;
-  }
-  return true;
+  if (!writes(entryLevel)) return false;
+  const LastErrorKept kept;
+  return guarded(false, [&] {
+    if (sink) {
+      sendToSink(entryLevel, linePrefix(component, line, letter) + message);
+    } else {
+      std::cout << linePrefix(component, line, letter) << message << '\n' << std::flush;
+    }
+    return true;
+  });
 }
 
 // The level is looked at first, so that a filtered entry costs no formatting.
@@ -120,7 +137,7 @@ bool Logger::logEntry(std::string component, unsigned short line, std::string le
     return logEntry(std::move(component), line, letter, std::move(message), entryLevel);             \
   }                                                                                                  \
   bool Logger::function(std::string component, unsigned short line, const char* format, ...) {       \
-    if ((entryLevel) > level) return false;                                                          \
+    if (!writes(entryLevel)) return false;                                                           \
     va_list arguments;                                                                               \
     va_start(arguments, format);                                                                     \
     const bool written = logFormatted(*this, &Logger::function, component, line, format, arguments); \
@@ -136,33 +153,36 @@ KIV_LOG_LEVEL(logDebug, "D", LOG_DEBUG)
 
 bool Logger::logBinary(std::string component, unsigned short line, std::string message, const char* data,
                        ulong32 length) {
-  if (level < LOG_INFO) return false;
-  // The number format set here stays on the stream: from the second row on, offsets are padded with zeros,
-  // and the byte counts of later titles are hexadecimal. Readers of these logs know them so.
-  std::ostringstream lines;
-  std::ostream& out = sink ? static_cast<std::ostream&>(lines) : std::cout;
-  out << linePrefix(component, line, "B") << message << " (" << length << " bytes):\n";
-  if (!data) length = 0;
-  for (ulong32 row = 0; row < length;) {
-    const ulong32 count = std::min(BYTES_PER_ROW, length - row);
-    out << "  " << std::uppercase << std::hex << std::setw(3) << row << "  ";
-    for (ulong32 slot = 0; slot < BYTES_PER_ROW; ++slot) {
-      if (slot == BYTES_PER_ROW / 2) out << ' ';
-      if (slot < count) {
-        out << ' ' << std::setfill('0') << std::setw(2)
-            << static_cast<unsigned>(static_cast<unsigned char>(data[row + slot]));
-      } else {
-        out << "   ";
+  if (!writes(LOG_INFO)) return false;
+  const LastErrorKept kept;
+  return guarded(false, [&] {
+    // The number format set here stays on the stream: from the second row on, offsets are padded with zeros,
+    // and the byte counts of later titles are hexadecimal. Readers of these logs know them so.
+    std::ostringstream lines;
+    std::ostream& out = sink ? static_cast<std::ostream&>(lines) : std::cout;
+    out << linePrefix(component, line, "B") << message << " (" << length << " bytes):\n" << std::flush;
+    if (!data) length = 0;
+    for (ulong32 row = 0; row < length;) {
+      const ulong32 count = std::min(BYTES_PER_ROW, length - row);
+      out << "  " << std::uppercase << std::hex << std::setw(3) << row << "  ";
+      for (ulong32 slot = 0; slot < BYTES_PER_ROW; ++slot) {
+        if (slot == BYTES_PER_ROW / 2) out << ' ';
+        if (slot < count) {
+          out << ' ' << std::setfill('0') << std::setw(2)
+              << static_cast<unsigned>(static_cast<unsigned char>(data[row + slot]));
+        } else {
+          out << "   ";
+        }
       }
+      out << "     " << std::flush;
+      for (ulong32 slot = 0; slot < count; ++slot) {
+        const auto byte = static_cast<unsigned char>(data[row + slot]);
+        out << (byte < 0x20 || byte > 0x7A ? '.' : static_cast<char>(byte)) << ' ';
+      }
+      out << '\n' << std::flush;
+      row += count;
     }
-    out << "     " << std::flush;
-    for (ulong32 slot = 0; slot < count; ++slot) {
-      const auto byte = static_cast<unsigned char>(data[row + slot]);
-      out << (byte < 0x20 || byte > 0x7A ? '.' : static_cast<char>(byte)) << ' ';
-    }
-    out << '\n' << std::flush;
-    row += count;
-  }
-  if (sink) sendToSink(LOG_INFO, lines.str());
-  return true;
+    if (sink) sendToSink(LOG_INFO, lines.str());
+    return true;
+  });
 }

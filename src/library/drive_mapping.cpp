@@ -72,16 +72,19 @@ void ChangerDriveMapping::getMapping(DeviceController& controller, std::vector<D
     }
     changer->closeDevice();
   };
-  const bool mapped = guarded(false, [&] {
-    for (int i = 0; i < controller.getDeviceCount(); ++i) {
-      ScsiTarget* target = controller.getDevice(i);
-      if (target == nullptr || target->getDeviceTyp() != MEDIUM_CHANGER) continue;
-      setChanger(target);
+  for (int i = 0; i < controller.getDeviceCount(); ++i) {
+    ScsiTarget* target = controller.getDevice(i);
+    if (target == nullptr || target->getDeviceTyp() != MEDIUM_CHANGER) continue;
+    setChanger(target);
+    const bool mapped = guarded(false, [&] {
       mapLibrary();
-    }
-    return true;
-  });
-  if (!mapped) logger->logError("CLCO", 0, "ChangerDriveMapping::getMapping - out of memory");
+      return true;
+    });
+    if (mapped) continue;
+    logger->logError("CLCO", 0, "ChangerDriveMapping::getMapping - out of memory");
+    changer->closeDevice();
+    if (device != nullptr) device->closeDevice();
+  }
 }
 
 void ChangerDriveMapping::mapBay(DeviceController& controller, Bytes identifier,

@@ -16,6 +16,7 @@ ReturnCode QORTapeCmdErase::doOperation(void* deviceHandle) {
 
 ReturnCode QORTapeCmdFormat::doOperation(void* deviceHandle) {
   driver::PartitionBlock request{};
+  request.method = driver::FORMAT_ONLY;
   request.formatType = readByte(cdbSpan(), 2) & 0x0F;
   return tellDevice(deviceHandle, driver::IOCTL_TAPE_CREATE_PARTITION, request) ? CMD_OK : CMD_ERROR;
 }

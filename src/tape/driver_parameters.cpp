@@ -10,15 +10,21 @@ QORTapeMetaCmdSetParam::QORTapeMetaCmdSetParam(ScsiTarget* device, ParamType par
     : target(device), type(parameter), value(newValue) {}
 
 ReturnCode QORTapeMetaCmdSetParam::doOperation(void* deviceHandle) {
+  std::uint32_t previous = value;
   ReturnCode result = CMD_INVALID_PARAMETER_TYPE;
   switch (type) {
     case PARAM_COMPRESSION: {
       TAPE_SET_DRIVE_PARAMETERS drive{};
-      drive.Compression = value != 0;
+      drive.Compression = static_cast<BOOLEAN>(value);
       result = tapeResult(SetTapeParameters(deviceHandle, SET_TAPE_DRIVE_INFORMATION, &drive));
       break;
     }
     case PARAM_BLOCK_LENGTH: {
+      TAPE_GET_MEDIA_PARAMETERS present{};
+      DWORD size = sizeof present;
+      result = tapeResult(GetTapeParameters(deviceHandle, GET_TAPE_MEDIA_INFORMATION, &size, &present));
+      if (result != CMD_OK) break;
+      previous = present.BlockSize;
       TAPE_SET_MEDIA_PARAMETERS media{value};
       result = tapeResult(SetTapeParameters(deviceHandle, SET_TAPE_MEDIA_INFORMATION, &media));
       break;
@@ -38,6 +44,7 @@ ReturnCode QORTapeMetaCmdSetParam::doOperation(void* deviceHandle) {
   if (result == CMD_OK) {
     logger->logDebug("SCSI", 0, "QORScsiCmdSetParameter succeeded, type %d, value %d", static_cast<int>(type),
                      static_cast<int>(value));
+    value = previous;
   }
   return result;
 }

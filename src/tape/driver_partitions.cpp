@@ -10,6 +10,9 @@
 namespace {
 
 constexpr std::uint32_t FORMAT_AS_THE_PAGE_SAYS = 1;
+// Seconds. The driver returns when the drive is done, as FORMAT MEDIUM and LOCATE do.
+constexpr ulong32 FORMAT_TIME_OUT = 3100;
+constexpr ulong32 LOCATE_TIME_OUT = 2300;
 
 }  // namespace
 
@@ -20,7 +23,6 @@ ReturnCode QORTapeCmdQueryPartition::doOperation(void* deviceHandle) {
     const DWORD error = GetLastError();
     logger->logDebug("SCSI", 0, "QORTapeCmdQueryPartition failed, errno %d - %s", static_cast<int>(error),
                      systemErrorText(error).c_str());
-    SetLastError(error);
     return CMD_ERROR;
   }
   const std::uint32_t slots = std::min<std::uint32_t>(block.partitions, driver::PARTITION_SIZE_SLOTS);
@@ -37,6 +39,10 @@ ReturnCode QORTapeCmdQueryPartition::doOperation(void* deviceHandle) {
   record.gotParameters = true;
   logger->logDebug("SCSI", 0, "QORTapeCmdQueryPartition - RC_CMD_OK");
   return CMD_OK;
+}
+
+QORTapeCmdCreatePartition::QORTapeCmdCreatePartition(const PartitionRecord& layout) : record(layout) {
+  timeOut = FORMAT_TIME_OUT;
 }
 
 ReturnCode QORTapeCmdCreatePartition::doOperation(void* deviceHandle) {
@@ -69,7 +75,9 @@ ReturnCode QORTapeCmdCreatePartition::doOperation(void* deviceHandle) {
 }
 
 QORTapeCmdChangePartition::QORTapeCmdChangePartition(std::uint32_t partition, std::uint64_t block)
-    : partitionNumber(partition), blockId(block) {}
+    : partitionNumber(partition), blockId(block) {
+  timeOut = LOCATE_TIME_OUT;
+}
 
 ReturnCode QORTapeCmdChangePartition::doOperation(void* deviceHandle) {
   driver::SetPartitionBlock block{};

@@ -6,6 +6,7 @@
 #include "kiv/device/driver_target.h"
 #include "kiv/scsi/big_endian.h"
 #include "scsi/cdb.h"
+#include "scsi/fields.h"
 
 namespace {
 
@@ -34,6 +35,13 @@ ReturnCode SenseModePage::execute(ScsiTarget& target) {
     arrivedLength = std::min(told, arrivedData(target, *this).size());
   }
   return status;
+}
+
+bool SenseModePage::brought(const ModePage& page, std::size_t end) const {
+  const bool subpageFormat = hasFlag(arrived(), PAGE_CODE_BYTE, 0x40);
+  const bool same = ((*this)[PAGE_CODE_BYTE] & 0x3F) == page.code && subpageFormat == (page.subpage != 0) &&
+                    (page.subpage == 0 || (*this)[PAGE_CODE_BYTE + 1] == page.subpage);
+  return same && holds(end) && pageListLength(page, *this) >= end && holds(pageListLength(page, *this));
 }
 
 std::uint8_t SenseModePage::operator[](std::size_t offset) const { return readByte(arrived(), offset); }

@@ -35,8 +35,11 @@ class SenseModePage : public ScsiCmdModeSense6 {
   ReturnCode execute(ScsiTarget& target);
   /// The mode data that really arrived.
   std::span<const std::uint8_t> arrived() const { return ioDataSpan().first(arrivedLength); }
-  /// Whether the page holds the bytes up to `end`, counted in the mode data.
+  /// Whether the bytes up to `end`, counted in the mode data, arrived.
   bool holds(std::size_t end) const { return arrivedLength >= end; }
+  /// Whether the drive sent the page that was asked for, and it reaches to `end`. What was not sensed must
+  /// not be selected: zeros in its place would change settings that nobody named.
+  bool brought(const ModePage& page, std::size_t end) const;
   std::uint8_t operator[](std::size_t offset) const;
 
  private:

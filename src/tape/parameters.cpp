@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/device/driver_target.h"
 #include "kiv/frame/logger.h"
@@ -28,6 +29,7 @@ void logBlockLengthSense(const ScsiCommand& failed) {
 struct PageParameter {
   ParamType type;
   ModePage page;
+  std::size_t end;  ///< of the field, in the mode data
   /// Changes the list; may change the value to what the drive is given.
   void (*change)(SelectModePage& select, std::uint32_t& value);
   const char* senseFailed;
@@ -60,15 +62,15 @@ void changeSleepModeTimer(SelectModePage& select, std::uint32_t& value) {
 
 // clang-format off
 constexpr PageParameter PAGE_PARAMETERS[] = {
-    {PARAM_WRITE_CACHE, DATA_COMPRESSION_PAGE, changeWriteCache,
+    {PARAM_WRITE_CACHE, DATA_COMPRESSION_PAGE, DEVICE_SPECIFIC + 1, changeWriteCache,
      "setWriteCache() ModeSense Data Failed", "setWriteCache() ModeSelect Data Failed"},
-    {PARAM_DATA_SAFE_MODE, DEVICE_CONFIGURATION_EXTENSION_PAGE, changeDataSafeMode,
+    {PARAM_DATA_SAFE_MODE, DEVICE_CONFIGURATION_EXTENSION_PAGE, DATA_SAFE_MODE + 1, changeDataSafeMode,
      "datasafemode ModeSense Data Failed", "datasafemode ModeSelect Data Failed"},
-    {PARAM_SKIP_SYNC, SKIP_SYNC_PAGE, changeSkipSync,
+    {PARAM_SKIP_SYNC, SKIP_SYNC_PAGE, VENDOR_FLAGS + 1, changeSkipSync,
      "skipsync ModeSense Data Failed", "skipsync ModeSelect Data Failed"},
-    {PARAM_SLEEP_MODE_TIMER, POWER_CONDITION_PAGE, changeSleepModeTimer,
+    {PARAM_SLEEP_MODE_TIMER, POWER_CONDITION_PAGE, IDLE_C_TIMER + 4, changeSleepModeTimer,
      "SLEEP Mode ModeSense Data Failed", "SLEEP mode ModeSelect Data Failed"},
-    {PARAM_ARCHIVE_MODE_UNTHREAD, ARCHIVE_MODE_UNTHREAD_PAGE, changeArchiveModeUnthread,
+    {PARAM_ARCHIVE_MODE_UNTHREAD, ARCHIVE_MODE_UNTHREAD_PAGE, VENDOR_FLAGS + 1, changeArchiveModeUnthread,
      "AMU ModeSense Data Failed", "AMU ModeSelect Data Failed"},
 };
 // clang-format on
@@ -77,6 +79,11 @@ constexpr PageParameter PAGE_PARAMETERS[] = {
 
 TapeMetaCommands::TapeMetaCommands(ScsiTarget* device, std::uint8_t senseBytes)
     : GenericScsiCommand(CDB_6), target(device), senseLength(senseBytes) {}
+
+ReturnCode TapeMetaCommands::concluded(ReturnCode result) {
+  setExecutionStatus(result);
+  return result;
+}
 
 TapeMetaCmdSetParam::TapeMetaCmdSetParam(ScsiTarget* device, std::uint8_t senseBytes)
     : TapeMetaCommands(device, senseBytes) {}
@@ -90,17 +97,19 @@ TapeMetaCmdSetParam::TapeMetaCmdSetParam(ScsiTarget* device, ParamType parameter
     : TapeMetaCommands(device, senseBytes), type(parameter), volId(std::move(volume)) {}
 
 ReturnCode TapeMetaCmdSetParam::setParameter() {
-  logger->logDebug("SCSI", 0, "TapeMetaCmdSetParam::setParameter() ");
-  if (target == nullptr) return CMD_INVALID_HANDLE;
-  if (driverForParameter(target, type) != nullptr) return setByDriver();
-  switch (type) {
-    case PARAM_COMPRESSION:
-      return selectCompression();
-    case PARAM_BLOCK_LENGTH:
-      return selectBlockLength();
-    default:
-      return selectOnePage();
-  }
+  return concluded(guarded(CMD_NO_MEMORY, [&] {
+    logger->logDebug("SCSI", 0, "TapeMetaCmdSetParam::setParameter() ");
+    if (target == nullptr) return CMD_INVALID_HANDLE;
+    if (driverForParameter(target, type) != nullptr) return setByDriver();
+    switch (type) {
+      case PARAM_COMPRESSION:
+        return selectCompression();
+      case PARAM_BLOCK_LENGTH:
+        return selectBlockLength();
+      default:
+        return selectOnePage();
+    }
+  }));
 }
 
 ReturnCode TapeMetaCmdSetParam::setByDriver() {
@@ -108,7 +117,9 @@ ReturnCode TapeMetaCmdSetParam::setByDriver() {
   QORTapeMetaCmdSetParam twin(target, type, value);
   twin.setSenseDataLength(senseLength);
   twin.setVolId(volId);
-  const ReturnCode status = runStep(*this, *driverForParameter(target, type), twin);
+  const ReturnCode status = driverForParameter(target, type)->scsiExecCmd(twin);
+  takeoverCmdData(twin);
+  if (status == CMD_OK && type == PARAM_BLOCK_LENGTH) value = twin.getValue();
   logger->logDebug("SCSI", 0, "setParameter(), cmd status %d ", static_cast<int>(status));
   return status;
 }
@@ -120,6 +131,7 @@ ReturnCode TapeMetaCmdSetParam::selectCompression() {
     logSense("SetCOff ModeSense Data Failed, ", sense);
     return status;
   }
+  if (!sense.brought(DATA_COMPRESSION_PAGE, COMPRESSION_ENABLE + 1)) return CMD_ERROR;
   SelectModePage select(DATA_COMPRESSION_PAGE, sense);
   writeBits(select.list(), COMPRESSION_ENABLE, COMPRESSION_BIT, value == 1 ? COMPRESSION_BIT : 0);
   status = runStep(*this, *target, select);
@@ -130,10 +142,8 @@ ReturnCode TapeMetaCmdSetParam::selectCompression() {
   if (value == 1) {
     SenseModePage configuration(DEVICE_CONFIGURATION_PAGE, senseLength);
     status = runStep(*this, *target, configuration);
-    if (status != CMD_OK) {
-      logSense("SetCOff ModeSense Data Failed, ", configuration);
-      return status;
-    }
+    if (status != CMD_OK) return status;
+    if (!configuration.brought(DEVICE_CONFIGURATION_PAGE, COMPRESSION_ALGORITHM + 1)) return CMD_ERROR;
     if (configuration[COMPRESSION_ALGORITHM] != 1) {
       SelectModePage algorithm(DEVICE_CONFIGURATION_PAGE, configuration);
       writeByte(algorithm.list(), COMPRESSION_ALGORITHM, 1);
@@ -195,6 +205,7 @@ ReturnCode TapeMetaCmdSetParam::selectOnePage() {
     return status;
   }
   if (dumped) logDump("TSTS", "setparms generic AMU ModeSense Data", sense.ioDataSpan());
+  if (!sense.brought(parameter->page, parameter->end)) return CMD_ERROR;
   SelectModePage select(parameter->page, sense);
   parameter->change(select, value);
   if (dumped) logDump("TSTS", "setparms generic AMU ModeSelect Data", select.ioDataSpan());

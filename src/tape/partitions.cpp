@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
@@ -42,13 +43,15 @@ CmdQueryTapePartition::CmdQueryTapePartition(ScsiTarget* device, std::uint8_t se
     : TapeMetaCommands(device, senseBytes) {}
 
 ReturnCode CmdQueryTapePartition::getParameters() {
-  if (target == nullptr) return CMD_INVALID_HANDLE;
-  auto* driver = dynamic_cast<QORScsiTarget*>(target);
-  if (driver == nullptr) return queryModePages();
-  QORTapeCmdQueryPartition twin(*this);
-  twin.setSenseDataLength(senseLength);
-  const ReturnCode status = runStep(*this, *driver, twin);
-  return status;
+  return concluded(guarded(CMD_NO_MEMORY, [&] {
+    if (target == nullptr) return CMD_INVALID_HANDLE;
+    auto* driver = dynamic_cast<QORScsiTarget*>(target);
+    if (driver == nullptr) return queryModePages();
+    QORTapeCmdQueryPartition twin(*this);
+    twin.setSenseDataLength(senseLength);
+    const ReturnCode status = runStep(*this, *driver, twin);
+    return status;
+  }));
 }
 
 ReturnCode CmdQueryTapePartition::queryModePages() {
@@ -114,17 +117,18 @@ void TapeCmdCreatePartition::setPartitionUnits(std::uint8_t units) {
 }
 
 ReturnCode TapeCmdCreatePartition::createPartitions() {
-  if (target == nullptr) return CMD_INVALID_HANDLE;
-  ReturnCode status = CMD_OK;
-  if (auto* driver = dynamic_cast<QORScsiTarget*>(target)) {
+  const ReturnCode status = guarded(CMD_NO_MEMORY, [&] {
+    if (target == nullptr) return CMD_INVALID_HANDLE;
+    auto* driver = dynamic_cast<QORScsiTarget*>(target);
+    if (driver == nullptr) return createByModePage();
+    numberPartitions = static_cast<std::uint16_t>(addPartitionsDefined + 1);
     QORTapeCmdCreatePartition twin(*this);
     twin.setSenseDataLength(senseLength);
-    status = runStep(*this, *driver, twin);
-  } else {
-    status = createByModePage();
-  }
+    const ReturnCode created = runStep(*this, *driver, twin);
+    return created;
+  });
   if (status == CMD_OK) gotParameters = true;
-  return status;
+  return concluded(status);
 }
 
 ReturnCode TapeCmdCreatePartition::createByModePage() {
@@ -133,6 +137,7 @@ ReturnCode TapeCmdCreatePartition::createByModePage() {
   ReturnCode status = runStep(*this, *target, sense);
   if (status != CMD_OK) return status;
   logDump("SCSI", "TapeCmdCreatePartition::createPartitions ModeSense Data", sense.ioDataSpan());
+  if (!sense.brought(MEDIUM_PARTITION_PAGE, SIZES)) return CMD_ERROR;
 
   SelectModePage select(MEDIUM_PARTITION_PAGE, sense);
   const auto list = select.list();
@@ -144,7 +149,7 @@ ReturnCode TapeCmdCreatePartition::createByModePage() {
   std::uint8_t units = partitionUnits & 0x0F;
   if (std::string_view(target->getModelName()).find("R477") != std::string_view::npos) {
     units = static_cast<std::uint8_t>(units | (partitionType == 2 ? 0x20 : 0x10));
-    logger->logDebug("SCSI", 0, "::createPartitions - partType value extended to %02X", units);
+    logger->logDebug("SCSI", 0, "::createPartitions - partType value extened to %02X", units);
   }
   logger->logDebug("SCSI", 0, "::createPartitions - partType %02X", units);
   writeByte(list, UNITS, units);

@@ -118,7 +118,7 @@ TapeMetaCmdQueryParam::TapeMetaCmdQueryParam(ScsiTarget* device, ParamType param
     : TapeMetaCommands(device, senseBytes), type(parameter), all(false) {}
 
 ReturnCode TapeMetaCmdQueryParam::queryParameter() {
-  return guarded(CMD_NO_MEMORY, [&] {
+  return concluded(guarded(CMD_NO_MEMORY, [&] {
     parameters.clearAllParameters();
     if (target == nullptr) {
       logger->logDebug("SCSI", 0, "queryParameter(), dynamic cast failed ");
@@ -132,7 +132,7 @@ ReturnCode TapeMetaCmdQueryParam::queryParameter() {
       if (status != CMD_OK && !refused) return status;
     }
     return CMD_OK;
-  });
+  }));
 }
 
 ReturnCode TapeMetaCmdQueryParam::queryOne(ParamType parameter) {
@@ -190,7 +190,7 @@ ReturnCode TapeMetaCmdQueryParam::readOne(ParamType parameter) {
   type = parameter;
   all = false;
   const ReturnCode status = queryParameter();
-  return status == CMD_OK && parameters.getParameterCount() == 0 ? CMD_ERROR : status;
+  return concluded(status == CMD_OK && parameters.getParameterCount() == 0 ? CMD_ERROR : status);
 }
 
 ReturnCode TapeMetaCmdQueryParam::getBlockLength(ulong32& length) {

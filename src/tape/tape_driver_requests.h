@@ -23,12 +23,14 @@ static_assert(IOCTL_TAPE_ENCRYPTION_STATUS == 0x001F6080);
 static_assert(sizeof(EncryptionStatusBlock) == 12);
 
 /// Out for the query, in for the creation, which writes the layout into the medium partition mode page (11h)
-/// and then formats. With method 0 the creation leaves the mode page as it stands and only formats.
+/// and then formats. As method, FORMAT_ONLY leaves the mode page as
+/// it stands and only formats.
 constexpr DWORD IOCTL_TAPE_QUERY_PARTITION = CTL_CODE(FILE_DEVICE_TAPE, 0x825, METHOD_BUFFERED, READ_WRITE);
 constexpr DWORD IOCTL_TAPE_CREATE_PARTITION = CTL_CODE(FILE_DEVICE_TAPE, 0x826, METHOD_BUFFERED, READ_WRITE);
 constexpr std::size_t PARTITION_SIZE_SLOTS = 64;
+constexpr std::uint32_t FORMAT_ONLY = 0xFFFFFFFF;
 struct PartitionBlock {
-  std::uint32_t method;                       // 1 initiator-defined, 2 select-data, 3 fixed-data
+  std::uint32_t method;                       // 1 initiator-defined, 2 select-data, 3 fixed-data; 0 as it is
   std::uint32_t partitions;                   // in all; 1 when the medium is not divided
   std::uint32_t formatType;                   // creation: format type of FORMAT MEDIUM; query: 0
   std::uint8_t maxAdditional;                 // query: additional partitions that the drive can make

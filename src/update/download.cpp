@@ -33,10 +33,11 @@ int UpdateFirmware::performFirmwareUpdate(ScsiTarget* target, unsigned char* ima
     write.setParameterListLength(chunk);
     if (write.getIoDataLength() != chunk) return FW_NO_MEMORY;
     std::memcpy(write.getIoData(), image + offset, chunk);
-    if (target->scsiExecCDB(write) != CMD_OK) {
+    const ReturnCode status = target->scsiExecCDB(write);
+    if (status != CMD_OK) {
       logRefusal(write, offset);
       if (updateObserver()) updateObserver()->failed(write);
-      return FW_UPDATE_FAILED;
+      return status == CMD_NO_MEMORY ? FW_NO_MEMORY : FW_UPDATE_FAILED;
     }
     offset += chunk;
     if (updateObserver()) updateObserver()->sent(offset);

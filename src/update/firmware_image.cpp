@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "frame/directory.h"
+#include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
 #include "kiv/update/update_firmware.h"
@@ -43,6 +44,8 @@ Handle findImage(std::string& name) {
   file = openImage(name);
   if (file) return file;
   logInvalidName(name, GetLastError());
+  // A directory that is not known would make it the root of the drive.
+  if (directory.empty()) return file;
 
   name = directory + "\\" + given;
   file = openImage(name);
@@ -57,27 +60,29 @@ Handle findImage(std::string& name) {
 int UpdateFirmware::loadBinaryMicrocodeFile(const char* filename, unsigned char** image, ulong32* length) {
   *image = nullptr;
   *length = 0;
-  std::string name = filename;
-  const Handle file = findImage(name);
-  if (!file) return FW_INVALID_FILE_NAME;
+  return guarded<int>(FW_NO_MEMORY, [&]() -> int {
+    std::string name = filename;
+    const Handle file = findImage(name);
+    if (!file) return FW_INVALID_FILE_NAME;
 
-  DWORD sizeHigh = 0;
-  const DWORD size = GetFileSize(file.get(), &sizeHigh);
-  if (size == 0 || size > MAXIMUM_IMAGE_LENGTH || sizeHigh != 0) {
-    logger->logDebug("DLFW", 0, "Corrupted Firmware file provided <%s>", name.c_str());
-    return FW_FILE_CORRUPTED;
-  }
-  logger->logDebug("DLFW", 0, "Firmware Filesize <%s> is %d", name.c_str(), static_cast<int>(size));
-  *image = static_cast<unsigned char*>(std::malloc(size));
-  if (!*image) {
-    logger->logDebug("DLFW", 0, "Internal Failure: Memory allocation failed");
-    return FW_NO_MEMORY;
-  }
-  *length = size;
-  DWORD bytesRead = 0;
-  if (!ReadFile(file.get(), *image, size, &bytesRead, nullptr) || bytesRead < size) {
-    logger->logDebug("DLFW", 0, "Firmware file corrupted, read failure");
-    return FW_FILE_CORRUPTED;
-  }
-  return FW_NO_ERROR;
+    DWORD sizeHigh = 0;
+    const DWORD size = GetFileSize(file.get(), &sizeHigh);
+    if (size == 0 || size > MAXIMUM_IMAGE_LENGTH || sizeHigh != 0) {
+      logger->logDebug("DLFW", 0, "Corrupted Firmware file provided <%s>", name.c_str());
+      return FW_FILE_CORRUPTED;
+    }
+    logger->logDebug("DLFW", 0, "Firmware Filesize <%s> is %d", name.c_str(), static_cast<int>(size));
+    *image = static_cast<unsigned char*>(std::malloc(size));
+    if (!*image) {
+      logger->logDebug("DLFW", 0, "Internal Failure: Memory allocation failed");
+      return FW_NO_MEMORY;
+    }
+    *length = size;
+    DWORD bytesRead = 0;
+    if (!ReadFile(file.get(), *image, size, &bytesRead, nullptr) || bytesRead < size) {
+      logger->logDebug("DLFW", 0, "Firmware file corrupted, read failure");
+      return FW_FILE_CORRUPTED;
+    }
+    return FW_NO_ERROR;
+  });
 }

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "device/arrived_data.h"
+#include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
@@ -163,8 +164,14 @@ std::string productString(ScsiTarget& target, const std::function<bool()>& isInL
   return product;
 }
 
+std::string documentedProductString(ScsiTarget& target) {
+  return productString(target, [&] { return isInsideLibrary(target); });
+}
+
 char* getProductString(ScsiTarget* target, std::string& product) {
-  product = productString(*target, [&] { return isInsideLibrary(*target); });
+  // Half a name could be that of another product.
+  product.clear();
+  guarded([&] { product = documentedProductString(*target); });
   return product.data();
 }
 

@@ -1,4 +1,5 @@
 #include "device/handle.h"
+#include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
@@ -71,10 +72,12 @@ void waitForReady(UpdateFirmware& steps, ScsiTarget& target, ScsiCmdTestUnitRead
 
 /// Has the port driver behind a device path look for its devices again. The outcome shows at the next open.
 void rescanBus(const char* path, int attempt) {
-  const Handle port = openShared(path);
-  if (!port) return;
-  logger->logDebug("TSTS", 0, "Firmware Update %s IOCTL_SCSI_RESCAN_BUS #%d", path, attempt);
-  commandDevice(port.get(), IOCTL_SCSI_RESCAN_BUS);
+  guarded([&] {
+    const Handle port = openShared(path);
+    if (!port) return;
+    logger->logDebug("TSTS", 0, "Firmware Update %s IOCTL_SCSI_RESCAN_BUS #%d", path, attempt);
+    commandDevice(port.get(), IOCTL_SCSI_RESCAN_BUS);
+  });
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <iostream>
 
 #include "frame/directory.h"
+#include "frame/guarded.h"
+#include "kiv/frame/logger.h"
 #include "platform/win32.h"
 
 namespace {
@@ -31,16 +33,24 @@ struct BinaryStandardOutput {
 
 }  // namespace
 
-void writeReport(const char* fileName, int outputMode, ReportPart part, const std::string& text) {
+void writeReport(const char* fileName, int outputMode, ReportPart part, std::string_view text) {
   if (outputMode == KIV_OUTPUT_STDOUT) {
     std::cout.flush();
     const BinaryStandardOutput binary;
     std::cout << text << std::flush;
     return;
   }
-  std::ofstream file(inDirectory(fileName),
-                     std::ios::binary | (part == ReportPart::Start ? std::ios::trunc : std::ios::app));
-  file << text;
+  const auto write = [&] {
+    std::ofstream file(inDirectory(fileName),
+                       std::ios::binary | (part == ReportPart::Start ? std::ios::trunc : std::ios::app));
+    if (!file.is_open()) return true;
+    file << text;
+    file.close();
+    if (!file) logger->logError("MAIN", 0, "Report %s could not be written whole", fileName);
+    return true;
+  };
+  // Without its trailer a report is no XML: what one shortage of memory stopped is tried once more.
+  if (!guarded(false, write)) guarded(false, write);
 }
 
 std::string deviceEntryStart(const ScsiTarget& target, const std::string& product,

@@ -2,18 +2,20 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "kiv/device/target.h"
 #include "kiv/kiv.h"
 
-inline constexpr char XML_DECLARATION[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+inline constexpr std::string_view INVENTORY_HEADER =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<SVMInventory lang=\"en\">\n";
 
 enum class ReportPart { Start, Continuation };
 
 /// Writes the text, byte for byte, to standard output when outputMode is 2, else to the file: the start of a
 /// report replaces an older one, a continuation is appended. A file that cannot be opened is skipped
-/// silently.
-void writeReport(const char* fileName, int outputMode, ReportPart part, const std::string& text);
+/// silently; one that cannot be written whole is logged as an error.
+void writeReport(const char* fileName, int outputMode, ReportPart part, std::string_view text);
 
 /// The opening tags of one device's entry, up to that of its application. No value is escaped: hosts compare
 /// them with their own texts as they stand.
@@ -22,7 +24,8 @@ std::string deviceEntryStart(const ScsiTarget& target, const std::string& produc
 
 /// The result report: its file, its first lines, one device's entry from its opening tags on, its last line.
 inline constexpr char RESULT_REPORT[] = "scsiExe.txt";
-std::string resultReportStart();
+inline constexpr std::string_view RESULT_REPORT_START =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<SVMExecution lang=\"en\">\n";
 std::string resultEntry(const std::string& entryStart, int result, const std::string& message);
 inline constexpr char RESULT_REPORT_END[] = "</SVMExecution>\n";
 /// What the report says of an FW_ result code.

@@ -1,7 +1,9 @@
+#include "frame/guarded.h"
 #include "kiv/config/component_id.h"
 #include "kiv/frame/logger.h"
 #include "kiv/update/scan_bus.h"
 #include "kiv/update/update_firmware.h"
+#include "update/product_string.h"
 #include "update/report.h"
 
 namespace {
@@ -20,8 +22,7 @@ constexpr const char* MESSAGES[] = {
 };
 
 std::string entryOf(ScsiTarget& target, int result) {
-  std::string product;
-  getProductString(&target, product);
+  const std::string product = documentedProductString(target);
   ComponentId ids;
   if (!ids.initialize("Devlist.txt"))
     logger->logDebug("MAIN", 0, "Componet IDs initialization failed (FW_CONFIG_ERROR)");
@@ -38,8 +39,6 @@ const char* resultMessage(int result) {
   return known ? MESSAGES[result] : "Unknown failure";
 }
 
-std::string resultReportStart() { return std::string(XML_DECLARATION) + "<SVMExecution lang=\"en\">\n"; }
-
 std::string resultEntry(const std::string& entryStart, int result, const std::string& message) {
   return entryStart +
          "\n"
@@ -55,17 +54,21 @@ std::string resultEntry(const std::string& entryStart, int result, const std::st
 }
 
 void UpdateFirmware::showResultHeader(int outputMode) {
-  writeReport(RESULT_REPORT, outputMode, ReportPart::Start, resultReportStart());
+  writeReport(RESULT_REPORT, outputMode, ReportPart::Start, RESULT_REPORT_START);
 }
 
 void UpdateFirmware::showUpdateResult(int index, int outputMode, int result) {
-  std::string entry;
-  if (ScsiTarget* target = supportedDevice(index)) {
-    entry = entryOf(*target, result);
-  } else {
-    logger->logDebug("MAIN", 0, "Invalid Device Number provided (FW_NO_DRIVE_CONNECTED)");
-  }
-  writeReport(RESULT_REPORT, outputMode, ReportPart::Continuation, entry);
+  const bool told = guarded(false, [&] {
+    std::string entry;
+    if (ScsiTarget* target = supportedDevice(index)) {
+      entry = entryOf(*target, result);
+    } else {
+      logger->logDebug("MAIN", 0, "Invalid Device Number provided (FW_NO_DRIVE_CONNECTED)");
+    }
+    writeReport(RESULT_REPORT, outputMode, ReportPart::Continuation, entry);
+    return true;
+  });
+  if (!told) logger->logError("MAIN", 0, "Report %s lacks device %d: out of memory", RESULT_REPORT, index);
 }
 
 void UpdateFirmware::showResultTrailer(int outputMode) {

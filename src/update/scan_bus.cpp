@@ -1,20 +1,21 @@
 #include "kiv/update/scan_bus.h"
 
+#include "config/configuration_file.h"
+#include "frame/guarded.h"
 #include "kiv/config/config_filename.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
+#include "update/product_string.h"
 #include "update/report.h"
 #include "update/working_directory.h"
 
 namespace {
 
-constexpr unsigned int TABLE_READ = 0;
-
 /// Whether the configuration supports a product; logs the decision. `Config.txt` decides, and `Devlist.txt`
 /// stands in for it while it is missing or empty.
 bool isSupported(const std::string& product, const ConfigFilename& firmware, const ComponentId& ids) {
-  const bool useFirmwareTable = firmware.getStatus() == TABLE_READ;
+  const bool useFirmwareTable = firmware.getStatus() == CONFIG_READ;
   const bool supported = useFirmwareTable ? firmware.isValid(product) : ids.isValid(product);
   logger->logDebug("CFGC", 0, "Product is %s through %s==>%s<==", supported ? "supported" : "NOT supported",
                    useFirmwareTable ? "Config.txt" : "Devlist.txt", product.c_str());
@@ -42,12 +43,19 @@ int ScanBus::scanScsiBus(int outputMode) {
   if (!firmware.initialize("Config.txt"))
     logger->logDebug("MAIN", 0, "Filename table initialization failed (FW_CONFIG_ERROR)");
 
+  // Without its configuration a scan could only guess what is supported.
+  if (ids.getStatus() == CONFIG_NOT_READ || firmware.getStatus() == CONFIG_NOT_READ) return FW_NO_MEMORY;
+
   deviceController.rediscoverSCSIBus(false, "", "", "");
   for (int i = 0; i < deviceController.getDeviceCount(); ++i) {
     ScsiTarget* target = deviceController.getDevice(i);
-    std::string product;
-    getProductString(target, product);
-    if (isSupported(product, firmware, ids)) listOfSupportedDevices.push_back(target);
+    // A shortage of memory costs the device that it meets, not those behind it.
+    const bool judged = guarded(false, [&] {
+      if (isSupported(documentedProductString(*target), firmware, ids))
+        listOfSupportedDevices.push_back(target);
+      return true;
+    });
+    if (!judged) logger->logError("MAIN", 0, "Device %d left out: out of memory", i);
   }
   showScanResult(outputMode, ids);
   deviceController.closeHandleOfAllDevices();

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "config/configuration_file.h"
 #include "frame/guarded.h"
 #include "kiv/config/config_filename.h"
 #include "kiv/frame/logger.h"
@@ -115,21 +116,24 @@ int UpdateFirmware::doUpdateFirmware(int deviceIndex, int outputMode, bool force
 }
 
 int UpdateFirmware::getUCodeLevelAndFilename(ScsiTarget* target, std::string& filename, std::string& level) {
-  ConfigFilename firmware;
-  if (!firmware.initialize("Config.txt")) {
-    logger->logDebug("MAIN", 0, "Filename table initialization failed (FW_CONFIG_ERROR)");
-    return FW_CONFIG_ERROR;
-  }
-  std::string product;
-  getProductString(target, product);
-  if (!firmware.isValid(product)) {
-    logger->logDebug("MAIN", 0, "Not supported product (FW_CONFIG_ERROR)");
-    return FW_CONFIG_ERROR;
-  }
-  logger->logDebug("MAIN", 0, "Product is ==>%s<==", product.c_str());
-  filename = firmware.getFilename4ProductId(product);
-  level = firmware.getUCodeLevel4ProductId(product);
-  logger->logDebug("MAIN", 0, "Microcode Filename is ==>%s<== new ucode is ==>%s<==", filename.c_str(),
-                   level.c_str());
-  return FW_NO_ERROR;
+  return guarded<int>(FW_NO_MEMORY, [&]() -> int {
+    ConfigFilename firmware;
+    if (!firmware.initialize("Config.txt")) {
+      if (firmware.getStatus() == CONFIG_NOT_READ) return FW_NO_MEMORY;
+      logger->logDebug("MAIN", 0, "Filename table initialization failed (FW_CONFIG_ERROR)");
+      return FW_CONFIG_ERROR;
+    }
+    std::string product;
+    getProductString(target, product);
+    if (!firmware.isValid(product)) {
+      logger->logDebug("MAIN", 0, "Not supported product (FW_CONFIG_ERROR)");
+      return FW_CONFIG_ERROR;
+    }
+    logger->logDebug("MAIN", 0, "Product is ==>%s<==", product.c_str());
+    filename = firmware.getFilename4ProductId(product);
+    level = firmware.getUCodeLevel4ProductId(product);
+    logger->logDebug("MAIN", 0, "Microcode Filename is ==>%s<== new ucode is ==>%s<==", filename.c_str(),
+                     level.c_str());
+    return FW_NO_ERROR;
+  });
 }

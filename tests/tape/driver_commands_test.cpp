@@ -295,7 +295,7 @@ TEST_F(TapeTwinsByScript, HandOverTheirFields) {
   driver.answers(0x001FE098, {});
   EXPECT_EQ(twinOf(format)->doOperation(handle), CMD_OK);
   ASSERT_EQ(driver.input.size(), 144u);
-  EXPECT_EQ(hex(std::span(driver.input).first(16)), "00 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00");
+  EXPECT_EQ(hex(std::span(driver.input).first(16)), "FF FF FF FF 00 00 00 00 02 00 00 00 00 00 00 00");
 }
 
 TEST_F(TapeTwinsByScript, DoubtTheAnswers) {

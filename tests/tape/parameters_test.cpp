@@ -8,6 +8,7 @@
 #include "tests/support/hex.h"
 
 using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -168,7 +169,7 @@ TEST_F(Parameters, EndsAtTheFirstCommandThatFails) {
   const Row rows[] = {
       {PARAM_COMPRESSION, "1A 08 0F", "SetCOff ModeSense Data Failed,  SK:(05h) ASC:(26h) ASCQ:(01h)", 1},
       {PARAM_COMPRESSION, "15", "setCompression ModeSelect Data Failed SK:(05h) ASC:(26h) ASCQ:(01h)", 2},
-      {PARAM_COMPRESSION, "1A 08 10", "SetCOff ModeSense Data Failed,  SK:(05h) ASC:(26h) ASCQ:(01h)", 3},
+      {PARAM_COMPRESSION, "1A 08 10", "TapeMetaCmdSetParam::setParameter() ", 3},
       {PARAM_BLOCK_LENGTH, "1A", "setBlockLength(), ModeSense page 0Fh failed, (05h-26h-01h)", 1},
       {PARAM_BLOCK_LENGTH, "15",
        "setBlockLength(), Mode Select failed (05h-26h-01h), trying to set block length 1", 2},
@@ -239,7 +240,11 @@ TEST_F(Parameters, LeavesOutWhatDidNotArrive) {
     EXPECT_THAT(texts(query), IsEmpty()) << row.reply;
     room.faults().clear();
     failCdb("1A", row.reply);
-    set(row.type, 1);
+    room.journal().clear();
+    TapeMetaCmdSetParam setting(&target, row.type, 1, SENSE);
+    EXPECT_EQ(setting.setParameter(), CMD_ERROR) << row.reply;
+    EXPECT_EQ(setting.getExecutionStatus(), CMD_ERROR) << "the outcome is that of the whole job";
+    EXPECT_THAT(cdbs(), Each(StartsWith("1A"))) << "nothing is selected: " << row.reply;
   }
   room.faults().clear();
   failCdb("1A", "00");
@@ -295,6 +300,11 @@ TEST_F(Parameters, GoThroughTheDriver) {
       EXPECT_THAT(texts(query), ElementsAre(row.text));
     }
   }
+  ulong32 previous = 99;
+  TapeMetaCmdSetParam length(&driver, SENSE);
+  EXPECT_EQ(length.setBlockLength(512, &previous), CMD_OK);
+  EXPECT_EQ(length.setBlockLength(1024, &previous), CMD_OK);
+  EXPECT_EQ(previous, 512u) << "asked before";
   EXPECT_EQ(TapeMetaCmdSetParam(&driver, PARAM_SILI_MODE, 1, SENSE).setParameter(),
             CMD_INVALID_PARAMETER_TYPE);
   EXPECT_EQ(TapeMetaCmdQueryParam(&driver, PARAM_IMMEDIATE_MODE, SENSE).queryParameter(),

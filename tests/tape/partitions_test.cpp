@@ -154,6 +154,22 @@ TEST_F(Partitions, BelievesNoPage) {
   }
 }
 
+/// Absent, cut before its sizes, another page, longer than what arrived: the medium is left alone.
+TEST_F(Partitions, NeverFormatOnAPageThatDidNotArrive) {
+  addDrive("ULTRIUM-PX6");
+  for (const char* reply :
+       {"00", "0A 00 10 00 91 0E 03 FF 3C 03 09", "0F 00 10 00 90 0E 03 FF 3C 03 39 00 00 01 00 02",
+        "FF 00 10 00 91 FF 03 FF 3C 03 39 00 00 01 00 02"}) {
+    room.addFault({.cdb = "1A 08 11", .reply = bytes(reply)});
+    room.journal().clear();
+    TapeCmdCreatePartition create(&target, SENSE);
+    EXPECT_EQ(create.createPartitions(), CMD_ERROR) << reply;
+    EXPECT_EQ(create.getExecutionStatus(), CMD_ERROR);
+    EXPECT_THAT(room.journal().cdbs("H0-B0-T5-L0"), SizeIs(1)) << reply;
+    room.faults().clear();
+  }
+}
+
 TEST_F(Partitions, GoThroughTheDriver) {
   auto& drive = addDrive("R477-W14");
   QORScsiTarget driver;
@@ -180,7 +196,22 @@ TEST_F(Partitions, GoThroughTheDriver) {
   EXPECT_EQ(query.numberPartitions, 2);
   EXPECT_EQ(query.dataPartitionType, 2);
 
+  // Neither a record without a method nor the retry with a partition type of 0 may only format.
+  create.setPartitionType(0);
+  for (const std::uint8_t method : {std::uint8_t{0}, std::uint8_t{1}}) {
+    create.setDataPartitionType(method);
+    if (method == 1) room.addFault({.call = "0x001FE098", .error = ERROR_NOT_SUPPORTED});
+    create.numberPartitions = 0;
+    EXPECT_EQ(create.createPartitions(), CMD_OK);
+    EXPECT_THAT(drive.medium()->partitions(), SizeIs(2)) << int{method};
+    std::uint16_t size = 0;
+    EXPECT_EQ(create.getSize(1, size), CMD_OK) << "the record knows its partitions";
+    EXPECT_EQ(size, 0xFFFF);
+  }
+  EXPECT_EQ(QORTapeCmdCreatePartition(create).getTimeOut(), 3100u);
+
   QORTapeCmdChangePartition change(1, 0);
+  EXPECT_EQ(change.getTimeOut(), 2300u);
   EXPECT_EQ(driver.scsiExecCmd(change), CMD_OK);
   EXPECT_EQ(drive.partitionNumber(), 1);
   EXPECT_EQ(query.getParameters(), CMD_OK);

@@ -14,7 +14,8 @@ class KIV_API ComponentId {
   /// logged and skipped, and of two lines for one product the first counts. A listed product that contains
   /// "AutomationReady" sets automationReadyMode again.
   bool initialize(const char* fileName);
-  /// 3 not read yet, 0 read with entries, 1 could not be read, 2 read without an entry.
+  /// 3 not read (not yet, or for want of memory), 0 read with entries, 1 could not be read, 2 read without an
+  /// entry.
   unsigned int getStatus() const { return status; }
   /// With a table, whether it lists exactly this product; without a file, whether the product names the
   /// maker.

@@ -25,7 +25,8 @@ class KIV_API ConfigFilename {
   /// Reads the file; true when it holds at least one entry. Lines that are not entries are logged and
   /// skipped, and of two lines for one product the first counts. A second call adds to the table.
   bool initialize(const char* fileName);
-  /// 3 not read yet, 0 read with entries, 1 could not be read, 2 read without an entry.
+  /// 3 not read (not yet, or for want of memory), 0 read with entries, 1 could not be read, 2 read without an
+  /// entry.
   unsigned int getStatus() const { return status; }
   bool isValid(const std::string& productId) const { return table.contains(productId); }
   /// An unlisted product is inserted with empty values, and is valid from then on: ask isValid() first.

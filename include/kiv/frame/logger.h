@@ -20,7 +20,7 @@ enum logLevels : int { LOG_NONE = -1, LOG_ERROR = 0, LOG_WARNING = 1, LOG_INFO =
 ///
 /// An entry reads: the component (at least four characters, padded with '_'), the line number (four digits),
 /// the level's letter, " '", the local time as ctime writes it, "' ", the message. Not locked: one thread at
-/// a time.
+/// a time. The thread's last error stays as it was, whatever writing an entry does to it.
 ///
 /// The messages are an interface of their own: those who run hosts search their logs for them. So a message
 /// stays as it once was, misspellings too.
@@ -33,6 +33,8 @@ class KIV_API Logger {
   static Logger& getLogger();
 
   void setLogLevel(logLevels newLevel);
+  /// Whether an entry of this level is written.
+  bool writes(logLevels entryLevel) const { return entryLevel <= level; }
   /// The file that clear() empties. Entries never go to it.
   void setFileName(std::string name);
   /// Empties the named file, at LOG_WARNING and above; a file that cannot be opened is left alone.

@@ -18,6 +18,8 @@ class KIV_API QORTapeMetaCmdSetParam : public QORScsiCommand {
   std::string getVolId() const { return volId; }
   void setVolId(std::string volume) { volId = std::move(volume); }
   ReturnCode doOperation(void* deviceHandle) override;
+  /// The value to be set; once a block length was set, the one that was in force before, in bytes.
+  std::uint32_t getValue() const { return value; }
 
  private:
   ScsiTarget* target;

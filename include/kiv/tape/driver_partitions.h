@@ -17,18 +17,18 @@ class KIV_API QORTapeCmdQueryPartition : public QORScsiCommand {
   PartitionRecord& record;
 };
 
-/// Divides the medium as a record says. A driver that refuses the record's method is asked once more, with
-/// the partition type as the method.
+/// Divides the medium as a record says, and formats it. Time-out 3100 s, as that of FORMAT MEDIUM. A driver
+/// that refuses the record's method is asked once more, with the partition type as the method.
 class KIV_API QORTapeCmdCreatePartition : public QORScsiCommand {
  public:
-  explicit QORTapeCmdCreatePartition(const PartitionRecord& layout) : record(layout) {}
+  explicit QORTapeCmdCreatePartition(const PartitionRecord& layout);
   ReturnCode doOperation(void* deviceHandle) override;
 
  private:
   const PartitionRecord& record;
 };
 
-/// Changes to a partition and locates a block in it.
+/// Changes to a partition and locates a block in it. Time-out 2300 s, as that of LOCATE.
 class KIV_API QORTapeCmdChangePartition : public QORScsiCommand {
  public:
   QORTapeCmdChangePartition(std::uint32_t partition, std::uint64_t block);

@@ -17,6 +17,9 @@ class KIV_API TapeMetaCommands : public GenericScsiCommand {
   void setScsiDevice(ScsiTarget* device) { target = device; }
 
  protected:
+  /// Keeps the result of the whole job as its outcome, whatever its last command ended with.
+  ReturnCode concluded(ReturnCode result);
+
   ScsiTarget* target;
   std::uint8_t senseLength;
 };

@@ -15,7 +15,8 @@ class KIV_API ScanBus {
 
   /// Scans all buses, records the supported devices in listOfSupportedDevices and writes the inventory.
   /// Supported is what `Config.txt` lists, or `Devlist.txt` while `Config.txt` is missing or empty. Every
-  /// device is closed afterwards. FW_NO_ERROR, or FW_NO_DRIVE_CONNECTED when nothing is supported.
+  /// device is closed afterwards. FW_NO_ERROR, FW_NO_DRIVE_CONNECTED when nothing is supported, or
+  /// FW_NO_MEMORY when memory did not suffice for the configuration files.
   int scanScsiBus(int outputMode);
 
   /// Writes the inventory of listOfSupportedDevices to `scsiInv.txt`, or to standard output for outputMode 2;
