@@ -117,8 +117,7 @@ ReturnCode TapeMetaCmdSetParam::setByDriver() {
   QORTapeMetaCmdSetParam twin(target, type, value);
   twin.setSenseDataLength(senseLength);
   twin.setVolId(volId);
-  const ReturnCode status = driverForParameter(target, type)->scsiExecCmd(twin);
-  takeoverCmdData(twin);
+  const ReturnCode status = runStep(*this, *driverForParameter(target, type), twin);
   if (status == CMD_OK && type == PARAM_BLOCK_LENGTH) value = twin.getValue();
   logger->logDebug("SCSI", 0, "setParameter(), cmd status %d ", static_cast<int>(status));
   return status;
