@@ -94,7 +94,8 @@ void VirtualChanger::addElements() {
   for (const auto& other : room().devices()) {
     const auto* library = dynamic_cast<const VirtualChanger*>(other.get());
     if (!library) continue;
-    for (const VirtualDrive* drive : library->changer_.bays) serials.insert(drive ? drive->options().serial : "");
+    for (const VirtualDrive* drive : library->changer_.bays)
+      serials.insert(drive ? drive->options().serial : "");
   }
   for (std::size_t i = 0; i < changer_.bays.size(); ++i) {
     VirtualDrive* drive = changer_.bays[i];
