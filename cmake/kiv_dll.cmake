@@ -14,3 +14,15 @@ add_custom_command(TARGET kiv POST_BUILD
   COMMAND ${CMAKE_COMMAND} -D DEF=${PROJECT_BINARY_DIR}/kiv.def -D OUT=${PROJECT_BINARY_DIR}/generated/kiv_exports.inc
           -P ${PROJECT_SOURCE_DIR}/cmake/list_exports.cmake
   BYPRODUCTS ${PROJECT_BINARY_DIR}/generated/kiv_exports.inc VERBATIM)
+
+# The import library for Microsoft's linker and lld-link. It holds the undecorated names only: the decorated ones mean
+# nothing to another compiler.
+find_program(LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14)
+if(LLVM_DLLTOOL)
+  set(plain_def ${PROJECT_BINARY_DIR}/kiv_plain.def)
+  add_custom_command(TARGET kiv POST_BUILD
+    COMMAND ${CMAKE_COMMAND} -D DEF=${PROJECT_BINARY_DIR}/kiv.def -D OUT=${plain_def}
+            -P ${PROJECT_SOURCE_DIR}/cmake/plain_exports.cmake
+    COMMAND ${LLVM_DLLTOOL} -m i386:x86-64 -d ${plain_def} -l ${PROJECT_BINARY_DIR}/kiv.lib
+    BYPRODUCTS ${plain_def} ${PROJECT_BINARY_DIR}/kiv.lib VERBATIM)
+endif()

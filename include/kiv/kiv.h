@@ -1,14 +1,21 @@
 /* The public face of kiv.dll: scan the buses for tape drives and libraries, update drive firmware.
  *
  * Calling order: load the library, kivInit(), scanScsiBus(), any number of updates, kivFini(), unload. One
- * thread at a time; a call may block for minutes. The four functions below are usable from C.
+ * thread at a time; a call may block for minutes. The four functions below are usable from C and from any C++;
+ * everything else here serves hosts of the library's own compiler. Hosts of any language and compiler have more
+ * in kiv/kiv_c.h.
  */
 #ifndef KIV_KIV_H
 #define KIV_KIV_H
 
 #include "kiv/api.h"
 
-#ifdef __cplusplus
+/* Microsoft's compilers lay out classes in a way of their own. */
+#if defined(__cplusplus) && !defined(_MSC_VER)
+#define KIV_HAS_CLASSES
+#endif
+
+#ifdef KIV_HAS_CLASSES
 #include <vector>
 
 #include "kiv/frame/logger.h"
@@ -17,7 +24,9 @@
 struct _GUID;
 class DeviceController;
 class ScsiTarget;
+#endif
 
+#ifdef __cplusplus
 extern "C" {
 #else
 #include <stdbool.h>
@@ -62,7 +71,9 @@ KIV_API int updateFirmwareAllDevices(int outputMode, bool force);
 
 #ifdef __cplusplus
 }
+#endif
 
+#ifdef KIV_HAS_CLASSES
 /// The first call of a host. All state is set up at load time, so it does nothing.
 KIV_API void kivInit();
 /// The last call of a host before it unloads the library: empties both device lists. Harmless when repeated.

@@ -136,10 +136,10 @@ enum kiv_device_type {
 typedef struct kiv_info {
   uint32_t size;
   int32_t type;
-  int32_t reachable;      /* 0: could not be opened; texts below are then empty, but for the path */
+  int32_t reachable;      /* 0: could not be opened, or does not answer; what nobody told is then empty */
   uint32_t windows_error; /* why not */
   int32_t through_driver; /* 1: by the maker's driver, 0: by Windows' SCSI port driver */
-  uint32_t adapter;       /* the address: host adapter, bus, target, logical unit */
+  uint32_t adapter;       /* the address: host adapter, bus, target, logical unit; UINT32_MAX when unknown */
   uint32_t bus;
   uint32_t target;
   uint32_t lun;
@@ -156,7 +156,7 @@ typedef struct kiv_info {
   char interface_type[12]; /* "SAS", "Fibre", "SCSI", or "N/A" */
   char product_string[96]; /* the name in Config.txt and Devlist.txt */
   char component[128];     /* what Devlist.txt calls it; empty when it does not */
-  char path[128];          /* the device path, such as \\.\tape0 */
+  char path[128];          /* the device path, such as \\.\tape0; that of its adapter while it is not known */
 } kiv_info;
 int32_t kiv_device_info(kiv_device device, kiv_info* info);
 

@@ -6,6 +6,7 @@
 #include "c_interface/call.h"
 #include "c_interface/outcome.h"
 #include "c_interface/structure.h"
+#include "changer/element_status_layout.h"
 #include "device/arrived_data.h"
 #include "device/patience.h"
 #include "kiv/api.h"
@@ -16,13 +17,7 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// READ ELEMENT STATUS data (SMC-3).
-constexpr std::uint32_t DATA_HEADER = 8;
-constexpr std::uint32_t PAGE_HEADER = 8;
-constexpr std::size_t DESCRIPTOR = 12;
-constexpr std::size_t VOLUME_TAG = 36;
 constexpr std::size_t BARCODE = 32;
-constexpr std::size_t IDENTIFIER_HEADER = 4;
 /// What a descriptor takes at most in the libraries that we know. Another's report is cut, and asked on.
 constexpr std::uint32_t USUAL_DESCRIPTOR = 160;
 constexpr std::uint32_t LONGEST_ALLOCATION = 0xFFFFFF;
@@ -82,7 +77,8 @@ Element decode(Bytes descriptor, kiv_element_type type, std::size_t tags) {
     element.export_enabled = bit(flags, 4);
     element.import_enabled = bit(flags, 5);
   }
-  if (tags != 0 && element.full) copyText(element.barcode, textIn(part(descriptor, DESCRIPTOR, BARCODE)));
+  if (tags != 0 && element.full)
+    copyText(element.barcode, textIn(part(descriptor, DESCRIPTOR_HEADER, BARCODE)));
   if (type != KIV_ELEMENT_DRIVE) return result;
 
   const std::uint8_t address = readByte(descriptor, 6);
@@ -91,9 +87,9 @@ Element decode(Bytes descriptor, kiv_element_type type, std::size_t tags) {
   element.id_valid = bit(address, 5);
   element.not_bus = bit(address, 7);
   element.bus_address = readByte(descriptor, 7);
-  const std::size_t identification = DESCRIPTOR + tags * VOLUME_TAG;
+  const std::size_t identification = DESCRIPTOR_HEADER + tags * VOLUME_TAG;
   const Bytes identifier =
-      part(descriptor, identification + IDENTIFIER_HEADER, readByte(descriptor, identification + 3));
+      part(descriptor, identification + IDENTIFICATION_HEADER, readByte(descriptor, identification + 3));
   result.identifier.assign(reinterpret_cast<const char*>(identifier.data()), identifier.size());
   copyText(element.drive_serial, serialIn(result.identifier));
   return result;
@@ -102,11 +98,11 @@ Element decode(Bytes descriptor, kiv_element_type type, std::size_t tags) {
 /// The descriptors of a report that arrived whole.
 std::vector<Element> decodeReport(Bytes report, kiv_element_type type) {
   std::vector<Element> elements;
-  for (Bytes rest = part(report, DATA_HEADER, report.size()); rest.size() >= PAGE_HEADER;) {
+  for (Bytes rest = part(report, REPORT_HEADER, report.size()); rest.size() >= PAGE_HEADER;) {
     const std::size_t length = readBe16(rest, 2);
     const std::size_t tags = bit(rest[1], 7) + bit(rest[1], 6);
     const Bytes page = part(rest, PAGE_HEADER, readBe24(rest, 5));
-    if (rest[0] == type && length >= DESCRIPTOR) {
+    if (rest[0] == type && length >= DESCRIPTOR_HEADER) {
       for (std::size_t at = 0; at + length <= page.size(); at += length)
         elements.push_back(decode(page.subspan(at, length), type, tags));
     }
@@ -144,13 +140,13 @@ bool readElements(ScsiTarget& library, ulong32 maximumTransfer, kiv_element_type
   const std::uint32_t end = std::min<std::uint32_t>(range.first + range.count, 0x10000);
   const std::uint32_t room = std::clamp<std::uint32_t>(maximumTransfer, 4096, LONGEST_ALLOCATION);
   const std::uint32_t most =
-      std::min<std::uint32_t>((room - DATA_HEADER - PAGE_HEADER) / USUAL_DESCRIPTOR, 0xFFFF);
+      std::min<std::uint32_t>((room - REPORT_HEADER - PAGE_HEADER) / USUAL_DESCRIPTOR, 0xFFFF);
   for (std::uint32_t next = range.first; next < end;) {
     const std::uint32_t count = std::min(end - next, most);
     ChangerCmdReadElementStatus command(
         type, static_cast<std::uint16_t>(next), static_cast<std::uint16_t>(count), true,
         type == KIV_ELEMENT_DRIVE,
-        static_cast<ulong32>(DATA_HEADER + PAGE_HEADER + count * USUAL_DESCRIPTOR));
+        static_cast<ulong32>(REPORT_HEADER + PAGE_HEADER + count * USUAL_DESCRIPTOR));
     // A library that does not know its drives' identifiers refuses to be asked for them.
     if (type == KIV_ELEMENT_DRIVE && !send(library, command)) command.setDvcId(false);
     if (command.getExecutionStatus() != CMD_OK) execute(library, command, "its elements");

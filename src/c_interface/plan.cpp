@@ -5,7 +5,7 @@
 
 #include "c_interface/call.h"
 #include "c_interface/code_page.h"
-#include "c_interface/drive_checks.h"
+#include "c_interface/questions.h"
 #include "c_interface/structure.h"
 #include "frame/directory.h"
 #include "kiv/api.h"

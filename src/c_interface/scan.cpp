@@ -8,6 +8,7 @@
 #include "c_interface/code_page.h"
 #include "c_interface/devices.h"
 #include "c_interface/elements.h"
+#include "c_interface/questions.h"
 #include "c_interface/structure.h"
 #include "c_interface/unopened.h"
 #include "device/patience.h"
@@ -19,7 +20,6 @@
 #include "kiv/frame/logger.h"
 #include "kiv/frame/modes.h"
 #include "kiv/kiv.h"
-#include "kiv/scsi/standard_commands.h"
 #include "update/product_string.h"
 
 namespace {
@@ -44,8 +44,7 @@ struct Configuration {
 /// What a device tells of itself, asked once it has told what happened to it.
 FoundDevice identify(ScsiTarget& target) {
   target.openDevice();
-  ScsiCmdTestUnitReady probe;
-  target.scsiExecCDB(probe);
+  clearAttentions(target);
   FoundDevice device{&target, {}, {}};
   kiv_info& info = device.info;
   info.size = sizeof info;

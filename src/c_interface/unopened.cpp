@@ -42,15 +42,14 @@ FoundDevice describe(const UnopenedDevice& device) {
   // one.
   const auto& refusals = device.refusals;
   info.windows_error = refusals.empty() ? ERROR_FILE_NOT_FOUND : refusals.front().error;
-  const bool certain = !refusals.empty() && std::ranges::all_of(refusals, [&](const Refusal& refusal) {
-    return refusal.path == refusals.front().path;
-  });
-  copyText(info.path, certain ? fromCodePage(refusals.front().path) : portPath(device.hostAdapter));
+  copyText(info.path,
+           refusals.size() == 1 ? fromCodePage(refusals.front().path) : portPath(device.hostAdapter));
   return found;
 }
 
 bool isBehind(const UnopenedDevice& device, const std::string& path) {
-  return device.record && std::ranges::find(device.refusals, path, &Refusal::path) != device.refusals.end();
+  const auto isIt = [&](const Refusal& refusal) { return isSamePath(refusal.path, path); };
+  return device.record && std::ranges::any_of(device.refusals, isIt);
 }
 
 }  // namespace
@@ -68,7 +67,7 @@ std::vector<FoundDevice> unopenedDevices(const ScanWitness& witness, const std::
     if (device.record && !isMakers(described.info.vendor)) continue;
     const auto isSame = [&](const FoundDevice& other) {
       return device.record ? addressOf(other.info) == addressOf(described.info)
-                           : std::string_view(other.info.path) == described.info.path;
+                           : isSamePath(other.info.path, described.info.path);
     };
     const bool known =
         std::ranges::any_of(opened, isSame) || (!device.record && std::ranges::any_of(found, isSame));

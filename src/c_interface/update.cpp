@@ -4,8 +4,8 @@
 
 #include "c_interface/call.h"
 #include "c_interface/code_page.h"
-#include "c_interface/drive_checks.h"
 #include "c_interface/plan.h"
+#include "c_interface/questions.h"
 #include "c_interface/settings.h"
 #include "c_interface/structure.h"
 #include "c_interface/update_progress.h"
@@ -85,12 +85,10 @@ class Update {
     result.windows_error = plan.info.windows_error;
     copyText(result.before, plan.info.level);
     copyText(result.wanted, plan.info.wanted);
-    if (plan.info.verdict == KIV_PLAN_CURRENT) {
-      copyText(result.after, plan.info.level);
-      result.verified = 1;
-    }
     if (plan.info.verdict != KIV_PLAN_UPDATE) {
       result.result = plan.info.result;
+      result.verified = plan.info.verdict == KIV_PLAN_CURRENT;
+      copyText(result.after, plan.level);
       copyText(result.text, plan.info.text);
       return;
     }

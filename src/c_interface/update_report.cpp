@@ -1,5 +1,6 @@
 #include "c_interface/update_report.h"
 
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 
@@ -52,6 +53,7 @@ void UpdateReport::write() const {
   if (file && MoveFileExA(newName.c_str(), name.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
     return;
   const DWORD error = GetLastError();
+  std::remove(newName.c_str());
   throw Failure{KIV_UNEXPECTED,
                 fromCodePage(name) + " cannot be written" + (error ? ": " + windowsErrorText(error) : "") +
                     ": make room on the disk, and let the directory be written to.",

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "device/inquiry_list.h"
@@ -15,8 +16,12 @@ struct Refusal {
   DWORD error;
 };
 
+/// Windows' names of devices are the same whatever their case.
+bool isSamePath(std::string_view a, std::string_view b);
+
 struct UnopenedDevice {
-  /// On the way to the device, in the order of the tries. Those that say "not there" are left out.
+  /// On the way to the device, in the order of the tries, each path once. Those that say "not there" are left
+  /// out.
   std::vector<Refusal> refusals;
   /// As the port driver lists it; without one the path of the first refusal is all that is known.
   std::optional<InquiryRecord> record;

@@ -1,4 +1,4 @@
-#include "c_interface/drive_checks.h"
+#include "c_interface/questions.h"
 
 #include "device/arrived_data.h"
 #include "device/patience.h"
@@ -29,6 +29,11 @@ bool isReserved(ScsiTarget& drive) {
 }
 
 }  // namespace
+
+void clearAttentions(ScsiTarget& device) {
+  ScsiCmdTestUnitReady probe;
+  ask(device, probe);
+}
 
 Answer askLevel(ScsiTarget& drive) {
   ScsiCmdInquiry inquiry(0, false, 36);

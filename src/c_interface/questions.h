@@ -1,4 +1,4 @@
-// What a drive tells of itself, asked without changing anything about it.
+// What devices tell of themselves, asked without changing anything about them.
 #pragma once
 
 #include <string>
@@ -11,6 +11,9 @@ struct Answer {
   std::string text;
   Outcome outcome;
 };
+
+/// Lets a device tell what happened to it, so that no command after this one is refused for it.
+void clearAttentions(ScsiTarget& device);
 
 /// The firmware level and the serial number, as they were sent (INQUIRY).
 Answer askLevel(ScsiTarget& drive);
