@@ -9,12 +9,6 @@ target_link_libraries(kiv PRIVATE setupapi advapi32)
 target_link_options(kiv PRIVATE -s -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp
                                 -Wl,--output-def,${PROJECT_BINARY_DIR}/kiv.def)
 
-# What the DLL exports, as a list for a host that binds at run time.
-add_custom_command(TARGET kiv POST_BUILD
-  COMMAND ${CMAKE_COMMAND} -D DEF=${PROJECT_BINARY_DIR}/kiv.def -D OUT=${PROJECT_BINARY_DIR}/generated/kiv_exports.inc
-          -P ${PROJECT_SOURCE_DIR}/cmake/list_exports.cmake
-  BYPRODUCTS ${PROJECT_BINARY_DIR}/generated/kiv_exports.inc VERBATIM)
-
 # The import library for Microsoft's linker and lld-link. It holds the undecorated names only: the decorated ones mean
 # nothing to another compiler.
 find_program(LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14)

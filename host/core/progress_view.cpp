@@ -2,9 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
-#include "host/core/table.h"
+#include "kiv/kiv_c.h"
 
 namespace host {
 namespace {
@@ -12,54 +10,48 @@ namespace {
 constexpr std::size_t barWidth = 20;
 constexpr unsigned percentStep = 10;
 
-/// "downloading              [#####---------------]  25 %  1048576 of 4194304 bytes"
-std::string describe(const Progress& progress, bool withBar) {
-  std::string text = phaseText(progress.phase);
-  if (progress.phase == Phase::Done)
-    return fmt::format("done: the drive runs level {}", printable(progress.level));
-  if (progress.size == 0 || progress.phase > Phase::Downloading) return text;
-  if (progress.phase < Phase::Downloading) return fmt::format("{} ({} bytes)", text, progress.size);
+unsigned percent(const Progress& progress) {
+  return progress.total == 0 ? 0 : static_cast<unsigned>(progress.bytes * 100 / progress.total);
+}
+
+std::string minutes(std::uint32_t seconds) { return fmt::format("{}:{:02}", seconds / 60, seconds % 60); }
+
+/// "download [#####---------------]  25 % 1048576/4194304"
+std::string describe(const Progress& progress, bool withBar, std::uint32_t restartLimit) {
+  const std::string phase = kiv_phase_name(progress.phase);
+  if (progress.phase == KIV_PHASE_RESTART)
+    return fmt::format("{} {} of at most {}, leave it switched on", phase, minutes(progress.seconds),
+                       minutes(restartLimit));
+  if (progress.phase != KIV_PHASE_DOWNLOAD) return phase;
+  std::string bar;
   if (withBar) {
-    const std::size_t filled = barWidth * progress.percent() / 100;
-    text += fmt::format(" [{:#<{}}{:-<{}}]", "", filled, "", barWidth - filled);
+    const std::size_t filled = barWidth * percent(progress) / 100;
+    bar = fmt::format(" [{:#<{}}{:-<{}}]", "", filled, "", barWidth - filled);
   }
-  return text + fmt::format(" {:3} % {} of {} bytes", progress.percent(), progress.sent, progress.size);
+  return fmt::format("{}{} {:3} % {}/{}", phase, bar, percent(progress), progress.bytes, progress.total);
 }
 
 }  // namespace
 
-void ProgressView::startDevice(const Progress& progress) {
-  finish();
-  shown_ = progress;
-  deviceShown_ = true;
-  output_(fmt::format("Drive {}: {} to level {}\n", progress.device, printable(progress.product),
-                      printable(progress.level)));
-}
-
 void ProgressView::show(const Progress& progress) {
-  // A drive that Config.txt does not list, or that needs no update, starts no phase and gets no line.
-  if (progress.phase == Phase::Starting) {
-    finish();
-    return;
-  }
-  const bool newPhase = !deviceShown_ || progress.phase != shown_.phase;
-  if (!deviceShown_) startDevice(progress);
-
+  const std::string text = "  " + describe(progress, terminal_, restartLimit_);
   if (terminal_) {
-    const std::string text = "  " + describe(progress, true);
-    output_(fmt::format("\r{:<{}}", text, lineLength_));
+    write_(fmt::format("\r{:<{}}", text, lineLength_));
     lineLength_ = text.size();
   } else {
-    if (!newPhase && progress.percent() / percentStep == shown_.percent() / percentStep) return;
-    output_("  " + describe(progress, false) + '\n');
+    const bool due = progress.phase != shown_.phase ||
+                     (progress.phase == KIV_PHASE_DOWNLOAD &&
+                      percent(progress) / percentStep != percent(shown_) / percentStep) ||
+                     (progress.phase == KIV_PHASE_RESTART && progress.seconds / 60 != shown_.seconds / 60);
+    if (!due) return;
+    write_(text + '\n');
   }
   shown_ = progress;
 }
 
-void ProgressView::finish() {
-  if (terminal_ && lineLength_ > 0) output_("\n");
+void ProgressView::leaveLine() {
+  if (lineLength_ > 0) write_("\n");
   lineLength_ = 0;
-  deviceShown_ = false;
 }
 
 }  // namespace host

@@ -1,33 +1,36 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
-#include <string>
 #include <string_view>
-
-#include "host/core/progress.h"
 
 namespace host {
 
-/// Shows an update to a person: on a terminal as one line with a bar that is drawn anew, elsewhere (a file, a
-/// log) as a line per phase and per ten percent.
+/// How far the update of one drive is.
+struct Progress {
+  int phase = -1;  ///< kiv_phase
+  std::uint64_t bytes = 0, total = 0;
+  std::uint32_t seconds = 0;  ///< in this phase
+};
+
+/// Shows the update of one drive: on a terminal as one line of less than 60 columns that is drawn anew,
+/// elsewhere as a line for each phase, for ten percent of a download, and for a minute of a restart.
 class ProgressView {
  public:
-  using Output = std::function<void(std::string_view)>;
-
-  ProgressView(Output output, bool terminal) : output_(std::move(output)), terminal_(terminal) {}
+  using Write = std::function<void(std::string_view)>;
+  ProgressView(Write write, bool terminal, std::uint32_t restartLimit)
+      : write_(std::move(write)), terminal_(terminal), restartLimit_(restartLimit) {}
 
   void show(const Progress& progress);
-  /// Ends the line of the last drive.
-  void finish();
+  /// Leaves the line that is drawn anew, so that other text may follow.
+  void leaveLine();
 
  private:
-  void startDevice(const Progress& progress);
-
-  Output output_;
+  Write write_;
   bool terminal_;
-  bool deviceShown_ = false;
+  std::uint32_t restartLimit_;  ///< seconds
   Progress shown_;
-  std::size_t lineLength_ = 0;  ///< of the line that is drawn anew
+  std::size_t lineLength_ = 0;
 };
 
 }  // namespace host

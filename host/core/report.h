@@ -1,30 +1,16 @@
+// scsiExe.txt, as far as the host has to write it itself.
 #pragma once
 
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
+#include "host/core/device.h"
 
 namespace host {
 
-/// One device of scsiInv.txt or scsiExe.txt.
-struct ReportedDevice {
-  std::string component;
-  std::string address;  ///< "adapter,bus,target,lun"
-  std::string product;  ///< "vendor-model:interface:..." as Config.txt knows it
-  std::string level;
-  std::optional<int> result{};  ///< scsiExe.txt only
-  std::string message{};        ///< scsiExe.txt only
-};
+/// Begins the report of a run anew: well-formed, and without a device. Throws HostError when it cannot be
+/// written.
+void startReport();
 
-/// Reads either report. Its values are not escaped and come from devices, so everything that can be told from
-/// markup is taken as it stands. Throws HostError for a text that is no report.
-std::vector<ReportedDevice> readReport(std::string_view text);
-
-/// The inventory as a table for people, numbered as the update commands count.
-std::string inventoryTable(const std::vector<ReportedDevice>& devices);
-
-/// The outcome of an update of all devices as a table for people.
-std::string outcomeTable(const std::vector<ReportedDevice>& devices);
+/// Adds a drive, unless the library has told of it in this run already. What a process left torn when it was
+/// ended goes.
+void addToReport(const Device& drive, int result);
 
 }  // namespace host

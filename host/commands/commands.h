@@ -1,0 +1,81 @@
+// The commands of kivhost. Each returns the exit status, and adds to the document what it found.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/core/document.h"
+#include "host/core/output.h"
+#include "host/core/selection.h"
+#include "host/core/session.h"
+
+namespace host {
+
+struct Options {
+  bool json = false;
+  bool debug = false;
+  std::string log;
+  SessionOptions session;
+
+  Selection selection;
+  UpdateFlags update;
+  bool yes = false;
+  std::uint32_t maxRebootMinutes = 20;
+  bool elements = false;
+  bool xml = false;
+  std::vector<std::string> settings;  ///< NAME=VALUE
+  std::string file, level;
+  std::size_t size = 0;
+};
+
+/// One run of the program.
+struct Run {
+  explicit Run(const Options& given) : options(given), output(given.json), log(given.log, given.debug) {}
+
+  const Options& options;
+  Output output;
+  Log log;
+  Json document = Json::object();  ///< beyond what every command tells
+  std::vector<Warning> warnings;
+
+  Session openSession();
+  /// Throws HostError with KIV_ALREADY_RUNNING while an update holds the lock.
+  void refuseDuringUpdate() const;
+  /// Shows warnings, and keeps them for the document.
+  void warn(const std::vector<Warning>& more);
+  /// Puts the unreachable devices into the document, and says what they are.
+  void tell(const std::vector<Unreachable>& unreachable);
+};
+
+int scan(Run& run);
+int plan(Run& run);
+int update(Run& run);
+int check(Run& run);
+int params(Run& run);
+int elements(Run& run);
+int version(Run& run);
+int makeRoom(Run& run);
+int makeImage(Run& run);
+
+/// The process of one drive: its order comes on standard input.
+int driveProcess();
+
+// For several commands.
+
+/// Adds the elements of a library to a list of the document.
+void addElements(const Device& library, Json& elements);
+std::string elementsTable(const Json& elements);
+
+/// Selects drives. Throws HostError for a library among them.
+std::vector<Device> selectDrives(const Run& run, const Inventory& inventory);
+
+struct PlannedDrive {
+  Device drive;
+  Plan plan;
+};
+/// Scans, selects, and asks each drive; shows the plan.
+std::vector<PlannedDrive> makePlans(Run& run, const Inventory& inventory);
+
+}  // namespace host

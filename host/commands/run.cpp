@@ -1,0 +1,53 @@
+#include <fmt/format.h>
+
+#include "host/commands/commands.h"
+#include "host/core/error.h"
+#include "host/platform/platform.h"
+
+namespace host {
+
+Session Run::openSession() {
+  Session::LogLine sink;
+  if (log.wanted()) sink = [this](std::string_view line) { log.write(line); };
+  return {options.session, sink};
+}
+
+void Run::refuseDuringUpdate() const {
+  if (platform::Lock::isHeld(options.session.lockName()))
+    throw HostError(KIV_ALREADY_RUNNING,
+                    "An update is running here, so no drive was asked: wait until it ends.");
+}
+
+void Run::warn(const std::vector<Warning>& more) {
+  for (const Warning& warning : more) {
+    const std::string line = warning.line == 0 ? "" : fmt::format(", line {}", warning.line);
+    output.complain(fmt::format("{}{}: {}", warning.file, line, warning.message));
+  }
+  warnings.insert(warnings.end(), more.begin(), more.end());
+}
+
+void Run::tell(const std::vector<Unreachable>& unreachable) {
+  document["unreachable"] = toJson(unreachable);
+  for (const Unreachable& device : unreachable)
+    output.complain(fmt::format("{} could not be opened: {}.", device.path, device.message));
+}
+
+std::vector<Device> selectDrives(const Run& run, const Inventory& inventory) {
+  std::vector<Device> drives;
+  for (const Device& device : select(run.options.selection, inventory)) {
+    if (device.isDrive()) {
+      drives.push_back(device);
+    } else if (!run.options.selection.empty()) {
+      throw HostError(exitUsage,
+                      fmt::format("Device {} ({}) is a tape library, and nothing was started: select "
+                                  "drives.",
+                                  device.index, device.name()));
+    }
+  }
+  if (drives.empty())
+    throw HostError(inventory.unreachable.empty() ? KIV_NO_DRIVE_CONNECTED : KIV_NO_ACCESS,
+                    "No tape drive was found: look at \"kivhost scan\".");
+  return drives;
+}
+
+}  // namespace host
