@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 namespace simulator {
 
@@ -20,10 +21,12 @@ class Clock {
 
   /// How much of the simulated time really passes: 0 nothing (tests), 1 all of it, 0.1 a tenth.
   void setRealTimeFactor(double factor) { realTimeFactor_ = factor; }
+  /// Whether it was said how much.
+  bool isPaced() const { return realTimeFactor_.has_value(); }
 
  private:
   std::int64_t now_ = start * 1000;
-  double realTimeFactor_ = 0;
+  std::optional<double> realTimeFactor_;
 };
 
 }  // namespace simulator

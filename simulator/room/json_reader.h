@@ -35,6 +35,12 @@ class JsonReader {
       if (field.size() > longest) fail(key, "must have at most " + std::to_string(longest) + " characters");
     }
   }
+  void read(const char* key, double& field) {
+    if (const auto* value = take(key)) {
+      if (!value->is_number() || value->get<double>() < 0) fail(key, "must be a number that is not negative");
+      field = value->get<double>();
+    }
+  }
   /// A number, or a text such as "0xA1700D75".
   template <std::unsigned_integral T>
   void read(const char* key, T& field, T largest = std::numeric_limits<T>::max(), T smallest = 0) {

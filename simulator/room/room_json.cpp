@@ -241,6 +241,9 @@ std::unique_ptr<Room> Room::fromJson(std::string_view text) {
     return [&, readItem](const json& value, const std::string& path) { readItem(*room, value, path); };
   };
   JsonReader in(document, "");
+  std::optional<double> pace;
+  in.read("pace", pace);
+  if (pace) room->clock().setRealTimeFactor(*pace);
   in.readArray("adapters", into(readAdapter));
   in.readArray("drives", into(readDrive));
   in.readArray("changers", into(readChanger));
