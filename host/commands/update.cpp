@@ -72,12 +72,12 @@ int updateDrives(Run& run, const std::vector<PlannedDrive>& drives) {
       addOutcome(entry, plan, unwritten(drive, plan));
       if (plan.status != KIV_OK) addToReport(drive, plan.status);
     }
-    run.output.say(entry["message"].get<std::string>() + '\n');
+    // Why nothing is written to a drive stands below the plan.
+    if (plan.writes()) run.output.say(entry["message"].get<std::string>() + '\n');
     if (entry["result"] == KIV_OK) ++good;
     if (entry["result"] != KIV_OK) status = entry["result"];
   }
-  run.output.say(
-      fmt::format("\n{} of {} drives run{} the wanted level.\n", good, drives.size(), good == 1 ? "s" : ""));
+  run.output.say(fmt::format("\nDrives that run their wanted level: {} of {}.\n", good, drives.size()));
   return platform::interrupts() > 0 ? static_cast<int>(KIV_INTERRUPTED) : status;
 }
 
