@@ -1,6 +1,7 @@
 #include "kiv/changer/commands.h"
 
 #include "changer/element_status_layout.h"
+#include "frame/guarded.h"
 #include "kiv/changer/element_status.h"
 #include "kiv/frame/logger.h"
 #include "scsi/cdb.h"
@@ -114,17 +115,20 @@ ChangerCmdReadCartridgeLocation::ChangerCmdReadCartridgeLocation(std::uint16_t s
 ChangerCmdReadCartridgeLocation::~ChangerCmdReadCartridgeLocation() = default;
 
 void ChangerCmdReadCartridgeLocation::doTransformation() {
-  locations.clear();
-  elementStatus = std::make_unique<ChangerElementStatusData>(getIoData(), getIoDataLength(), true);
-  if (const ChangerElementStatusPage* page = elementStatus->getElementStatusPage(0)) {
-    for (std::uint16_t i = 0; i < page->getNumberDescriptors(); ++i) {
-      auto* location = dynamic_cast<StorageWithDVCIDElemStatusDescriptor*>(page->getDescriptor(i));
-      if (location != nullptr) locations.push_back(location);
+  transformed = guarded(false, [&] {
+    locations.clear();
+    elementStatus = std::make_unique<ChangerElementStatusData>(getIoData(), getIoDataLength(), true);
+    if (const ChangerElementStatusPage* page = elementStatus->getElementStatusPage(0)) {
+      for (std::uint16_t i = 0; i < page->getNumberDescriptors(); ++i) {
+        auto* location = dynamic_cast<StorageWithDVCIDElemStatusDescriptor*>(page->getDescriptor(i));
+        if (location != nullptr) locations.push_back(location);
+      }
     }
-  }
-  logger->logDebug("SCSI", 0, "decodeReadElementStatus Page 0: num descriptors: %d",
-                   static_cast<int>(locations.size()));
-  transformed = true;
+    logger->logDebug("SCSI", 0, "decodeReadElementStatus Page 0: num descriptors: %d",
+                     static_cast<int>(locations.size()));
+    return true;
+  });
+  if (!transformed) locations.clear();
 }
 
 std::uint16_t ChangerCmdReadCartridgeLocation::getNumberOfCartridgeLocations() {

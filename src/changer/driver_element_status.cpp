@@ -60,19 +60,31 @@ bool isPossible(const Request& request, const GET_CHANGER_PARAMETERS& parameters
 }
 
 /// Reads the status of some elements of one kind. False when the request fails. With product data, Windows'
-/// extended records are asked for, which it tells by the size of the buffer.
+/// extended records are asked for, which it tells by the size of the buffer; a driver that does not know them
+/// answers with plain ones.
 bool readElements(void* changer, const CHANGER_ELEMENT_LIST& list, bool volumeTags, bool productData,
                   std::vector<CHANGER_ELEMENT_STATUS_EX>& elements) {
-  const std::size_t recordSize =
-      productData ? sizeof(CHANGER_ELEMENT_STATUS_EX) : sizeof(CHANGER_ELEMENT_STATUS);
+  std::size_t recordSize = productData ? sizeof(CHANGER_ELEMENT_STATUS_EX) : sizeof(CHANGER_ELEMENT_STATUS);
   CHANGER_READ_ELEMENT_STATUS request{list, static_cast<BOOLEAN>(volumeTags)};
   std::vector<std::uint8_t> answer(list.NumberOfElements * recordSize);
   const auto answered = askDevice(changer, IOCTL_CHANGER_GET_ELEMENT_STATUS, request, answer);
   if (!answered) return false;
-  const std::size_t count = std::min<std::size_t>(*answered, answer.size()) / recordSize;
+  const std::size_t arrived = std::min<std::size_t>(*answered, answer.size());
+  if (productData && arrived != answer.size()) {
+    const bool plain = arrived % sizeof(CHANGER_ELEMENT_STATUS) == 0;
+    const bool extended = arrived % sizeof(CHANGER_ELEMENT_STATUS_EX) == 0;
+    // What may be either, or is neither, cannot be taken apart.
+    if (arrived != 0 && plain == extended) return false;
+    if (plain && arrived != 0) recordSize = sizeof(CHANGER_ELEMENT_STATUS);
+  }
+  const std::size_t count = arrived / recordSize;
   elements.resize(count);
-  for (std::size_t i = 0; i < count; ++i)
+  for (std::size_t i = 0; i < count; ++i) {
     std::memcpy(&elements[i], answer.data() + i * recordSize, recordSize);
+    // Plain records that are told to fill the buffer give themselves away when taken for extended ones.
+    if (productData && elementType(elements[i].Element) != static_cast<DWORD>(list.Element.ElementType))
+      return false;
+  }
   return true;
 }
 

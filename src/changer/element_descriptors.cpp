@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "changer/element_status_layout.h"
+#include "frame/guarded.h"
 #include "kiv/changer/element_status.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
@@ -51,44 +52,52 @@ void ElemStatusDescriptor::decodeData() {
   srcValid = bit(9, 7);
   srcStorageElemAddress = readBe16(bytes(), 10);
   if (primVolumeTagValid && bytesAvailable >= LEAST_WITH_VOLUME_TAG) {
-    primVolumeTag = readText(bytes(), DESCRIPTOR_HEADER, VOLUME_TAG);
+    guarded([&] { primVolumeTag = readText(bytes(), DESCRIPTOR_HEADER, VOLUME_TAG); });
   }
 }
 
 std::string ElemStatusDescriptor::getPrimVolumeTag() const {
-  if (!primVolumeTagValid) return "<not valid>";
-  return primVolumeTag.empty() ? " " : trimmedRight(primVolumeTag);
+  return guarded(std::string(), [&]() -> std::string {
+    if (!primVolumeTagValid) return "<not valid>";
+    return primVolumeTag.empty() ? " " : trimmedRight(primVolumeTag);
+  });
 }
 
 std::string ElemStatusDescriptor::fullToString() const {
-  return std::string("\n Media Present ................. ") + yesNo(full);
+  return guarded(std::string(), [&]() -> std::string {
+    return std::string("\n Media Present ................. ") + yesNo(full);
+  });
 }
 
 std::string ElemStatusDescriptor::exceptToString() const { return except ? "Abnormal" : "Normal"; }
 
 std::string ElemStatusDescriptor::asc_ascqToString() const {
-  char codes[5];
-  std::snprintf(codes, sizeof codes, "%02X%02X", asc, ascq);
-  return std::string("\n ASC/ASCQ ...................... ") + codes;
+  return guarded(std::string(), [&]() -> std::string {
+    char codes[5];
+    std::snprintf(codes, sizeof codes, "%02X%02X", asc, ascq);
+    return std::string("\n ASC/ASCQ ...................... ") + codes;
+  });
 }
 
 std::string ElemStatusDescriptor::srcElemAddressToString() const {
-  const unsigned int source = srcStorageElemAddress;
-  std::string location = "N/A";
-  if (srcValid) {
-    location = std::to_string(source >> 11) + "/" + std::to_string((source & 0x700) >> 8) + "/" +
-               std::to_string((source & 0xF0) >> 4) + "/" + ((source & 1) ? "B" : "A");
-  }
-  return std::string("\n Source Element Address Valid .. ") + yesNo(srcValid) +
-         "\n Source Element Address ........ " + numberOrNone(srcValid, source) +
-         "\n Location (Fra/Col/Row/Acc)..... " + location + " (VX7100/7200 only)";
+  return guarded(std::string(), [&]() -> std::string {
+    const unsigned int source = srcStorageElemAddress;
+    const std::string location = std::to_string(source >> 11) + "/" + std::to_string((source & 0x700) >> 8) +
+                                 "/" + std::to_string((source & 0xF0) >> 4) + "/" +
+                                 ((source & 1) ? "B" : "A");
+    return std::string("\n Source Element Address Valid .. ") + yesNo(srcValid) +
+           "\n Source Element Address ........ " + numberOrNone(srcValid, source) +
+           "\n Location (Fra/Col/Row/Acc)..... " + location + " (VX7100/7200 only)";
+  });
 }
 
 std::string ElemStatusDescriptor::sharedToString() const {
   return fullToString() + asc_ascqToString() + srcElemAddressToString();
 }
 
-std::string ElemStatusDescriptor::toString() const { return sharedToString(); }
+std::string ElemStatusDescriptor::toString() const {
+  return guarded(std::string(), [&]() -> std::string { return sharedToString(); });
+}
 
 void ElementIdentification::decodeIdentification(std::span<const std::uint8_t> descriptor, bool volumeTag) {
   const std::size_t offset = identificationOffset(volumeTag);
@@ -97,7 +106,7 @@ void ElementIdentification::decodeIdentification(std::span<const std::uint8_t> d
   identifierLength = readByte(descriptor, offset + 3);
   const auto rest = descriptor.subspan(std::min(offset + IDENTIFICATION_HEADER, descriptor.size()));
   const auto identifier = rest.first(std::min<std::size_t>(identifierLength, rest.size()));
-  binaryIdentifier.assign(identifier.begin(), identifier.end());
+  guarded([&] { binaryIdentifier.assign(identifier.begin(), identifier.end()); });
 }
 
 std::string ElementIdentification::identifierToString() const {
@@ -124,7 +133,9 @@ std::string StorageElemStatusDescriptor::storageToString() const {
          yesNo(invert) + "\n Volume Tag .................... " + getPrimVolumeTag();
 }
 
-std::string StorageElemStatusDescriptor::toString() const { return storageToString() + sharedToString(); }
+std::string StorageElemStatusDescriptor::toString() const {
+  return guarded(std::string(), [&]() -> std::string { return storageToString() + sharedToString(); });
+}
 
 void StorageWithDVCIDElemStatusDescriptor::decodeData() {
   StorageElemStatusDescriptor::decodeData();
@@ -132,7 +143,10 @@ void StorageWithDVCIDElemStatusDescriptor::decodeData() {
 }
 
 std::string StorageWithDVCIDElemStatusDescriptor::toString() const {
-  return storageToString() + "\n Cartridge Location............. " + identifierToString() + sharedToString();
+  return guarded(std::string(), [&]() -> std::string {
+    return storageToString() + "\n Cartridge Location............. " + identifierToString() +
+           sharedToString();
+  });
 }
 
 void IOElemStatusDescriptor::decodeData() {
@@ -151,7 +165,9 @@ std::string IOElemStatusDescriptor::stationToString() const {
          "\n Export Enabled ................ " + yesNo(exportEnable);
 }
 
-std::string IOElemStatusDescriptor::toString() const { return stationToString() + sharedToString(); }
+std::string IOElemStatusDescriptor::toString() const {
+  return guarded(std::string(), [&]() -> std::string { return stationToString() + sharedToString(); });
+}
 
 void IOElemwDVCIDStatusDescriptor::decodeData() {
   IOElemStatusDescriptor::decodeData();
@@ -162,18 +178,24 @@ void IOElemwDVCIDStatusDescriptor::decodeData() {
       "SCSI", 0, "IOElemwDVCIDStatusDescriptor::decodeData Addr:%04X identifierLength:%d offset:%d",
       elementAddress, identifierLength, static_cast<int>(identificationOffset(primVolumeTagValid)));
   mediaChangerConnected = bit(2, 6) && identifierLength >= LIBRARY_IDENTIFIER;
-  vendorId = readText(binaryIdentifier, 0, 8);
-  modelId = readText(binaryIdentifier, 8, 16);
-  serialNumber = readText(binaryIdentifier, 24, 12);
-  firstStorageElementAddress = readText(binaryIdentifier, 36, 4);
-  frameNumber = readText(binaryIdentifier, 40, 3);
+  // The fields have their places whatever length the identifier claims.
+  const std::size_t identifier = identificationOffset(primVolumeTagValid) + IDENTIFICATION_HEADER;
+  guarded([&] {
+    vendorId = readText(bytes(), identifier, 8);
+    modelId = readText(bytes(), identifier + 8, 16);
+    serialNumber = readText(bytes(), identifier + 24, 12);
+    firstStorageElementAddress = readText(bytes(), identifier + 36, 4);
+    frameNumber = readText(bytes(), identifier + 40, 3);
+  });
 }
 
 std::string IOElemwDVCIDStatusDescriptor::toString() const {
-  return stationToString() + "\n SCS Vendor ID ................. " + vendorId +
-         "\n SCS Model ID .................. " + modelId + "\n SCS Serial Number.............. " +
-         serialNumber + "\n SCS First Storage Address ..... " + firstStorageElementAddress +
-         "\n SCS Frame Number  ............. " + frameNumber + sharedToString();
+  return guarded(std::string(), [&]() -> std::string {
+    return stationToString() + "\n SCS Vendor ID ................. " + vendorId +
+           "\n SCS Model ID .................. " + modelId + "\n SCS Serial Number.............. " +
+           serialNumber + "\n SCS First Storage Address ..... " + firstStorageElementAddress +
+           "\n SCS Frame Number  ............. " + frameNumber + sharedToString();
+  });
 }
 
 void MediumTransportElemStatusDescriptor::decodeData() {
@@ -183,8 +205,10 @@ void MediumTransportElemStatusDescriptor::decodeData() {
 }
 
 std::string MediumTransportElemStatusDescriptor::toString() const {
-  return "\nRobot Address " + std::to_string(elementAddress) + "\n Robot State ................... " +
-         exceptToString() + sharedToString();
+  return guarded(std::string(), [&]() -> std::string {
+    return "\nRobot Address " + std::to_string(elementAddress) + "\n Robot State ................... " +
+           exceptToString() + sharedToString();
+  });
 }
 
 void DataTransferElemStatusDescriptor::decodeData() {
@@ -215,7 +239,9 @@ std::string DataTransferElemStatusDescriptor::driveToString(const std::string& d
          sharedToString();
 }
 
-std::string DataTransferElemStatusDescriptor::toString() const { return driveToString("N/A"); }
+std::string DataTransferElemStatusDescriptor::toString() const {
+  return guarded(std::string(), [&]() -> std::string { return driveToString("N/A"); });
+}
 
 void DataTransferwDVCIDElemStatusDescriptor::decodeData() {
   logger->logDebug("SCSI", 0, "DataTransferwDVCIDElemStatusDescriptor::decodeData");
@@ -228,5 +254,5 @@ bool DataTransferwDVCIDElemStatusDescriptor::isDrivePresent() const {
 }
 
 std::string DataTransferwDVCIDElemStatusDescriptor::toString() const {
-  return driveToString(identifierToString());
+  return guarded(std::string(), [&]() -> std::string { return driveToString(identifierToString()); });
 }

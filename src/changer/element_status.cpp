@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "changer/element_status_layout.h"
+#include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/frame/logger.h"
 #include "kiv/scsi/big_endian.h"
@@ -50,6 +51,15 @@ ChangerElementStatusPage::ChangerElementStatusPage(const std::uint8_t* data, ulo
 
 void ChangerElementStatusPage::initialize() {
   descriptors.clear();
+  const bool whole = guarded(false, [&] {
+    decodeData();
+    return true;
+  });
+  // A part must not pass for the whole.
+  if (!whole) descriptors.clear();
+}
+
+void ChangerElementStatusPage::decodeData() {
   const std::span<const std::uint8_t> page(pageData, bytesAvailable);
   if (page.size() < PAGE_HEADER) return;
   typeCode = page[0];
@@ -82,17 +92,24 @@ std::uint16_t ChangerElementStatusPage::getMaxReportedElementAddress() const {
 }
 
 std::string ChangerElementStatusPage::toString() const {
-  std::string text = "ChangerElementStatusPage::toString(), Type: " + std::to_string(typeCode) +
-                     ", PVolTag " + std::to_string(primaryVolumeTag) + ", DescLength " +
-                     std::to_string(descriptorLength) + ", bytes desc. available " +
-                     std::to_string(byteDescAvailable);
-  for (const auto& descriptor : descriptors) text += descriptor->toString();
-  return text;
+  return guarded(std::string(), [&] {
+    std::string text = "ChangerElementStatusPage::toString(), Type: " + std::to_string(typeCode) +
+                       ", PVolTag " + std::to_string(primaryVolumeTag) + ", DescLength " +
+                       std::to_string(descriptorLength) + ", bytes desc. available " +
+                       std::to_string(byteDescAvailable);
+    for (const auto& descriptor : descriptors) text += descriptor->toString();
+    return text;
+  });
 }
 
 ChangerElementStatusData::ChangerElementStatusData(const std::uint8_t* data, ulong32 length,
                                                    bool deviceIdentifier) {
-  if (data != nullptr) decodeData({data, length}, deviceIdentifier);
+  if (data == nullptr) return;
+  const bool whole = guarded(false, [&] {
+    decodeData({data, length}, deviceIdentifier);
+    return true;
+  });
+  if (!whole) pages.clear();
 }
 
 void ChangerElementStatusData::decodeData(std::span<const std::uint8_t> data, bool deviceIdentifier) {
@@ -125,7 +142,9 @@ std::uint16_t ChangerElementStatusData::getMaxReportedElementAddress() const {
 }
 
 std::string ChangerElementStatusData::toString() const {
-  std::string text;
-  for (const auto& page : pages) text += page->toString();
-  return text;
+  return guarded(std::string(), [&] {
+    std::string text;
+    for (const auto& page : pages) text += page->toString();
+    return text;
+  });
 }

@@ -31,6 +31,16 @@ void logOpened(const char* what, const std::string& name, const ScsiTarget& targ
                    target.getModelName(), target.getSerialNumber());
 }
 
+/// Tries one device. Want of memory costs this one, and not all behind it.
+template <typename Attempt, typename... Where>
+void tryDevice(Attempt&& attempt, const Where&... where) {
+  const bool tried = guarded(false, [&] {
+    attempt();
+    return true;
+  });
+  if (!tried) ScanWitness::failed(where...);
+}
+
 }  // namespace
 
 ReturnCode DeviceController::scanSCSIBus() {
@@ -116,7 +126,7 @@ void DeviceController::scanHostAdapter(unsigned number) {
     logger->logDebug("SCSI", 0, "\\scsi%d: adapterInfo->busdata[%d].NumberOfLogicalUnits : %d", number,
                      busNumber, bus->NumberOfLogicalUnits);
     for (auto record = list->first(*bus); record; record = list->next(*record))
-      addListedDevice(number, *record);
+      tryDevice([&] { addListedDevice(number, *record); }, static_cast<std::uint8_t>(number), *record);
   }
 }
 
@@ -164,22 +174,21 @@ ReturnCode DeviceController::scanKreltDevices() {
                      static_cast<int>(devices.size()));
     for (const std::string& name : devices.names()) {
       if (!startsWithIgnoringCase(name, "Changer") && !startsWithIgnoringCase(name, "Tape")) continue;
-      const std::string path = R"(\\.\)" + name;
-      logger->logDebug("SCSI", 0, "DeviceController::scanKreltDevices QueryDosDevice Checking %s",
-                       path.c_str());
-      const auto number = firstNumberIn(name);
-      if (partial && (!number || *number < firstQORDevice2Scan || *number > lastQORDevice2Scan)) {
-        logger->logDebug("SCSI", 0, R"(\\.\tape generic dd skip device: %s)", path.c_str());
-        continue;
-      }
-      if (!isDeviceNotInExcludeList(path)) continue;
-      ScanWitness::begin();
-      OwnedTarget target = openDriverTarget(path.c_str());
-      if (!target) {
-        ScanWitness::failed();
-        continue;
-      }
-      logOpened("Opened QORScsiTarget", path, appendClosed(deviceList, std::move(target)));
+      tryDevice([&] {
+        const std::string path = R"(\\.\)" + name;
+        logger->logDebug("SCSI", 0, "DeviceController::scanKreltDevices QueryDosDevice Checking %s",
+                         path.c_str());
+        const auto number = firstNumberIn(name);
+        if (partial && (!number || *number < firstQORDevice2Scan || *number > lastQORDevice2Scan)) {
+          logger->logDebug("SCSI", 0, R"(\\.\tape generic dd skip device: %s)", path.c_str());
+          return;
+        }
+        if (!isDeviceNotInExcludeList(path)) return;
+        ScanWitness::begin();
+        OwnedTarget target = openDriverTarget(path.c_str());
+        if (!target) return ScanWitness::failed();
+        logOpened("Opened QORScsiTarget", path, appendClosed(deviceList, std::move(target)));
+      });
     }
     return CMD_OK;
   });
@@ -201,14 +210,16 @@ ReturnCode DeviceController::scanGenericTapeDevices() {
     Sleep(SETTLE_MILLISECONDS);
     for (const std::string& name : devices.names()) {
       if (!startsWithIgnoringCase(name, "Tape")) continue;
-      const std::string path = R"(\\.\)" + name;
-      if (isDeviceInList(path) != nullptr || !isDeviceNotInExcludeList(path)) continue;
-      logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices QueryDosDevice Checking %s",
-                       path.c_str());
-      // Without an address a target is opened by its name.
-      OwnedTarget target =
-          openPassThroughTarget(UNKNOWN_NUMBER, UNKNOWN_ID, UNKNOWN_NUMBER, UNKNOWN_ID, path.c_str());
-      if (target) logOpened("Opened USB ScsiTarget", path, appendClosed(deviceList, std::move(target)));
+      tryDevice([&] {
+        const std::string path = R"(\\.\)" + name;
+        if (isDeviceInList(path) != nullptr || !isDeviceNotInExcludeList(path)) return;
+        logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices QueryDosDevice Checking %s",
+                         path.c_str());
+        // Without an address a target is opened by its name.
+        OwnedTarget target =
+            openPassThroughTarget(UNKNOWN_NUMBER, UNKNOWN_ID, UNKNOWN_NUMBER, UNKNOWN_ID, path.c_str());
+        if (target) logOpened("Opened USB ScsiTarget", path, appendClosed(deviceList, std::move(target)));
+      });
     }
     return CMD_OK;
   });

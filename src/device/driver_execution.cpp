@@ -51,10 +51,18 @@ Outcome runDriverCommand(QORScsiCommand& cmd, HANDLE device) {
   const __time64_t start = _time64(nullptr);
   // A call that succeeds leaves the last error alone, and an old one must not pass for this command's.
   SetLastError(ERROR_SUCCESS);
-  outcome.result = cmd.doOperation(device);
+  outcome.result = cmd.isComplete() ? cmd.doOperation(device) : CMD_NO_MEMORY;
   outcome.error = GetLastError();
   outcome.seconds = static_cast<long>(_time64(nullptr) - start);
   return outcome;
+}
+
+/// Runs an execution; what it lacks memory for counts as the command's outcome too.
+template <typename Execution>
+ReturnCode executeGuarded(ScsiCommand& cmd, Execution&& execution) {
+  const ReturnCode result = guarded(CMD_NO_MEMORY, std::forward<Execution>(execution));
+  if (result == CMD_NO_MEMORY) cmd.setExecutionStatus(result);
+  return result;
 }
 
 bool exceeds(long seconds, ulong32 timeOut) { return seconds > static_cast<std::int64_t>(timeOut); }
@@ -76,9 +84,10 @@ void takeSense(ScsiCommand& cmd, std::span<const std::uint8_t> data) {
 }  // namespace
 
 ReturnCode QORScsiTarget::scsiExecCmd(QORScsiCommand& cmd) {
-  return guarded(CMD_NO_MEMORY, [&] {
-    if (!beginExecution(*this, cmd, "QORScsiTarget::scsiExecCmd")) return CMD_INVALID_HANDLE;
+  return executeGuarded(cmd, [&] {
+    if (const ReturnCode refusal = beginExecution(*this, cmd, "QORScsiTarget::scsiExecCmd")) return refusal;
     const Outcome outcome = runDriverCommand(cmd, deviceHandle);
+    if (outcome.result == CMD_NO_MEMORY) return CMD_NO_MEMORY;
     if (outcome.failed()) cmd.setAdditionalFailureCode(outcome.error);
     if (exceeds(outcome.seconds, cmd.getTimeOut())) {
       logger->logError("SCSI", 0, "QORScsiTarget::scsiExecCmd, TIMEOUT on cmd %s, difftime %.2lf (sec)",
@@ -115,8 +124,8 @@ ReturnCode QORScsiTarget::scsiExecCDB(GenericScsiCommand& cmd) {
 }
 
 ReturnCode QORScsiTarget::sendByDriver(GenericScsiCommand& cmd) {
-  return guarded(CMD_NO_MEMORY, [&] {
-    if (!beginExecution(*this, cmd, "QORScsiTarget::scsiExecCDB")) return CMD_INVALID_HANDLE;
+  return executeGuarded(cmd, [&] {
+    if (const ReturnCode refusal = beginExecution(*this, cmd, "QORScsiTarget::scsiExecCDB")) return refusal;
     takeModelTimeOut(*this, cmd);
     const std::uint32_t opcode = cmd.getCmdCode();
     Outcome outcome;
@@ -126,6 +135,7 @@ ReturnCode QORScsiTarget::sendByDriver(GenericScsiCommand& cmd) {
       logger->logError("SCSI", 0, "QORScsiTarget::scsiExecCDB, Could not create QORCommand for cmd %2.2Xh",
                        opcode);
     }
+    if (outcome.result == CMD_NO_MEMORY) return CMD_NO_MEMORY;
     // The twin is gone, and with it went its outcome into the command.
     if (outcome.failed()) cmd.setAdditionalFailureCode(outcome.error);
     if (exceeds(outcome.seconds, cmd.getTimeOut()) || cmd.getAdditionalFailureCode() == ERROR_SEM_TIMEOUT) {
@@ -141,7 +151,7 @@ ReturnCode QORScsiTarget::sendByDriver(GenericScsiCommand& cmd) {
     } else if (outcome.result == CMD_NOT_SUPPORTED) {
       const ReturnCode result = ScsiTarget::scsiExecCDB(cmd);
       logger->logDebug("SCSI", 0, "QORScsiTarget::scsiExecCDB, Used generic pass-through, cmd %.2Xh", opcode);
-      if (result == CMD_OK) return CMD_OK;
+      if (result == CMD_OK || result == CMD_NO_MEMORY) return result;
     }
     fetchSense(cmd);
     if (cmd.getAdditionalFailureCode() == ERROR_SUCCESS) {

@@ -46,6 +46,8 @@ std::optional<std::string> askDriverVersion(HANDLE device) {
                                   {driver::IOCTL_CHANGER_DRIVER_VERSION, "QOR Changer driver version %s"}};
   for (const Request& request : REQUESTS) {
     driver::VersionBlock version{};
+    // Success is what tells the maker's driver, whatever the length it reports: one that leaves the length at
+    // 0 has no version text, but has its requests.
     if (!askDevice(device, request.code, version)) continue;
     const std::string text(version.text, std::find(version.text, std::end(version.text), '\0'));
     logger->logDebug("SCSI", 0, request.message, text.c_str());

@@ -2,13 +2,19 @@
 
 #include "kiv/frame/logger.h"
 
-bool beginExecution(const ScsiTarget& target, ScsiCommand& cmd, const char* operation) {
+ReturnCode beginExecution(const ScsiTarget& target, ScsiCommand& cmd, const char* operation) {
   cmd.clearSenseData();
   cmd.clearStatusData();
-  if (target.isOpened()) return true;
-  logger->logError("SCSI", 0, "%s, invalid device handle on cmd %2.2Xh", operation, cmd.getCmdCode());
-  cmd.setExecutionStatus(CMD_INVALID_HANDLE);
-  return false;
+  if (target.isOpened() && cmd.isComplete()) return CMD_OK;
+  if (target.isOpened()) {
+    logger->logError("SCSI", 0, "%s, no memory for the buffers of cmd %2.2Xh: not sent", operation,
+                     cmd.getCmdCode());
+    cmd.setExecutionStatus(CMD_NO_MEMORY);
+  } else {
+    logger->logError("SCSI", 0, "%s, invalid device handle on cmd %2.2Xh", operation, cmd.getCmdCode());
+    cmd.setExecutionStatus(CMD_INVALID_HANDLE);
+  }
+  return cmd.getExecutionStatus();
 }
 
 void takeModelTimeOut(ScsiTarget& target, ScsiCommand& cmd) {

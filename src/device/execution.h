@@ -3,9 +3,10 @@
 
 #include "kiv/device/target.h"
 
-/// Clears what an earlier execution left. False when the target is not open, with that outcome in the
-/// command; `operation` tells the log who found out.
-bool beginExecution(const ScsiTarget& target, ScsiCommand& cmd, const char* operation);
+/// Clears what an earlier execution left. CMD_OK when the command can be sent; otherwise the outcome, which
+/// the command has too: CMD_INVALID_HANDLE when the target is not open, CMD_NO_MEMORY when a buffer of the
+/// command is missing. `operation` tells the log who found out.
+ReturnCode beginExecution(const ScsiTarget& target, ScsiCommand& cmd, const char* operation);
 
 /// Gives the command the time-out that the target's model has for its operation code, if it has one.
 void takeModelTimeOut(ScsiTarget& target, ScsiCommand& cmd);

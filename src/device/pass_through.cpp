@@ -46,7 +46,7 @@ ReturnCode ScsiTarget::scsiExecCDB(GenericScsiCommand& cmd) {
 }
 
 ReturnCode ScsiTarget::sendByPort(GenericScsiCommand& cmd) {
-  if (!beginExecution(*this, cmd, "ScsiTarget::scsiExecCDB")) return CMD_INVALID_HANDLE;
+  if (const ReturnCode refusal = beginExecution(*this, cmd, "ScsiTarget::scsiExecCDB")) return refusal;
   takeModelTimeOut(*this, cmd);
   const std::uint32_t opcode = cmd.getCmdCode();
 

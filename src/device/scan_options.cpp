@@ -134,6 +134,7 @@ void DeviceController::parseScanOptions(bool force, bool scanDriverDevices, std:
 }
 
 void DeviceController::parseExcludeList(const std::string& exclude) {
+  if (exclude.empty()) return;
   excludeList = splitString(exclude, ':');
   for (std::string& entry : excludeList) {
     logger->logInfo("SCSI", 0, "Parse exclude %s", entry.c_str());
@@ -182,7 +183,7 @@ bool DeviceController::isQORDevicePartOfScan(std::string name) {
     const std::size_t prefixLength = scanStart.find_first_of(DIGITS);
     return number && prefixLength != std::string::npos && *number >= firstQORDevice2Scan &&
            *number <= lastQORDevice2Scan &&
-           startsWithIgnoringCase(name, std::string_view(scanStart).substr(0, prefixLength)) &&
+           name.starts_with(std::string_view(scanStart).substr(0, prefixLength)) &&
            isDeviceNotInExcludeList(name);
   });
 }

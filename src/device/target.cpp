@@ -29,8 +29,9 @@ ScsiTarget& ScsiTarget::operator=(const ScsiTarget& other) = default;
 ScsiTarget::~ScsiTarget() = default;
 
 ReturnCode ScsiTarget::openDevice() {
-  if (hostAdapterId == UNKNOWN_NUMBER || targetId == UNKNOWN_ID || lun == UNKNOWN_ID ||
-      busNumber == UNKNOWN_NUMBER)
+  // The last host adapter bears the number that stands for none; what was identified there has its address.
+  const bool hostUnknown = hostAdapterId == UNKNOWN_NUMBER && !inquiryDataValid;
+  if (hostUnknown || targetId == UNKNOWN_ID || lun == UNKNOWN_ID || busNumber == UNKNOWN_NUMBER)
     return CMD_NO_ADDRESS;
   if (isOpened()) return CMD_OK;
   return openDevice(hostAdapterId, targetId, busNumber, lun, driverName.c_str(), 1);

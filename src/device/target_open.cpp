@@ -205,8 +205,11 @@ ReturnCode ScsiTarget::openDeviceNoInq(std::uint8_t hostAdapter, std::uint64_t t
 
     const bool addressUnknown =
         target == UNKNOWN_ID && unit == UNKNOWN_ID && hostAdapter == UNKNOWN_NUMBER && bus == UNKNOWN_NUMBER;
-    const bool byName =
-        (addressUnknown && !wantedName.empty()) || (hostAdapter == OPEN_BY_NAME && target != UNKNOWN_ID);
+    // A host adapter may have the number that asks for opening by name: the scan names its port, and what was
+    // identified there once is there.
+    const bool foundByPort = inquiryDataValid || wantedName == portPath(hostAdapter);
+    const bool byName = (addressUnknown && !wantedName.empty()) ||
+                        (hostAdapter == OPEN_BY_NAME && target != UNKNOWN_ID && !foundByPort);
     const auto fail = [&] {
       association.logFailure(wantedName, byName);
       return CMD_ERROR;

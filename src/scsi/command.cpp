@@ -9,13 +9,19 @@
 
 namespace {
 
-/// Replaces a buffer by a zeroed one of n bytes, or by none.
+enum Buffer : std::uint8_t { CDB = 1, SENSE_DATA = 2, IO_DATA = 4 };
+
+/// Replaces a buffer by a zeroed one of n bytes, or by none; marks it among the missing ones when it cannot
+/// be had.
 template <typename Length>
-ReturnCode replaceBuffer(std::uint8_t*& buffer, Length& length, Length n) {
+ReturnCode replaceBuffer(std::uint8_t*& buffer, Length& length, Length n, std::uint8_t& missing,
+                         Buffer which) {
   delete[] buffer;
   buffer = n == 0 ? nullptr : new (std::nothrow) std::uint8_t[n]();
   length = buffer == nullptr ? Length{0} : n;
-  return length == n ? CMD_OK : CMD_NO_MEMORY;
+  const bool had = length == n;
+  missing = static_cast<std::uint8_t>(had ? missing & ~which : missing | which);
+  return had ? CMD_OK : CMD_NO_MEMORY;
 }
 
 template <typename Value>
@@ -29,8 +35,8 @@ ReturnCode store(Value& field, Value value) {
 ScsiCommand::ScsiCommand() = default;
 
 ScsiCommand::ScsiCommand(CDBLength cdbBytes) {
-  replaceBuffer(senseData, senseDataLength, DEFAULT_SENSE_LENGTH);
-  replaceBuffer<std::uint8_t>(cdb, cdbLength, cdbBytes);
+  replaceBuffer(senseData, senseDataLength, DEFAULT_SENSE_LENGTH, missingBuffers, SENSE_DATA);
+  replaceBuffer<std::uint8_t>(cdb, cdbLength, cdbBytes, missingBuffers, CDB);
 }
 
 ScsiCommand::~ScsiCommand() {
@@ -40,14 +46,21 @@ ScsiCommand::~ScsiCommand() {
 }
 
 ReturnCode ScsiCommand::setSenseDataLength(std::uint8_t n) {
-  return replaceBuffer(senseData, senseDataLength, n);
+  return replaceBuffer(senseData, senseDataLength, n, missingBuffers, SENSE_DATA);
 }
 
 ReturnCode ScsiCommand::setIoDataLength(ulong32 n) {
-  return n == ioDataLength ? CMD_OK : replaceBuffer(ioData, ioDataLength, n);
+  if (n != 0 && n == ioDataLength) return CMD_OK;
+  if (n == 0 || n > ioDataLength) return replaceBuffer(ioData, ioDataLength, n, missingBuffers, IO_DATA);
+  // Less needs no memory: the last, shorter piece of a firmware image must not fail for the want of it.
+  ioDataLength = n;
+  std::ranges::fill(ioDataSpan(), std::uint8_t{0});
+  return CMD_OK;
 }
 
-ReturnCode ScsiCommand::setCdbLength(std::uint8_t n) { return replaceBuffer(cdb, cdbLength, n); }
+ReturnCode ScsiCommand::setCdbLength(std::uint8_t n) {
+  return replaceBuffer(cdb, cdbLength, n, missingBuffers, CDB);
+}
 
 ReturnCode ScsiCommand::setTimeOut(ulong32 seconds) {
   timeOut = seconds;
@@ -102,6 +115,7 @@ ReturnCode ScsiCommand::takeoverCmdData(ScsiCommand& other) {
     result = std::max(result, setIoDataLength(other.ioDataLength));
     std::copy_n(other.ioData, ioDataLength, ioData);
   }
+  missingBuffers |= other.missingBuffers;
   copyOutcome(other);
   return result;
 }

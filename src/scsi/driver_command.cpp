@@ -57,4 +57,5 @@ void QORScsiCommand::borrowBuffers() {
   senseDataLength = genericCommand->getSenseDataLength();
   cdb = genericCommand->getCdb();
   cdbLength = genericCommand->getCdbLength();
+  missingBuffers = genericCommand->missingBuffers;
 }

@@ -1,5 +1,6 @@
 #include <cstddef>
 
+#include "frame/guarded.h"
 #include "kiv/frame/text.h"
 #include "kiv/scsi/standard_commands.h"
 #include "scsi/cdb.h"
@@ -13,6 +14,16 @@ constexpr std::uint8_t INTEGER_WIDTH = 8;
 
 std::uint8_t parameterLength(std::span<const std::uint8_t> page, std::size_t offset) {
   return readByte(page, offset + 3);
+}
+
+bool holds(std::span<const std::uint8_t> page, std::size_t offset, std::size_t length) {
+  return offset + length <= page.size();
+}
+
+/// Whether a parameter is there with its whole value.
+bool holdsParameter(std::span<const std::uint8_t> page, std::size_t offset) {
+  return holds(page, offset, PARAMETER_HEADER) &&
+         holds(page, offset + PARAMETER_HEADER, parameterLength(page, offset));
 }
 
 }  // namespace
@@ -49,6 +60,7 @@ std::uint16_t ScsiCmdLogSense::getParameterOffset(std::uint16_t code) const {
   const std::size_t end = getPageLength();
   if (end > page.size()) return 0;
   for (std::size_t offset = PAGE_HEADER; offset < end;) {
+    if (!holds(page, offset, PARAMETER_HEADER)) return 0;
     if (readBe16(page, offset) == code) return static_cast<std::uint16_t>(offset);
     const std::uint8_t length = parameterLength(page, offset);
     if (length == 0) return 0;
@@ -59,7 +71,7 @@ std::uint16_t ScsiCmdLogSense::getParameterOffset(std::uint16_t code) const {
 
 std::uint64_t ScsiCmdLogSense::getAttributeValue(std::uint16_t code) const {
   const std::size_t offset = getParameterOffset(code);
-  if (offset == 0) return 0;
+  if (offset == 0 || !holdsParameter(ioDataSpan(), offset)) return 0;
   return readBigEndian(ioDataSpan(), offset + PARAMETER_HEADER, parameterLength(ioDataSpan(), offset));
 }
 
@@ -77,19 +89,22 @@ bool ScsiCmdLogSense::getParameter(std::uint16_t offset, std::uint16_t& code, st
   code = 0;
   length = 0;
   value = 0;
-  if (getPageLength() <= offset) return false;
+  if (getPageLength() <= offset || !holds(ioDataSpan(), offset, PARAMETER_HEADER)) return false;
   code = readBe16(ioDataSpan(), offset);
   length = parameterLength(ioDataSpan(), offset);
-  if (length == 0 || length > INTEGER_WIDTH) return false;
+  if (length == 0 || length > INTEGER_WIDTH || !holdsParameter(ioDataSpan(), offset)) return false;
   value = readBigEndian(ioDataSpan(), offset + PARAMETER_HEADER, length);
   return true;
 }
 
 std::string ScsiCmdLogSense::getAttributeValueAsString(std::uint16_t code) const {
-  const std::size_t offset = getParameterOffset(code);
-  if (offset == 0) return {};
-  if (isAttributeTypeInteger(code) == CMD_OK) return std::to_string(getAttributeValue(code));
-  std::string text = readText(ioDataSpan(), offset + PARAMETER_HEADER, parameterLength(ioDataSpan(), offset));
-  trimString(text, "\r\n\t");
-  return text;
+  return guarded(std::string(), [&]() -> std::string {
+    const std::size_t offset = getParameterOffset(code);
+    if (offset == 0 || !holdsParameter(ioDataSpan(), offset)) return {};
+    if (isAttributeTypeInteger(code) == CMD_OK) return std::to_string(getAttributeValue(code));
+    std::string text =
+        readText(ioDataSpan(), offset + PARAMETER_HEADER, parameterLength(ioDataSpan(), offset));
+    trimString(text, "\r\n\t");
+    return text;
+  });
 }

@@ -1,12 +1,21 @@
 #include "kiv/scsi/standard_commands.h"
 
+#include "frame/guarded.h"
 #include "scsi/cdb.h"
 #include "scsi/text_field.h"
 
 namespace {
 
+/// Where an entry of the LUN list begins, in bytes.
+std::size_t lunOffset(ulong32 index) { return 8 + std::size_t{8} * index; }
+
 // A parameter list length of a six-byte mode command; 0 asks for as much as its one byte can say.
 std::uint8_t modeLength(std::uint8_t length) { return length == 0 ? 255 : length; }
+
+/// A text field of the data; nothing without memory for it.
+std::string textOf(const ScsiCommand& command, std::size_t offset, std::size_t width) {
+  return guarded(std::string(), [&] { return readText(command.ioDataSpan(), offset, width); });
+}
 
 }  // namespace
 
@@ -29,13 +38,13 @@ bool ScsiCmdInquiry::isStandardInquiry() const {
   return !hasFlag(cdbSpan(), 1, 0x01) && readByte(cdbSpan(), 2) == 0;
 }
 std::string ScsiCmdInquiry::getVendorId() const {
-  return isStandardInquiry() ? readText(ioDataSpan(), 8, 8) : std::string();
+  return isStandardInquiry() ? textOf(*this, 8, 8) : std::string();
 }
 std::string ScsiCmdInquiry::getProductId() const {
-  return isStandardInquiry() ? readText(ioDataSpan(), 16, 16) : std::string();
+  return isStandardInquiry() ? textOf(*this, 16, 16) : std::string();
 }
 std::string ScsiCmdInquiry::getRevisionLevel() const {
-  return isStandardInquiry() ? readText(ioDataSpan(), 32, 4) : std::string();
+  return isStandardInquiry() ? textOf(*this, 32, 4) : std::string();
 }
 std::uint8_t ScsiCmdInquiry::getPeripheralDeviceType() const {
   return isStandardInquiry() ? readByte(ioDataSpan(), 0) & 0x1F : 0;
@@ -113,13 +122,14 @@ ulong32 ScsiCmdReportLuns::getNumberOfAttachedLuns() const {
   return ioDataLength < 4 ? 0 : readBe32(ioDataSpan(), 0) / 8;
 }
 std::uint64_t ScsiCmdReportLuns::getAttachedLun(ulong32 index) const {
-  return readBe64(ioDataSpan(), 8 + std::size_t{8} * index);
+  const std::size_t offset = lunOffset(index);
+  return offset + 8 > ioDataLength ? 0 : readBe64(ioDataSpan(), offset);
 }
 std::uint8_t ScsiCmdReportLuns::getAddressMethod(ulong32 index) const {
   return static_cast<std::uint8_t>(getAttachedLun(index) >> 62);
 }
 std::uint16_t ScsiCmdReportLuns::getLunViaAddressMethod(ulong32 index) const {
-  const std::uint16_t firstLevel = readBe16(ioDataSpan(), 8 + std::size_t{8} * index);
+  const auto firstLevel = static_cast<std::uint16_t>(getAttachedLun(index) >> 48);
   switch (getAddressMethod(index)) {
     case 0:
       return firstLevel & 0x00FF;

@@ -50,9 +50,7 @@ void TapeCmdDisplayMessage::setMessage(int index, const char* text) {
     if (text != nullptr) std::copy_n(text, strnlen(text, message.size()), message.begin());
   }
   const auto& [first, second] = parameters.messages;
-  logger->logDebug("SCSI", 0, "TapeCmdDisplayMessage, msg 1 %s, msg 2 %s",
-                   std::string(first.begin(), first.end()).c_str(),
-                   std::string(second.begin(), second.end()).c_str());
+  logger->logDebug("SCSI", 0, "TapeCmdDisplayMessage, msg 1 %.8s, msg 2 %.8s", first.data(), second.data());
 }
 
 void TapeCmdDisplayMessage::setType(int type) {

@@ -310,6 +310,21 @@ TEST_F(ChangerTwins, RefuseWhatTheInterfaceCannotTell) {
   fails(4, 0x0100, false, "QORChangerCmdReadElementStatus::getElemInfo() failed");
 }
 
+TEST_F(ChangerTwins, TellPlainRecordsFromExtendedOnes) {
+  struct {
+    std::size_t records, size;
+    int elements;
+  } const rows[] = {{2, 100, 2}, {2, 156, 2}, {1, 130, -1}};
+  for (const auto& row : rows) {
+    Bytes answer(row.records * row.size);
+    for (std::size_t i = 0; i < row.records; ++i) answer[i * row.size] = ChangerDrive;
+    driver.answers(IOCTL_CHANGER_GET_ELEMENT_STATUS, answer);
+    ChangerCmdReadElementStatus cmd(4, 0x100, 4, false, true, 400);
+    const bool done = Twin(cmd.createQORCommand())->doOperation(handle) == CMD_OK;
+    EXPECT_EQ(done ? cmd.getNumberElementsAvail() : -1, row.elements) << row.records << " of " << row.size;
+  }
+}
+
 TEST_F(ChangerTwins, TakeNoMoreThanTheDriverReturns) {
   CHANGER_ELEMENT_STATUS record{};
   record.Flags = ELEMENT_STATUS_SVALID;

@@ -53,7 +53,7 @@ const std::string libraryImage =
 
 const std::string noSource =
     "\n Source Element Address Valid .. No\n Source Element Address ........ N/A"
-    "\n Location (Fra/Col/Row/Acc)..... N/A (VX7100/7200 only)";
+    "\n Location (Fra/Col/Row/Acc)..... 0/0/0/A (VX7100/7200 only)";
 const std::string libraryText =
     "ChangerElementStatusPage::toString(), Type: 1, PVolTag 0, DescLength 16, bytes desc. available 16"
     "\nRobot Address 1\n Robot State ................... Normal"

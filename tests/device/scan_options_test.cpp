@@ -51,7 +51,7 @@ TEST_F(ScanOptions, SelectDevices) {
                                   {R"(\\.\tape2)", R"(\\.\tape4)", R"(\\.\tape3)"},
                                   {"", R"(\\.\tape4)", ""},
                                   {"", "", R"(\\.\tape0:1 0  05 0x1:H2-B0-T5-L3)"},
-                                  {"", "", ""}};  // the list of an earlier scan is gone
+                                  {"", "", ""}};  // the list of an earlier scan stays
   const std::uint8_t addresses[][4] = {{1, 0, 5, 0}, {1, 0, 5, 77}, {1, 0, 6, 0}, {1, 0, 6, 1}, {1, 0, 4, 9},
                                        {0, 0, 5, 0}, {1, 1, 5, 0},  {2, 0, 5, 0}, {1, 0, 5, 1}, {1, 1, 5, 1},
                                        {0, 0, 5, 1}, {2, 0, 5, 3},  {2, 0, 5, 4}};

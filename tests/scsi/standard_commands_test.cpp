@@ -110,6 +110,9 @@ TEST(StandardCommands, DecodeReportedLuns) {
   for (const ulong32 i : {0u, 1u, 2u, 3u, 4u, 0x1FFFFFFFu, 0xFFFFFFFFu}) tell(i);
   luns.getIoData()[8] = 0xC1;
   tell(0);
+  luns.setAllocationLength(15);  // an entry that is not wholly there
+  std::ranges::fill(luns.ioDataSpan(), std::uint8_t{0x40});
+  EXPECT_EQ(luns.getAttachedLun(0) + luns.getLunViaAddressMethod(0), 0u);
   luns.setAllocationLength(3);
   std::ranges::fill(luns.ioDataSpan(), std::uint8_t{0xFF});
   TELL(luns.getNumberOfAttachedLuns());
@@ -156,6 +159,14 @@ TEST(LogSense, DistrustsLengths) {
     answered(command, data);
     record(page, command.getParameterOffset(0), command.getAttributeValue(0));
   }
+  ScsiCmdLogSense cut(1, 0x0C, 0, 10);
+  answered(cut, bytes("0C 00 00 09 00 01 00 04 12 34"));
+  EXPECT_EQ(cut.getAttributeValue(1), 0u);
+  EXPECT_EQ(cut.getAttributeValueAsString(1), "");
+  std::uint16_t code = 0;
+  std::uint8_t length = 0;
+  std::uint64_t value = 9;
+  EXPECT_FALSE(cut.getParameter(4, code, length, value));
   // The longest page, whose last parameter reaches beyond what 16 bits can count.
   ScsiCmdLogSense longest(1, 0x0C, 0, 0xFFFF);
   std::ranges::fill(longest.ioDataSpan(), std::uint8_t{0xFF});

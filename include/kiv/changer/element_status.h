@@ -12,6 +12,9 @@
 
 // READ ELEMENT STATUS data (SMC-3): a header, then a page per element type with descriptors of one length.
 // The image is not copied: it must live while it is decoded. What was decoded stays valid after it.
+//
+// Nothing is thrown: a page or an image without memory for all of its content stays empty, and so does a
+// text.
 
 /// One element. A descriptor of which less than its full length is there keeps its defaults: zero and empty.
 class KIV_API ElemStatusDescriptor {
@@ -233,6 +236,8 @@ class KIV_API ChangerElementStatusPage {
   std::uint16_t getMaxReportedElementAddress() const;
 
  private:
+  void decodeData();
+
   const std::uint8_t* pageData;
   ulong32 bytesAvailable;
   bool withIdentifier;

@@ -37,7 +37,7 @@ class KIV_API DeviceController {
   /// maker's driver is asked too.
   ///
   /// `exclude` lists device names and addresses that are never added, with ":" between them. It replaces the
-  /// list of an earlier call.
+  /// list of an earlier call, which an empty one leaves as it was.
   void parseScanOptions(bool forceRescan, bool scanDriverDevices, std::string start, std::string end,
                         std::string exclude);
   /// Finds all devices that the options ask for. CMD_OK, whatever was found, or CMD_NO_MEMORY.

@@ -48,7 +48,8 @@ class KIV_API ScsiCommand {
   virtual ~ScsiCommand();
 
   /// Each replaces its buffer by a zeroed one of n bytes (none for 0). CMD_OK, or CMD_NO_MEMORY with length
-  /// 0. setIoDataLength leaves the buffer and its content alone when n is its present length.
+  /// 0: until a buffer of some length can be had, the command is not sent. setIoDataLength leaves the buffer
+  /// and its content alone when n is its present length.
   virtual ReturnCode setSenseDataLength(std::uint8_t n);
   virtual ReturnCode setIoDataLength(ulong32 n);
   virtual ReturnCode setCdbLength(std::uint8_t n);
@@ -62,6 +63,8 @@ class KIV_API ScsiCommand {
   std::uint8_t* getCdb() { return cdb; }
   const std::uint8_t* getCdb() const { return cdb; }
   std::uint8_t getCdbLength() const { return cdbLength; }
+  /// Whether all buffers that were asked for could be had. Otherwise targets answer CMD_NO_MEMORY.
+  bool isComplete() const { return missingBuffers == 0; }
 
   /// The three buffers with their lengths.
   std::span<std::uint8_t> ioDataSpan() { return {ioData, ioDataLength}; }
@@ -125,6 +128,12 @@ class KIV_API ScsiCommand {
   std::uint8_t targetStatus = 0xFF;
   std::uint8_t hostStatus = 0xFF;
   bool timeoutOccurred = false;
+
+ private:
+  /// A bit for each buffer that could not be had.
+  std::uint8_t missingBuffers = 0;
+
+ protected:
   ulong32 additionalFailureCode = 0;
 
  private:

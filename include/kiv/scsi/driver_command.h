@@ -25,10 +25,10 @@ class KIV_API QORScsiCommand : public ScsiCommand {
   /// no request for it: the caller may then send the CDB instead. The base answers CMD_NOT_SUPPORTED.
   virtual ReturnCode doOperation(void* deviceHandle);
 
- protected:
   /// Zeroes the data buffer, then copies at most its length from `source`.
   void copyIoData(const void* source, ulong32 n);
 
+ protected:
   GenericScsiCommand* genericCommand = nullptr;
 
  private:

@@ -67,6 +67,9 @@ class KIV_API QORScsiCmdRequestSense : public QORScsiCommand {
   QORScsiCmdRequestSense() = default;
   /// On its own, with a data buffer of `allocation` bytes, 32 for 0.
   explicit QORScsiCmdRequestSense(ulong32 allocation);
+  /// So that a literal 0 is a length, and no null pointer.
+  explicit QORScsiCmdRequestSense(int allocation)
+      : QORScsiCmdRequestSense(static_cast<ulong32>(allocation)) {}
 
   ReturnCode doOperation(void* deviceHandle) override;
 };
