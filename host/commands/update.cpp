@@ -54,6 +54,17 @@ std::string unwritten(const Device& drive, const Plan& plan) {
                      plan.level.empty() ? "" : ", it still runs level " + plan.level);
 }
 
+/// What one drive can do to this process must not keep the next one from its update.
+Json updateOne(Run& run, const PlannedDrive& planned) {
+  Device drive = planned.drive;
+  drive.level = planned.plan.level;
+  try {
+    return updateInProcess(orderFor(run, drive, planned.plan), drive, run.output, run.log);
+  } catch (const HostError& error) {
+    return outcome(error.status, drive.level, "", 0, fmt::format("{}: {}", drive.name(), error.what()));
+  }
+}
+
 /// One drive after the other. Returns the exit status.
 int updateDrives(Run& run, const std::vector<PlannedDrive>& drives) {
   int status = KIV_OK;
@@ -65,17 +76,18 @@ int updateDrives(Run& run, const std::vector<PlannedDrive>& drives) {
     if (plan.writes()) {
       run.output.say(fmt::format("\nDrive {} of {}: {} at {}, {} to {}\n", i + 1, drives.size(), drive.name(),
                                  addressText(drive.address), plan.level, plan.wanted));
-      Device asPlanned = drive;
-      asPlanned.level = plan.level;
-      entry.update(updateInProcess(orderFor(run, drive, plan), asPlanned, run.output, run.log));
+      entry.update(updateOne(run, drives[i]));
+      run.output.say(entry["message"].get<std::string>() + '\n');
     } else {
+      // People have read below the plan why nothing is written.
       addOutcome(entry, plan, unwritten(drive, plan));
       if (plan.status != KIV_OK) addToReport(drive, plan.status);
     }
-    // Why nothing is written to a drive stands below the plan.
-    if (plan.writes()) run.output.say(entry["message"].get<std::string>() + '\n');
-    if (entry["result"] == KIV_OK) ++good;
-    if (entry["result"] != KIV_OK) status = entry["result"];
+    if (entry["result"] == KIV_OK) {
+      ++good;
+    } else {
+      status = entry["result"];
+    }
   }
   run.output.say(fmt::format("\nDrives that run their wanted level: {} of {}.\n", good, drives.size()));
   return platform::interrupts() > 0 ? static_cast<int>(KIV_INTERRUPTED) : status;

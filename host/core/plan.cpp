@@ -64,11 +64,11 @@ Plan makePlan(const Device& drive, const UpdateFlags& flags) {
   plan.sense = info.sense;
   plan.why = text(info.text);
   Verdict verdict = verdictOf(info.verdict);
-  const std::string path = text(info.image_path);
-  if (!path.empty() && info.verdict > KIV_PLAN_IMAGE_MISSING) {
-    const ImageCheck check = checkImage(toPath(path));
-    plan.image = Image{text(info.image), info.image_bytes, check.sha256};
-    if (!check.complaint.empty() && info.verdict > KIV_PLAN_IMAGE_UNUSABLE) {
+  if (info.verdict > KIV_PLAN_IMAGE_MISSING) plan.image = Image{text(info.image), info.image_bytes, ""};
+  if (info.verdict > KIV_PLAN_IMAGE_UNUSABLE) {
+    const ImageCheck check = checkImage(toPath(text(info.image_path)));
+    plan.image->sha256 = check.sha256;
+    if (!check.complaint.empty()) {
       verdict = imageMismatch;
       plan.why = check.complaint;
     }

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstdlib>
 #include <fstream>
 
 #include "host/platform/platform.h"
@@ -43,7 +44,9 @@ std::vector<std::string> arguments(int, char**) {
 void useBinaryOutput() {
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
-  SetConsoleOutputCP(CP_UTF8);
+  // The console keeps its code page when this process ends.
+  static const UINT before = GetConsoleOutputCP();
+  if (before != 0 && SetConsoleOutputCP(CP_UTF8)) std::atexit([] { SetConsoleOutputCP(before); });
 }
 
 std::string computerName() {

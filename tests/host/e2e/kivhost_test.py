@@ -210,6 +210,7 @@ class Others(unittest.TestCase):
         self.assertEqual(document["drives"][0]["image"], {"file": "px6.bin", "bytes": 3 * CHUNK, "sha256": SUM})
         self.assertEqual({w["line"] for w in document["warnings"]}, {3})
         self.assertEqual(before, {name: os.stat(room.file(name)).st_mtime_ns for name in os.listdir(room.path)})
+        self.assertEqual(room.run("check", "--json")[1]["warnings"], document["warnings"])
         self.assertEqual(room.run("check")[0], 1)
         room.write("Config.txt", CONFIG)
         self.assertEqual(room.run("check")[0], 0)
