@@ -1,9 +1,9 @@
 /* The public face of kiv.dll: scan the buses for tape drives and libraries, update drive firmware.
  *
  * Calling order: load the library, kivInit(), scanScsiBus(), any number of updates, kivFini(), unload. One
- * thread at a time; a call may block for minutes. The four functions below are usable from C and from any C++;
- * everything else here serves hosts of the library's own compiler. Hosts of any language and compiler have more
- * in kiv/kiv_c.h.
+ * thread at a time; a call may block for minutes. The four functions below are usable from C and from any
+ * C++; everything else here serves hosts of the library's own compiler. Hosts of any language and compiler
+ * have more in kiv/kiv_c.h.
  */
 #ifndef KIV_KIV_H
 #define KIV_KIV_H

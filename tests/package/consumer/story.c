@@ -1,5 +1,5 @@
-/* A host on the C interface: scans, plans and updates a drive of the default room. The same source serves C99, C++20 and
- * Microsoft's ABI without a header of Microsoft's. */
+/* A host on the C interface: scans, plans and updates a drive of the default room. The same source serves
+ * C99, C++20 and Microsoft's ABI without a header of Microsoft's. */
 #include <kiv/kiv.h>
 #include <kiv/kiv_c.h>
 
@@ -58,6 +58,7 @@ int main(void) {
   printf("  %s\n", result.text);
   check("close", kiv_close());
   printf("%s %s\n", kiv_version(), getKivVersion());
-  if (!result.verified || (uint32_t)phases != all || calls < 40 || lines < 100 || kivroom_close() != 0) failed = 1;
+  if (!result.verified || (uint32_t)phases != all || calls < 40 || lines < 100 || kivroom_close() != 0)
+    failed = 1;
   return failed;
 }
