@@ -96,7 +96,7 @@ TEST(DriverTwin, StandsAlone) {
   QORScsiCommand withCdb(CDB_10);
   EXPECT_THAT(withCdb.cdbSpan(), SizeIs(10));
   EXPECT_THAT(withCdb.senseSpan(), SizeIs(32));
-  QORScsiCmdRequestSense sense(ulong32{0}), longer(ulong32{96});
+  QORScsiCmdRequestSense sense(0), longer(ulong32{96});
   EXPECT_EQ(hex(sense.cdbSpan()), "03 00 00 00 00 00");
   EXPECT_EQ(sense.getIoDataLength(), 32u);
   EXPECT_EQ(longer.getIoDataLength(), 96u);
