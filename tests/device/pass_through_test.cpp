@@ -1,23 +1,6 @@
 // One CDB through the port driver: what is sent, and what every outcome becomes.
-#include <new>
-
 #include "kiv/scsi/standard_commands.h"
 #include "tests/support/room_test.h"
-
-namespace {
-
-bool memoryIsGone = false;
-
-}  // namespace
-
-// What the buffers of commands are made by.
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  try {
-    return memoryIsGone ? nullptr : ::operator new[](size);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
 
 namespace {
 
@@ -38,35 +21,6 @@ class TargetPassThrough : public RoomTest {
 
   ScsiCmdTestUnitReady command;
 };
-
-TEST_F(RoomTest, NoCommandIsSentWithoutItsBuffers) {
-  openDrive({}, true);
-  ASSERT_EQ(openAt(target, 0, 0, 5), CMD_OK);
-  room.journal().clear();
-  for (ScsiTarget* each : std::initializer_list<ScsiTarget*>{&target, &driver}) {
-    for (const auto enlarge : std::initializer_list<void (*)(ScsiCommand&)>{
-             [](ScsiCommand& command) { command.setCdbLength(16); },
-             [](ScsiCommand& command) { command.setSenseDataLength(64); },
-             [](ScsiCommand& command) { command.setIoDataLength(128); }}) {
-      ScsiCmdReadBuffer command(2, 0, 0, 64);
-      memoryIsGone = true;
-      EXPECT_EQ(command.setParameterListLength(8), CMD_OK) << "less needs no memory";
-      enlarge(command);
-      memoryIsGone = false;
-      EXPECT_EQ(each->scsiExecCDB(command), CMD_NO_MEMORY);
-      EXPECT_EQ(command.getExecutionStatus(), CMD_NO_MEMORY);
-    }
-  }
-  EXPECT_THAT(calls(), testing::IsEmpty());
-}
-
-TEST_F(RoomTest, DrivesOnTheLastHostAdaptersAreFoundAndOpenedAgain) {
-  for (const int adapter : {254, 255})
-    room.addDrive({.adapter = static_cast<std::uint8_t>(adapter), .target = 5}, {});
-  controller.rediscoverSCSIBus(false, "254 0 0 0", "255 9 9 9", "");
-  ASSERT_EQ(controller.getDeviceCount(), 2);
-  for (ScsiTarget* each : controller.getDeviceList()) EXPECT_EQ(each->openDevice(), CMD_OK);
-}
 
 TEST_F(TargetPassThrough, TurnsEveryOutcomeIntoAStatus) {
   const Sense sense{.key = 3, .asc = 0x11, .ascq = 2};
