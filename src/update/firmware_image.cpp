@@ -45,7 +45,7 @@ Handle findImage(std::string& name) {
   if (file) return file;
   logInvalidName(name, GetLastError());
   // A directory that is not known would make it the root of the drive.
-  if (directory.empty()) return file;
+  if (directory.empty()) return Handle();
 
   name = directory + "\\" + given;
   file = openImage(name);
