@@ -1,4 +1,6 @@
 // Plans and updates as a host of the C interface sees them.
+#include <regex>
+
 #include "tests/c_interface/c_interface_test.h"
 
 namespace {
@@ -101,8 +103,9 @@ TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
     EXPECT_THAT(info.text, testing::HasSubstr(row.text));
   }
   EXPECT_EQ(plan("MANUAL").sense.ascq, 3);
+  const std::regex reading("^H0-B0-T[0-9]+-L0 (00|12|4D|5E) ");
   for (const std::string& cdb : room.journal().cdbs())
-    EXPECT_THAT(cdb, testing::ContainsRegex("^H0-B0-T[0-9]+-L0 (00|12|4D|5E) ")) << "changes something";
+    EXPECT_TRUE(std::regex_search(cdb, reading)) << cdb << " changes something";
   // The drives that stop answering have answered long enough for the scan.
   EXPECT_EQ(plan("BUSY").verdict, KIV_PLAN_NOT_READY);
   EXPECT_EQ(plan("LOST").verdict, KIV_PLAN_NOT_REACHABLE);

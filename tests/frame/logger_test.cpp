@@ -53,15 +53,15 @@ TEST(Logger, DumpsEightBytesARow) {
   logger->logBinary("TSTS", 0, "empty", "", 0);
   logger->logBinary("TSTS", 0, "nine", "\x01\x7A\x7B\x7F\x80\xFFyz9", 9);
   logger->logBinary("TSTS", 21, "sixteen", "0123456789ABCDEF", 16);
-  EXPECT_THAT(
-      output.lines(),
-      ElementsAre("TSTS0000B empty (0 bytes):",  //
-                  "TSTS0000B nine (9 bytes):",   //
-                  testing::MatchesRegex("  (  0|000)   01 7A 7B 7F  80 FF 79 7A     . z . . . . y z "),
-                  "  008   39                           9 ",                //
-                  "TSTS0021B sixteen (10 bytes):",                          //
-                  "  000   30 31 32 33  34 35 36 37     0 1 2 3 4 5 6 7 ",  //
-                  "  008   38 39 41 42  43 44 45 46     8 9 A B C D E F "));
+  EXPECT_THAT(output.lines(),
+              ElementsAre("TSTS0000B empty (0 bytes):",  //
+                          "TSTS0000B nine (9 bytes):",   //
+                          testing::AnyOf("    0   01 7A 7B 7F  80 FF 79 7A     . z . . . . y z ",
+                                         "  000   01 7A 7B 7F  80 FF 79 7A     . z . . . . y z "),
+                          "  008   39                           9 ",                //
+                          "TSTS0021B sixteen (10 bytes):",                          //
+                          "  000   30 31 32 33  34 35 36 37     0 1 2 3 4 5 6 7 ",  //
+                          "  008   38 39 41 42  43 44 45 46     8 9 A B C D E F "));
 }
 
 TEST(Logger, ClearEmptiesTheNamedFileFromWarningsOn) {
