@@ -12,9 +12,10 @@ struct _CHANGER_ELEMENT;
 struct _CHANGER_ELEMENT_STATUS;
 struct _GET_CHANGER_PARAMETERS;
 
-// The changer commands carried out through Windows' changer interface, which names an element by its kind and
-// a number within that kind. Each doOperation answers CMD_OK or CMD_ERROR unless told otherwise, and writes
-// what it read into the generic command's data buffer in SCSI form.
+/// @file
+/// The changer commands carried out through Windows' changer interface, which names an element by its kind
+/// and a number within that kind. Each doOperation answers CMD_OK or CMD_ERROR unless told otherwise, and
+/// writes what it read into the generic command's data buffer in SCSI form.
 
 /// Element address assignment page from IOCTL_CHANGER_GET_PARAMETERS.
 class KIV_API QORChangerCmdElementInformation : public QORScsiCommand {
@@ -22,11 +23,13 @@ class KIV_API QORChangerCmdElementInformation : public QORScsiCommand {
   using QORScsiCommand::QORScsiCommand;
   ReturnCode doOperation(void* deviceHandle) override;
 
+  ///@{
   /// The element at a SCSI element address. True when the address lies in a range of the changer; where
   /// ranges overlap, the order is transport, drive, import/export, slot.
   static bool translateAddress(void* deviceHandle, std::uint16_t scsiAddress, _CHANGER_ELEMENT& element);
   static bool translateAddress(const _GET_CHANGER_PARAMETERS& parameters, std::uint16_t scsiAddress,
                                _CHANGER_ELEMENT& element);
+  ///@}
   /// The SCSI element address of an element; 0 for kinds that have none.
   static std::uint16_t absoluteAddress(const _GET_CHANGER_PARAMETERS& parameters,
                                        const _CHANGER_ELEMENT& element);
@@ -35,12 +38,15 @@ class KIV_API QORChangerCmdElementInformation : public QORScsiCommand {
 // clang-format off
 /// Locks or unlocks import/export ports and doors; done when either could be.
 struct KIV_API QORChangerCmdPreventAllowMediumRemoval : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
+/// Twin of ChangerCmdPositionToElement.
 struct KIV_API QORChangerCmdPositionToElement : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
+/// Twin of ChangerMoveMedium.
 struct KIV_API QORChangerMoveMedium : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
 /// CMD_ERROR too when the changer has no media exchange.
 struct KIV_API QORChangerCmdExchangeMedium : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
 /// CMD_OK, or CMD_NOT_SUPPORTED when the request fails: the CDB may be sent instead.
 struct KIV_API QORChangerCmdInitializeElementStatus : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
+/// Twin of ChangerCmdInitializeElementStatusWithRange.
 struct KIV_API QORChangerCmdInitializeElementStatusWithRange : QORScsiCommand { using QORScsiCommand::QORScsiCommand; ReturnCode doOperation(void*) override; };
 /// The driver has no request for opening and closing the import/export station: always CMD_NOT_SUPPORTED.
 struct KIV_API QORChangerOpenCloseImportExportElement : QORScsiCommand { using QORScsiCommand::QORScsiCommand; };
@@ -59,15 +65,19 @@ class KIV_API QORChangerCmdReadElementStatus : public QORScsiCommand {
                                     unsigned int type, unsigned int& first);
   /// The little-endian number in two bytes; 0 for null.
   static std::uint16_t getAddress(const std::uint8_t* bytes);
+  ///@{
   /// Bytes of an element descriptor without volume tag: as the standard fixes it, and as rebuilt here.
   static std::uint16_t getSCSIDescriptorLength(ChangerElementTypeCode type);
   static std::uint16_t getDescriptorLength4Windows(ChangerElementTypeCode type, bool withIdentifier);
+  ///@}
 
+  ///@{
   /// Write the header of the report, and of a page at `offset`, where the data buffer has room for all eight
   /// bytes. Byte counts tell what there is to report, not what fits. Return the bytes written, 8 or 0.
   unsigned int setHeader(std::uint16_t first, std::uint16_t count, ulong32 byteCount);
   unsigned int setSubHeader(ulong32 offset, ChangerElementTypeCode typeCode, bool volumeTag,
                             std::uint16_t descriptorLength, ulong32 byteCount);
+  ///@}
 };
 
 /// Storage elements with their cartridges' locations, from the driver's own request.
@@ -87,17 +97,24 @@ class KIV_API QORChangerCmdRequestSense : public QORScsiCmdChangerRequestSense {
 /// Mounting and unmounting by element address is not offered by the driver: always CMD_NOT_SUPPORTED.
 class KIV_API QORChangerCmdMount : public QORScsiCommand {
  public:
+  ///@{
+  /// The address of the drive element.
   explicit QORChangerCmdMount(std::uint16_t elementAddress) : element(elementAddress) {}
   std::uint16_t getElementAddress() const { return element; }
+  ///@}
 
  private:
   std::uint16_t element;
 };
 
+/// The same the other way round.
 class KIV_API QORChangerCmdUnmount : public QORScsiCommand {
  public:
+  ///@{
+  /// The address of the drive element.
   explicit QORChangerCmdUnmount(std::uint16_t elementAddress) : element(elementAddress) {}
   std::uint16_t getElementAddress() const { return element; }
+  ///@}
 
  private:
   std::uint16_t element;

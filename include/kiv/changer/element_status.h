@@ -10,11 +10,12 @@
 #include "kiv/changer/commands.h"
 #include "kiv/types.h"
 
-// READ ELEMENT STATUS data (SMC-3): a header, then a page per element type with descriptors of one length.
-// The image is not copied: it must live while it is decoded. What was decoded stays valid after it.
-//
-// Nothing is thrown: a page or an image without memory for all of its content stays empty, and so does a
-// text.
+/// @file
+/// READ ELEMENT STATUS data (SMC-3): a header, then a page per element type with descriptors of one length.
+/// The image is not copied: it must live while it is decoded. What was decoded stays valid after it.
+///
+/// Nothing is thrown: a page or an image without memory for all of its content stays empty, and so does a
+/// text.
 
 /// One element. A descriptor of which less than its full length is there keeps its defaults: zero and empty.
 class KIV_API ElemStatusDescriptor {
@@ -25,27 +26,39 @@ class KIV_API ElemStatusDescriptor {
   ElemStatusDescriptor& operator=(const ElemStatusDescriptor&) = delete;
   virtual ~ElemStatusDescriptor();
 
+  /// Decodes the descriptor anew; whoever builds one calls it once.
   virtual void decodeData();
   /// One line per field, each begun with a line feed.
   virtual std::string toString() const;
 
+  ///@{
+  /// ADDRESS, FULL and EXCEPT of the descriptor.
   std::uint16_t getElementAddress() const { return elementAddress; }
   bool isFull() const { return full; }
   bool isExcept() const { return except; }
+  ///@}
+  ///@{
   /// What is wrong with the element, when isExcept().
   std::uint8_t getAsc() const { return asc; }
   std::uint8_t getAscq() const { return ascq; }
+  ///@}
+  ///@{
+  /// SVALID, and the element that the cartridge came from.
   bool isSrcValid() const { return srcValid; }
   std::uint16_t getSrcStorageElemAddress() const { return srcStorageElemAddress; }
+  ///@}
   /// Whether the page carries primary volume tags.
   bool isPrimVolumeTagValid() const { return primVolumeTagValid; }
   /// Without trailing blanks; " " for an empty tag, "<not valid>" when the page carries none.
   std::string getPrimVolumeTag() const;
 
+  ///@{
+  /// The parts of toString().
   std::string fullToString() const;
   std::string exceptToString() const;
   std::string asc_ascqToString() const;
   std::string srcElemAddressToString() const;
+  ///@}
 
  protected:
   /// The descriptor's bytes; empty while the descriptor is not wholly there.
@@ -72,10 +85,14 @@ class KIV_API ElemStatusDescriptor {
 /// descriptor (SPC-4).
 class KIV_API ElementIdentification {
  public:
+  ///@{
+  /// CODE SET and DESIGNATOR TYPE (SPC-4).
   std::uint8_t getCodeSet() const { return codeSet; }
   std::uint8_t getIdentifierType() const { return identifierType; }
+  ///@}
   /// As the changer gives it; getBinary_Identifier holds no more than the descriptor.
   std::uint8_t getIdentifierLength() const { return identifierLength; }
+  /// The identifier's bytes.
   const std::vector<std::uint8_t>& getBinary_Identifier() const { return binaryIdentifier; }
 
  protected:
@@ -89,14 +106,21 @@ class KIV_API ElementIdentification {
   std::vector<std::uint8_t> binaryIdentifier;
 };
 
+/// A storage element: a slot.
 class KIV_API StorageElemStatusDescriptor : public ElemStatusDescriptor {
  public:
   using ElemStatusDescriptor::ElemStatusDescriptor;
+  ///@{
+  /// As those of the base, for this kind of element.
   void decodeData() override;
   std::string toString() const override;
+  ///@}
 
+  ///@{
+  /// ACCESS: the robot reaches it. INVERT: the cartridge was turned over.
   bool isAccess() const { return access; }
   bool isInvert() const { return invert; }
+  ///@}
 
  protected:
   std::string storageToString() const;
@@ -110,21 +134,31 @@ class KIV_API StorageWithDVCIDElemStatusDescriptor : public StorageElemStatusDes
                                                      public ElementIdentification {
  public:
   using StorageElemStatusDescriptor::StorageElemStatusDescriptor;
+  ///@{
+  /// As those of the base, for this kind of element.
   void decodeData() override;
   std::string toString() const override;
+  ///@}
 };
 
+/// An import/export element.
 class KIV_API IOElemStatusDescriptor : public ElemStatusDescriptor {
  public:
   using ElemStatusDescriptor::ElemStatusDescriptor;
+  ///@{
+  /// As those of the base, for this kind of element.
   void decodeData() override;
   std::string toString() const override;
+  ///@}
 
+  ///@{
+  /// ACCESS, INVERT, EXENAB, INENAB and IMPEXP of the descriptor.
   bool isAccess() const { return access; }
   bool isInvert() const { return invert; }
   bool isExportEnable() const { return exportEnable; }
   bool isImportEnable() const { return importEnable; }
   bool isOperatorPlacedMedium() const { return operatorPlacedMedium; }
+  ///@}
 
  protected:
   std::string stationToString() const;
@@ -140,15 +174,21 @@ class KIV_API IOElemStatusDescriptor : public ElemStatusDescriptor {
 class KIV_API IOElemwDVCIDStatusDescriptor : public IOElemStatusDescriptor, public ElementIdentification {
  public:
   using IOElemStatusDescriptor::IOElemStatusDescriptor;
+  ///@{
+  /// As those of the base, for this kind of element.
   void decodeData() override;
   std::string toString() const override;
+  ///@}
 
+  ///@{
+  /// Whether another library is behind the station, and what its identifier tells of it; empty otherwise.
   bool isMediaChangerConnected() const { return mediaChangerConnected; }
   std::string getVendorId() const { return vendorId; }
   std::string getModelId() const { return modelId; }
   std::string getSerialNumber() const { return serialNumber; }
   std::string getFirstStorageElementAddress() const { return firstStorageElementAddress; }
   std::string getFrameNumber() const { return frameNumber; }
+  ///@}
 
  private:
   bool mediaChangerConnected = false;
@@ -159,24 +199,36 @@ class KIV_API IOElemwDVCIDStatusDescriptor : public IOElemStatusDescriptor, publ
   std::string frameNumber;
 };
 
+/// A medium transport element: a robot.
 class KIV_API MediumTransportElemStatusDescriptor : public ElemStatusDescriptor {
  public:
   using ElemStatusDescriptor::ElemStatusDescriptor;
+  ///@{
+  /// As those of the base, for this kind of element.
   void decodeData() override;
   std::string toString() const override;
+  ///@}
 
+  /// INVERT: the cartridge was turned over.
   bool isInvert() const { return invert; }
 
  private:
   bool invert = false;
 };
 
+/// A data transfer element: a drive bay.
 class KIV_API DataTransferElemStatusDescriptor : public ElemStatusDescriptor {
  public:
   using ElemStatusDescriptor::ElemStatusDescriptor;
+  ///@{
+  /// As those of the base, for this kind of element.
   void decodeData() override;
   std::string toString() const override;
+  ///@}
 
+  ///@{
+  /// ACCESS, INVERT, LU VALID, ID VALID, NOT BUS, LOGICAL UNIT NUMBER and SCSI BUS ADDRESS of the
+  /// descriptor.
   bool isAccess() const { return access; }
   bool isInvert() const { return invert; }
   bool isLunValid() const { return lunValid; }
@@ -184,6 +236,7 @@ class KIV_API DataTransferElemStatusDescriptor : public ElemStatusDescriptor {
   bool isNotBus() const { return notBus; }
   std::uint8_t getLun() const { return lun; }
   std::uint8_t getScsiBusAddress() const { return scsiBusAddress; }
+  ///@}
   /// False for a bay whose drive was removed (ASC 3Bh, ASCQ 1Ah), or was never installed (exception code 8 of
   /// Windows' changer interface).
   virtual bool isDrivePresent() const;
@@ -205,8 +258,11 @@ class KIV_API DataTransferwDVCIDElemStatusDescriptor : public DataTransferElemSt
                                                        public ElementIdentification {
  public:
   using DataTransferElemStatusDescriptor::DataTransferElemStatusDescriptor;
+  ///@{
+  /// As those of the base, for this kind of element.
   void decodeData() override;
   std::string toString() const override;
+  ///@}
   /// False too for a bay that names no drive.
   bool isDrivePresent() const override;
 };
@@ -221,14 +277,19 @@ class KIV_API ChangerElementStatusPage {
 
   /// Decodes the page anew; the constructor does it too.
   void initialize();
+  /// The page and all its elements as lines of text.
   std::string toString() const;
 
+  ///@{
+  /// Type, PVOLTAG, AVOLTAG and bytes per descriptor of the page header.
   ChangerElementTypeCode getElementTypeCode() const { return typeCode; }
   bool isPrimaryVolumeTag() const { return primaryVolumeTag; }
   bool isAlternateVolumeTag() const { return alternateVolumeTag; }
   std::uint16_t getDescriptorLength() const { return descriptorLength; }
+  ///@}
   /// Bytes of descriptors, as the page header tells it.
   ulong32 getByteDescAvailable() const { return byteDescAvailable; }
+  /// How many descriptors were decoded.
   std::uint16_t getNumberDescriptors() const { return static_cast<std::uint16_t>(descriptors.size()); }
   /// Null when `index` is out of range.
   ElemStatusDescriptor* getDescriptor(std::uint16_t index) const;
@@ -257,14 +318,20 @@ class KIV_API ChangerElementStatusData {
   ChangerElementStatusData(const ChangerElementStatusData&) = delete;
   ChangerElementStatusData& operator=(const ChangerElementStatusData&) = delete;
 
+  /// All pages as lines of text.
   std::string toString() const;
 
+  ///@{
+  /// First address, number of elements and bytes available of the data's header; 0 when that is not whole.
   std::uint16_t getFirstElementAddressReported() const { return firstElementAddressReported; }
   std::uint16_t getNumberElementsAvail() const { return numberElementsAvail; }
   ulong32 getByteCntReportAvail() const { return byteCntReportAvail; }
+  ///@}
+  /// How many pages were decoded.
   std::uint16_t getNumberPages() const { return static_cast<std::uint16_t>(pages.size()); }
   /// Null when `index` is out of range.
   ChangerElementStatusPage* getElementStatusPage(std::uint16_t index) const;
+  /// The highest element address; 0 without elements.
   std::uint16_t getMaxReportedElementAddress() const;
 
  private:

@@ -5,6 +5,9 @@
 
 #include "kiv/api.h"
 
+/// @file
+/// `Devlist.txt`.
+
 /// The component identifier table: one line of `Devlist.txt` per product, "identifier product", where a
 /// product may hold blanks. The lines "AutomationReadyCheck=false" and "LibraryCheck=true" set the global
 /// modes.

@@ -5,13 +5,19 @@
 
 #include "kiv/api.h"
 
+/// @file
+/// `Config.txt`.
+
 /// What `Config.txt` says of one product: the firmware image file and the firmware level that it brings.
 class KIV_API ConfigEntry {
  public:
+  ///@{
+  /// The image file and the level; empty at first.
   std::string getFilename() const { return filename; }
   std::string getUCodeLevel() const { return uCodeLevel; }
   void setFilename(const std::string& name) { filename = name; }
   void setUCodeLevel(const std::string& level) { uCodeLevel = level; }
+  ///@}
 
  private:
   std::string filename;
@@ -28,11 +34,14 @@ class KIV_API ConfigFilename {
   /// 3 not read (not yet, or for want of memory), 0 read with entries, 1 could not be read, 2 read without an
   /// entry.
   unsigned int getStatus() const { return status; }
+  /// Whether the table lists this product.
   bool isValid(const std::string& productId) const { return table.contains(productId); }
+  ///@{
   /// An unlisted product is inserted with empty values, and is valid from then on: ask isValid() first.
   std::string getFilename4ProductId(const std::string& productId) { return table[productId].getFilename(); }
   std::string getUCodeLevel4ProductId(const std::string& productId) {
     return table[productId].getUCodeLevel();
+    ///@}
   }
 
  private:

@@ -9,6 +9,9 @@
 #include "kiv/api.h"
 #include "kiv/device/target.h"
 
+/// @file
+/// All devices, and how they are found.
+
 struct InquiryRecord;
 
 /// The list of devices that the library can talk to, and the bus scan that fills it.
@@ -22,11 +25,13 @@ class KIV_API DeviceController {
   DeviceController(const DeviceController&) = delete;
   DeviceController& operator=(const DeviceController&) = delete;
 
+  ///@{
   /// parseScanOptions, without and with a bus rescan by every port driver, then scanSCSIBus. See there for
   /// the result and the options.
   ReturnCode rediscoverSCSIBus(bool scanDriverDevices, std::string start, std::string end,
                                std::string exclude);
   ReturnCode rescanSCSIBus(bool scanDriverDevices, std::string start, std::string end, std::string exclude);
+  ///@}
   /// Decides what every scan covers.
   ///
   /// `start` and `end` are the bounds of a partial scan: both either driver device names ("\\\\.\\tape2";
@@ -42,10 +47,14 @@ class KIV_API DeviceController {
                         std::string exclude);
   /// Finds all devices that the options ask for. CMD_OK, whatever was found, or CMD_NO_MEMORY.
   ReturnCode scanSCSIBus();
+  ///@{
   /// The two scans of the DOS device names. CMD_ERROR when these cannot be read.
   ReturnCode scanKreltDevices();
   ReturnCode scanGenericTapeDevices();
+  ///@}
+  /// Closes and deletes every target. Always CMD_OK.
   ReturnCode clearDeviceList();
+  /// Closes every target; they stay listed.
   void closeHandleOfAllDevices();
 
   /// Takes the target over, unless it is listed already. The controller closes and deletes it later.
@@ -59,11 +68,13 @@ class KIV_API DeviceController {
   /// else the device at the address.
   void addDevice(std::uint8_t host, std::uint64_t targetId, std::uint8_t bus, std::uint64_t lun,
                  const char* name, unsigned int count, std::vector<int> instances);
+  ///@{
   /// Each closes, deletes and forgets one target: the given one; the first with the address, or with a driver
   /// name that occurs in `name`. CMD_ERROR when none is listed.
   ReturnCode removeDevice(ScsiTarget* device2Remove);
   ReturnCode removeDevice(std::uint8_t host, std::uint64_t targetId, std::uint8_t bus, std::uint64_t lun,
                           const char* name);
+  ///@}
   /// Drops pass-through targets of devices that the driver also presents.
   void removeMatchingGenericDevices();
 
@@ -74,24 +85,37 @@ class KIV_API DeviceController {
                                        std::uint64_t lun);
   /// Whether the candidate is a pass-through target with the device's serial number, target id and LUN.
   bool isMatchingGenericDevice(ScsiTarget* device, ScsiTarget* candidate);
+  ///@{
   /// Whether a scan option is an address, or the name of a driver device.
   bool isGenericDeviceName(std::string name);
   bool isQORDeviceName(std::string name);
+  ///@}
+  ///@{
   /// Whether the options ask for a device at an address, or for a driver device.
   bool isGenericDevicePartOfScan(std::uint8_t host, std::uint8_t bus, std::uint64_t targetId,
                                  std::uint64_t lun);
   bool isQORDevicePartOfScan(std::string name);
+  ///@}
+  ///@{
+  /// Whether the options do not exclude this driver device, or this address.
   bool isDeviceNotInExcludeList(std::string name);
   bool isDeviceNotInExcludeList(std::uint8_t host, std::uint8_t bus, std::uint64_t targetId,
                                 std::uint64_t lun);
+  ///@}
   /// Replaces the content of `devices` by the targets of the list, which stay the controller's.
   void convertToList(std::list<ScsiTarget*>& devices);
+  /// Logs the targets of the list with what Windows tells about their host adapters.
   void printDeviceListIntoLog();
 
+  ///@{
+  /// The targets in the order of the list.
   int getDeviceCount() const { return static_cast<int>(deviceList.size()); }
   std::vector<ScsiTarget*>& getDeviceList() { return deviceList; }
+  ///@}
   /// Null for an index outside the list.
   ScsiTarget* getDevice(int index) const;
+  ///@{
+  /// What the last scan found, and what the options ask for: bounds are inclusive.
   int getHostAdapterCount() const { return hostAdapterCount; }
   int getScanMode() const { return scanMode; }
   bool isForceRescan() const { return forceRescan; }
@@ -105,7 +129,9 @@ class KIV_API DeviceController {
   std::uint8_t getLastBusNumber2Scan() const { return lastBusNumber2Scan; }
   std::uint8_t getFirstQORDevice2Scan() const { return firstQORDevice2Scan; }
   std::uint8_t getLastQORDevice2Scan() const { return lastQORDevice2Scan; }
+  ///@}
 
+  /// Whether options and targets are equal.
   bool operator==(const DeviceController& other) const;
 
  private:

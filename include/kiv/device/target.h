@@ -8,6 +8,9 @@
 #include "kiv/scsi/command.h"
 #include "kiv/types.h"
 
+/// @file
+/// A device behind the port driver.
+
 struct _SP_DEVINFO_DATA;
 
 /// Fills a newly allocated buffer with the DOS device names (zero-terminated, ended by an empty name), as
@@ -21,8 +24,11 @@ KIV_API ulong32 getDosDevices(char** list);
 class KIV_API ScsiTarget {
  public:
   ScsiTarget();
+  ///@{
+  /// A copy shares the handle: only one of the two may close it.
   ScsiTarget(const ScsiTarget& other);
   ScsiTarget& operator=(const ScsiTarget& other);
+  ///@}
   /// Closes nothing: owners close first.
   virtual ~ScsiTarget();
 
@@ -48,7 +54,9 @@ class KIV_API ScsiTarget {
   /// A reset is not supported: CMD_NOT_SUPPORTED.
   ReturnCode resetDevice();
 
+  /// Whether a handle is held.
   bool isOpened() const;
+  /// Whether the device was identified with INQUIRY.
   bool isInquiryDataValid() const { return inquiryDataValid; }
 
   /// Fills the time-out table from the values built in for this model; tape drives only.
@@ -58,8 +66,13 @@ class KIV_API ScsiTarget {
 
   /// The value of a property, or null; valid until the property is set again.
   const char* getProperty(const char* key);
+  /// Sets a property of any name. CMD_OK, CMD_NO_MEMORY, or CMD_ERROR for null.
   ReturnCode setProperty(const char* key, const char* value);
 
+  ///@{
+  /// What is known of the device: product, vendor and revision of INQUIRY, its serial number, its names at
+  /// Windows and at the driver, the driver's version, its interface ("SAS", "Fibre", "SCSI"). Never null;
+  /// valid until it is set again.
   const char* getModelName() const { return modelName.c_str(); }
   const char* getVendorName() const { return vendorName.c_str(); }
   const char* getFirmwareVersion() const { return firmwareVersion.c_str(); }
@@ -68,20 +81,34 @@ class KIV_API ScsiTarget {
   const char* getDriverName() const { return driverName.c_str(); }
   const char* getTapeDrvVersion() const { return tapeDrvVersion.c_str(); }
   const char* getInterfaceType() const { return interfaceType.c_str(); }
+  ///@}
   /// INQUIRY byte 0, qualifier bits included.
   std::uint8_t getDeviceTyp() const { return deviceTyp; }
+  ///@{
+  /// The address: port number, target id, LUN, path id; all bits 1 while unknown.
   std::uint8_t getHostAdapterId() const { return hostAdapterId; }
   std::uint64_t getTargetId() const { return targetId; }
   std::uint64_t getLun() const { return lun; }
   std::uint8_t getBusNumber() const { return busNumber; }
+  ///@}
+  ///@{
+  /// Kept for hosts; the library does not use them.
   std::uint8_t getBusyBit() const { return busyBit; }
   std::uint8_t getLengthTargetId() const { return lengthTargetId; }
   std::uint8_t getLengthLun() const { return lengthLun; }
+  ///@}
+  ///@{
+  /// Bytes 6 and 7 of standard inquiry data.
   std::uint8_t getInquiryByte6() const { return inquiryByte6; }
   std::uint8_t getInquiryByte7() const { return inquiryByte7; }
+  ///@}
+  /// OPEN_READ_WRITE, OPEN_READONLY or OPEN_WRITEONLY.
   std::uint32_t getDeviceOpenMode() const { return deviceOpenMode; }
+  /// Windows' handle; INVALID_HANDLE_VALUE while closed.
   void* getDeviceHandle() const { return deviceHandle; }
 
+  ///@{
+  /// Each sets what the getter of its name tells; null is an empty text. CMD_OK or CMD_NO_MEMORY.
   ReturnCode setModelName(const char* text);
   ReturnCode setVendorName(const char* text);
   ReturnCode setFirmwareVersion(const char* text);
@@ -100,6 +127,7 @@ class KIV_API ScsiTarget {
   ReturnCode setLengthLun(std::uint8_t value);
   ReturnCode setDeviceOpenMode(std::uint32_t value);
   ReturnCode setDeviceHandle(void* handle);
+  ///@}
 
   /// Reads what the system tells about this target's host adapter into the log and into the properties, under
   /// names that begin with "HBA ".

@@ -5,6 +5,9 @@
 #include "kiv/api.h"
 #include "kiv/types.h"
 
+/// @file
+/// The log.
+
 /// How much is logged: an entry is written when its level is not above the logger's.
 enum logLevels : int { LOG_NONE = -1, LOG_ERROR = 0, LOG_WARNING = 1, LOG_INFO = 2, LOG_DEBUG = 3 };
 
@@ -32,6 +35,7 @@ class KIV_API Logger {
   /// The single instance; the global `logger` points to it.
   static Logger& getLogger();
 
+  /// Entries above this level are not written; LOG_NONE at first.
   void setLogLevel(logLevels newLevel);
   /// Whether an entry of this level is written.
   bool writes(logLevels entryLevel) const { return entryLevel <= level; }
@@ -44,6 +48,7 @@ class KIV_API Logger {
   bool logEntry(std::string component, unsigned short line, std::string letter, std::string message,
                 logLevels entryLevel);
 
+  ///@{
   /// The printf-style forms format nothing when the level filters the entry out; they also return false when
   /// memory for the text cannot be had.
   bool logError(std::string component, unsigned short line, std::string message);
@@ -54,6 +59,7 @@ class KIV_API Logger {
   bool logInfo(std::string component, unsigned short line, const char* format, ...) KIV_PRINTF;
   bool logDebug(std::string component, unsigned short line, std::string message);
   bool logDebug(std::string component, unsigned short line, const char* format, ...) KIV_PRINTF;
+  ///@}
 
   /// Writes a titled hex dump, eight bytes a row, at LOG_INFO and above. False when the level filtered it
   /// out.

@@ -2,6 +2,9 @@
 
 #include "kiv/api.h"
 
+/// @file
+/// What the host and `Devlist.txt` choose for the whole library.
+
 /// When true (the default), a tape drive's product string tells whether the drive is ready for automation.
 /// `Devlist.txt` and the host set it.
 extern KIV_API bool automationReadyMode;

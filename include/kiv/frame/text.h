@@ -6,6 +6,9 @@
 
 #include "kiv/api.h"
 
+/// @file
+/// Texts.
+
 /// Removes the characters of `set` from both ends of `s`; returns the characters of the result. Linear.
 KIV_API char* trimString(std::string& s, const char* set);
 

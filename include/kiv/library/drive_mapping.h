@@ -9,25 +9,28 @@
 #include "kiv/scsi/command.h"
 #include "kiv/types.h"
 
+/// @file
+/// Which drive stands in which library.
+
 class ChangerCmdReadElementStatus;
 class DeviceController;
 class ScsiTarget;
 
 /// A tape drive and the library (medium changer) that holds it.
 struct DriveMapping {
-  std::string changerSerialNumber;
-  std::uint64_t changerTargetId;
-  std::uint64_t changerLun;
-  std::uint16_t changerHostAdapter;
-  std::uint16_t changerBus;
-  std::string changerDriverName;
-  std::string driveSerialNumber;
-  std::uint64_t driveTargetId;
-  std::uint64_t driveLun;
-  std::uint16_t driveHostAdapter;
-  std::uint16_t driveBus;
-  std::string driveModelName;
-  std::string driveDriverName;
+  std::string changerSerialNumber;   ///< of the library
+  std::uint64_t changerTargetId;     ///< SCSI target id
+  std::uint64_t changerLun;          ///< logical unit number
+  std::uint16_t changerHostAdapter;  ///< port number
+  std::uint16_t changerBus;          ///< path id
+  std::string changerDriverName;     ///< such as "\\.\changer0"; empty when reached through the port driver
+  std::string driveSerialNumber;     ///< of the drive
+  std::uint64_t driveTargetId;       ///< SCSI target id
+  std::uint64_t driveLun;            ///< logical unit number
+  std::uint16_t driveHostAdapter;    ///< port number
+  std::uint16_t driveBus;            ///< path id
+  std::string driveModelName;        ///< product identification of INQUIRY
+  std::string driveDriverName;       ///< such as "\\.\tape0"; empty when reached through the port driver
 };
 
 /// What the library operations share: the changer and the drive they work on, and the changer's element
@@ -38,15 +41,21 @@ class KIV_API ChangerLibraryBaseCommands : public GenericScsiCommand {
   /// Starts with no device.
   explicit ChangerLibraryBaseCommands(ScsiTarget* changer);
 
+  ///@{
+  /// The changer, and the drive that compareDeviceInquiry() compares; null for none.
   void setChanger(ScsiTarget* target) { changer = target; }
   ScsiTarget* getChanger() const { return changer; }
   void setDevice(ScsiTarget* target) { device = target; }
   ScsiTarget* getDevice() const { return device; }
+  ///@}
 
   /// Forgets the element address ranges.
   void resetElementsData();
+  ///@{
+  /// Whether the element address ranges were read.
   bool areElementsDataAvailable() const { return elementsDataAvailable; }
   void setElementsDataAvailable(bool available) { elementsDataAvailable = available; }
+  ///@}
 
   /// Reads the element address assignment page of the changer (SMC-3, mode page 1Dh). Waits up to 61 seconds
   /// for a changer that is becoming ready or reports a unit attention.

@@ -5,18 +5,23 @@
 #include <cstdint>
 #include <span>
 
+/// @file
+/// Numbers as SCSI holds them.
+
 /// A big-endian unsigned number of `Width` bytes, as CDBs, parameter lists and data-in hold it. Alignment 1,
 /// so that wire structures can be made of it; a field of this type cannot be read unswapped.
 template <std::size_t Width, typename Value>
 struct BigEndian {
   static_assert(Width <= sizeof(Value));
-  std::array<std::uint8_t, Width> bytes{};
+  std::array<std::uint8_t, Width> bytes{};  ///< most significant first
 
   constexpr BigEndian() = default;
+  /// Keeps the low `Width` bytes of the number.
   constexpr BigEndian(Value value) {
     for (std::size_t i = Width; i-- > 0; value = static_cast<Value>(value >> 8))
       bytes[i] = static_cast<std::uint8_t>(value);
   }
+  /// The number in the processor's own order.
   constexpr operator Value() const {
     std::uint64_t value = 0;
     for (std::uint8_t byte : bytes) value = value << 8 | byte;
@@ -24,11 +29,14 @@ struct BigEndian {
   }
 };
 
+///@{
+/// The big-endian numbers of the standards, by their bits.
 using Be16 = BigEndian<2, std::uint16_t>;
 using Be24 = BigEndian<3, std::uint32_t>;
 using Be32 = BigEndian<4, std::uint32_t>;
 using Be56 = BigEndian<7, std::uint64_t>;
 using Be64 = BigEndian<8, std::uint64_t>;
+///@}
 static_assert(sizeof(Be16) == 2 && sizeof(Be24) == 3 && sizeof(Be32) == 4 && sizeof(Be64) == 8 &&
               alignof(Be64) == 1);
 
@@ -46,6 +54,8 @@ constexpr std::uint64_t readBigEndian(std::span<const std::uint8_t> data, std::s
   return value;
 }
 
+///@{
+/// The big-endian number at `offset`; bytes outside `data` count as 0.
 constexpr std::uint16_t readBe16(std::span<const std::uint8_t> data, std::size_t offset) {
   return static_cast<std::uint16_t>(readBigEndian(data, offset, 2));
 }
@@ -58,6 +68,7 @@ constexpr std::uint32_t readBe32(std::span<const std::uint8_t> data, std::size_t
 constexpr std::uint64_t readBe64(std::span<const std::uint8_t> data, std::size_t offset) {
   return readBigEndian(data, offset, 8);
 }
+///@}
 
 /// Writes the low `width` bytes of `value` big-endian at `offset`; bytes that fall outside `data` are
 /// dropped.

@@ -7,6 +7,9 @@
 #include "kiv/api.h"
 #include "kiv/types.h"
 
+/// @file
+/// What every command is made of.
+
 /// The outcome of a command execution and of most target operations.
 using ReturnCode = std::uint32_t;
 inline constexpr ReturnCode CMD_OK = 0;     ///< completed with SCSI status GOOD
@@ -47,13 +50,18 @@ class KIV_API ScsiCommand {
   ScsiCommand& operator=(const ScsiCommand&) = delete;
   virtual ~ScsiCommand();
 
+  ///@{
   /// Each replaces its buffer by a zeroed one of n bytes (none for 0). CMD_OK, or CMD_NO_MEMORY with length
   /// 0: until a buffer of some length can be had, the command is not sent. setIoDataLength leaves the buffer
   /// and its content alone when n is its present length.
   virtual ReturnCode setSenseDataLength(std::uint8_t n);
   virtual ReturnCode setIoDataLength(ulong32 n);
   virtual ReturnCode setCdbLength(std::uint8_t n);
+  ///@}
 
+  ///@{
+  /// The three buffers and their lengths in bytes; null for a length of 0. They live until their length is
+  /// set anew.
   std::uint8_t* getIoData() { return ioData; }
   const std::uint8_t* getIoData() const { return ioData; }
   ulong32 getIoDataLength() const { return ioDataLength; }
@@ -63,9 +71,11 @@ class KIV_API ScsiCommand {
   std::uint8_t* getCdb() { return cdb; }
   const std::uint8_t* getCdb() const { return cdb; }
   std::uint8_t getCdbLength() const { return cdbLength; }
+  ///@}
   /// Whether all buffers that were asked for could be had. Otherwise targets answer CMD_NO_MEMORY.
   bool isComplete() const { return missingBuffers == 0; }
 
+  ///@{
   /// The three buffers with their lengths.
   std::span<std::uint8_t> ioDataSpan() { return {ioData, ioDataLength}; }
   std::span<const std::uint8_t> ioDataSpan() const { return {ioData, ioDataLength}; }
@@ -73,33 +83,53 @@ class KIV_API ScsiCommand {
   std::span<const std::uint8_t> cdbSpan() const { return {cdb, cdbLength}; }
   std::span<std::uint8_t> senseSpan() { return {senseData, senseDataLength}; }
   std::span<const std::uint8_t> senseSpan() const { return {senseData, senseDataLength}; }
+  ///@}
 
+  ///@{
   /// Time-out in seconds. Setting it logs it with the operation code.
   ReturnCode setTimeOut(ulong32 seconds);
   ulong32 getTimeOut() const { return timeOut; }
+  ///@}
+  ///@{
+  /// The direction of the data phase.
   ReturnCode setDataDirection(ScsiDataDirection direction);
   ScsiDataDirection getDataDirection() const { return dataDirection; }
+  ///@}
+  /// Kept for hosts; the library calls it never. Always CMD_OK.
   ReturnCode setCallBackFunction(void* function);
 
+  ///@{
+  /// The outcome as a whole; CMD_ERROR before execution.
   ReturnCode setExecutionStatus(ReturnCode status);
   ReturnCode getExecutionStatus() const { return executionStatus; }
+  ///@}
+  ///@{
   /// SCSI status byte (SAM-5); 0xFF before execution.
   ReturnCode setTargetStatus(std::uint8_t status);
   std::uint8_t getTargetStatus() const { return targetStatus; }
+  ///@}
+  ///@{
   /// Transport status: 5 means timed out; 0xFF before execution.
   ReturnCode setHostStatus(std::uint8_t status);
   std::uint8_t getHostStatus() const { return hostStatus; }
+  ///@}
+  ///@{
+  /// Whether the last execution ran out of time.
   ReturnCode setTimeoutOccured(bool occurred);
   bool getTimeoutOccured() const { return timeoutOccurred; }
+  ///@}
+  ///@{
   /// Operating-system error number of a failed execution.
   ReturnCode setAdditionalFailureCode(ulong32 code);
   ulong32 getAdditionalFailureCode() const { return additionalFailureCode; }
+  ///@}
 
   /// The operation code (CDB byte 0); 0xFFFFFFFF without a CDB.
   std::uint32_t getCmdCode() const;
   /// Writes CDB byte 0, when there is a CDB.
   ReturnCode setCmdCode(std::uint8_t code);
 
+  /// Zeroes the sense buffer.
   ReturnCode clearSenseData();
   /// Back to the state before execution: status 2, target and host status 0xFF, no time-out, no failure code.
   ReturnCode clearStatusData();
@@ -107,12 +137,14 @@ class KIV_API ScsiCommand {
   /// Time-out and direction stay.
   ReturnCode takeoverCmdData(ScsiCommand& other);
 
+  ///@{
   /// Sense data are read in fixed format only (SPC-4 response codes 70h and 71h). True when there is a sense
   /// buffer and its response code is not 0; the other three do not test that, and read absent bytes as 0.
   bool isSenseDataValid() const;
   std::uint8_t getSenseKey() const;
   std::uint8_t getASC() const;
   std::uint8_t getASCQ() const;
+  ///@}
 
  protected:
   std::uint8_t* ioData = nullptr;

@@ -4,6 +4,9 @@
 
 #include "kiv/scsi/command.h"
 
+/// @file
+/// What every driver twin is made of.
+
 /// A command carried out by the maker's device driver or by the operating system's tape and changer
 /// interfaces.
 ///
@@ -11,15 +14,20 @@
 /// back. On its own it owns its buffers like any command.
 class KIV_API QORScsiCommand : public ScsiCommand {
  public:
+  /// On its own, without a CDB.
   QORScsiCommand();
+  /// On its own, with a zeroed CDB.
   explicit QORScsiCommand(CDBLength cdbBytes);
+  /// The twin of a generic command, which must outlive it.
   explicit QORScsiCommand(GenericScsiCommand* generic);
   ~QORScsiCommand() override;
 
+  ///@{
   /// With a generic command these resize its buffers and borrow them anew.
   ReturnCode setSenseDataLength(std::uint8_t n) override;
   ReturnCode setIoDataLength(ulong32 n) override;
   ReturnCode setCdbLength(std::uint8_t n) override;
+  ///@}
 
   /// Does the operation on an open driver handle. CMD_OK, CMD_ERROR, or CMD_NOT_SUPPORTED when the driver has
   /// no request for it: the caller may then send the CDB instead. The base answers CMD_NOT_SUPPORTED.

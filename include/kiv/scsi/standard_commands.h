@@ -7,8 +7,9 @@
 #include "kiv/scsi/command.h"
 #include "kiv/types.h"
 
-// The primary commands (SPC-4) that drives and libraries share. A setter that changes an allocation length
-// also replaces the data buffer by a zeroed one of that length.
+/// @file
+/// The primary commands (SPC-4) that drives and libraries share. A setter that changes an allocation length
+/// also replaces the data buffer by a zeroed one of that length.
 
 /// TEST UNIT READY (00h): no data.
 class KIV_API ScsiCmdTestUnitReady : public GenericScsiCommand {
@@ -20,8 +21,10 @@ class KIV_API ScsiCmdTestUnitReady : public GenericScsiCommand {
 /// REQUEST SENSE (03h): sense data in.
 class KIV_API ScsiCmdRequestSense : public GenericScsiCommand {
  public:
+  /// Asks for `allocation` bytes of sense data.
   explicit ScsiCmdRequestSense(std::uint8_t allocation);
   QORScsiCommand* createQORCommand() override;
+  /// Bytes to ask for. CMD_OK or CMD_NO_MEMORY.
   ReturnCode setTransferLength(std::uint8_t length);
 };
 
@@ -33,15 +36,19 @@ class KIV_API ScsiCmdInquiry : public GenericScsiCommand {
   QORScsiCommand* createQORCommand() override;
   /// Sets EVPD for a page code other than 0 and clears it for 0.
   void setPageCode(std::uint8_t pageCode);
+  /// EVPD: a vital product data page in place of standard inquiry data.
   void setEnableVitalProductDataFlag(bool evpd);
+  /// Bytes to ask for. CMD_OK or CMD_NO_MEMORY.
   ReturnCode setTransferLength(std::uint16_t allocation);
 
+  ///@{
   /// Of standard inquiry data; empty and 0 for a vital product data page. A text is read at its width (8, 16
   /// and 4 bytes), up to the first zero byte; blanks stay.
   std::string getVendorId() const;
   std::string getProductId() const;
   std::string getRevisionLevel() const;
   std::uint8_t getPeripheralDeviceType() const;
+  ///@}
 
  private:
   bool isStandardInquiry() const;
@@ -53,10 +60,13 @@ class KIV_API ScsiCmdModeSense6 : public GenericScsiCommand {
   /// `dbd` disables block descriptors; page control 0 to 3; an allocation of 0 stands for 255.
   ScsiCmdModeSense6(bool dbd, std::uint8_t pageControl, std::uint8_t pageCode, std::uint8_t allocation);
   QORScsiCommand* createQORCommand() override;
+  ///@{
+  /// The fields of the CDB, as in the constructor; the subpage code is 0 at first.
   void setDBDFlag(bool dbd);
   void setPageControl(std::uint8_t pageControl);
   void setPageCode(std::uint8_t pageCode);
   void setSubPageCode(std::uint8_t subpageCode);
+  ///@}
   /// 0 stands for 255, as in the constructor.
   ReturnCode setTransferLength(std::uint8_t allocation);
 
@@ -70,6 +80,7 @@ class KIV_API ScsiCmdModeSelect6 : public GenericScsiCommand {
   /// A length of 0 stands for 255.
   explicit ScsiCmdModeSelect6(std::uint8_t parameterListLength);
   QORScsiCommand* createQORCommand() override;
+  /// SP: the drive shall keep the pages beyond a power cycle.
   void setSavePageFlag(bool save);
   /// 0 stands for 255, as in the constructor.
   ReturnCode setTransferLength(std::uint8_t parameterListLength);
@@ -85,32 +96,46 @@ class KIV_API ScsiCmdReadCapacity : public GenericScsiCommand {
 /// READ BUFFER (3Ch). Of the mode field the low three bits are sent; offset and length have 24 bits.
 class KIV_API ScsiCmdReadBuffer : public GenericScsiCommand {
  public:
+  /// Offset and length in bytes; the length is also that of the data buffer.
   ScsiCmdReadBuffer(std::uint8_t mode, std::uint8_t bufferId, ulong32 offset, ulong32 allocation);
   QORScsiCommand* createQORCommand() override;
+  ///@{
+  /// The fields of the CDB, as in the constructor.
   void setMode(std::uint8_t mode);
   void setBufferId(std::uint8_t bufferId);
   void setOffset(ulong32 offset);
+  ///@}
+  /// Bytes to move. CMD_OK or CMD_NO_MEMORY.
   ReturnCode setParameterListLength(ulong32 length);
 };
 
 /// WRITE BUFFER (3Bh). Of the mode field the low three bits are sent; offset and length have 24 bits.
 class KIV_API ScsiCmdWriteBuffer : public GenericScsiCommand {
  public:
+  /// Offset and length in bytes; the length is also that of the data buffer.
   ScsiCmdWriteBuffer(std::uint8_t mode, std::uint8_t bufferId, ulong32 offset, ulong32 length);
   QORScsiCommand* createQORCommand() override;
+  ///@{
+  /// The fields of the CDB, as in the constructor.
   void setMode(std::uint8_t mode);
   void setBufferId(std::uint8_t bufferId);
   void setOffset(ulong32 offset);
+  ///@}
+  /// Bytes to move. CMD_OK or CMD_NO_MEMORY.
   ReturnCode setParameterListLength(ulong32 length);
 };
 
 /// SEND DIAGNOSTIC (1Dh): a diagnostic page out when the length is not 0.
 class KIV_API ScsiCmdSendDiagnostic : public GenericScsiCommand {
  public:
+  /// PF and SELFTEST bits; bytes of the page, which is for the caller to fill.
   ScsiCmdSendDiagnostic(bool pageFormat, bool selfTest, std::uint16_t parameterListLength);
   QORScsiCommand* createQORCommand() override;
+  ///@{
+  /// SELFTEST and PF bits.
   void setSelfTestFlag(bool selfTest);
   void setPageFlag(bool pageFormat);
+  ///@}
   /// Sets the length in the CDB and the direction that goes with it; the data buffer stays as it is.
   void setParameterLength(std::uint8_t parameterListLength);
 };
@@ -118,20 +143,25 @@ class KIV_API ScsiCmdSendDiagnostic : public GenericScsiCommand {
 /// RECEIVE DIAGNOSTIC RESULTS (1Ch): a diagnostic page in.
 class KIV_API ScsiCmdReceiveDiagnostic : public GenericScsiCommand {
  public:
+  /// Asks for `allocation` bytes.
   explicit ScsiCmdReceiveDiagnostic(std::uint16_t allocation);
   QORScsiCommand* createQORCommand() override;
+  /// Bytes to ask for. CMD_OK or CMD_NO_MEMORY.
   ReturnCode setParameterLength(std::uint16_t allocation);
 };
 
 /// REPORT LUNS (A0h): the LUN list in. Entries are numbered from 0; what lies beyond the buffer reads as 0.
 class KIV_API ScsiCmdReportLuns : public GenericScsiCommand {
  public:
+  /// Asks for `allocation` bytes.
   explicit ScsiCmdReportLuns(ulong32 allocation);
   QORScsiCommand* createQORCommand() override;
+  /// Bytes to ask for. CMD_OK or CMD_NO_MEMORY.
   ReturnCode setAllocationLength(ulong32 allocation);
 
   /// As many as the device has, which may be more than the buffer holds.
   ulong32 getNumberOfAttachedLuns() const;
+  /// The LUN entry of eight bytes (SAM-5) as a number.
   std::uint64_t getAttachedLun(ulong32 index) const;
   /// SAM-5 address method: 0 peripheral, 1 flat space, 2 logical unit, 3 extended.
   std::uint8_t getAddressMethod(ulong32 index) const;
@@ -147,11 +177,16 @@ class KIV_API ScsiCmdLogSense : public GenericScsiCommand {
   ScsiCmdLogSense(std::uint8_t pageControl, std::uint8_t pageCode, std::uint16_t parameterPointer,
                   std::uint16_t allocationLength);
   QORScsiCommand* createQORCommand() override;
+  ///@{
+  /// The fields of the CDB, as in the constructor.
   void setPageControl(std::uint8_t pageControl);
   void setPageCode(std::uint8_t pageCode);
+  ///@}
   /// Does nothing for 0.
   void setSubpageCode(std::uint8_t subpageCode);
+  /// The parameter code from which on the drive shall answer.
   void setParameterPointer(std::uint16_t parameterPointer);
+  /// Bytes to ask for. CMD_OK or CMD_NO_MEMORY.
   ReturnCode setTransferLength(std::uint16_t allocationLength);
   /// Keeps the driver twin from asking the driver, so that the CDB is sent.
   void setForcePassthrough(bool force) { forcePassthrough = force; }

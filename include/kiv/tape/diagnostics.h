@@ -4,7 +4,8 @@
 
 #include "kiv/scsi/command.h"
 
-// The maker's diagnostics: SEND DIAGNOSTIC with a parameter list of diagnostic page 80h.
+/// @file
+/// The maker's diagnostics: SEND DIAGNOSTIC with a parameter list of diagnostic page 80h.
 
 /// Resets the drive. Time-out 180 s.
 class KIV_API TapeCmdResetDevice : public GenericScsiCommand {
@@ -17,6 +18,7 @@ class KIV_API TapeCmdResetDevice : public GenericScsiCommand {
 class KIV_API TapeCmdPostA : public GenericScsiCommand {
  public:
   TapeCmdPostA();
+  /// Whether the test needs a cartridge.
   void setCartridgeRequiredFlag(bool required);
   QORScsiCommand* createQORCommand() override;
 };
@@ -31,6 +33,7 @@ class KIV_API TapeCmdPostB : public GenericScsiCommand {
 /// Power-on self-test C, a single test by its number. Time-out 3600 s.
 class KIV_API TapeCmdPostC : public GenericScsiCommand {
  public:
+  /// The number of the test, 16 bits.
   explicit TapeCmdPostC(std::uint16_t testNumber);
   QORScsiCommand* createQORCommand() override;
 };
@@ -38,6 +41,7 @@ class KIV_API TapeCmdPostC : public GenericScsiCommand {
 /// Power-on self-test D, a single test by its number. Time-out 2700 s.
 class KIV_API TapeCmdPostD : public GenericScsiCommand {
  public:
+  /// The number of the test, 16 bits.
   explicit TapeCmdPostD(std::uint16_t testNumber);
   QORScsiCommand* createQORCommand() override;
 };
@@ -70,8 +74,11 @@ class KIV_API TapeCmdChannelCalibration : public GenericScsiCommand {
 class KIV_API TapeCmdTestEncryption : public GenericScsiCommand {
  public:
   TapeCmdTestEncryption();
+  ///@{
+  /// Each chooses what is tested: the set-up, the path, or all of it.
   void prepareEKMSetUp();
   void prepareEKMPath();
   void prepareEKMFullDiagnostic();
+  ///@}
   QORScsiCommand* createQORCommand() override;
 };

@@ -5,6 +5,9 @@
 
 #include "kiv/scsi/command.h"
 
+/// @file
+/// The operator panel.
+
 /// DISPLAY MESSAGE (vendor specific, C0h): shows two messages of 8 characters on the operator panel. Each
 /// step is logged.
 class KIV_API TapeCmdDisplayMessage : public GenericScsiCommand {

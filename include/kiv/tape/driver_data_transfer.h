@@ -2,7 +2,8 @@
 
 #include "kiv/scsi/driver_command.h"
 
-// Driver twins that read, write and verify. CMD_OK, or CMD_ERROR when the call fails.
+/// @file
+/// Driver twins that read, write and verify. CMD_OK, or CMD_ERROR when the call fails.
 
 /// Reads one block, or as many as the data buffer holds in fixed block mode, through the operating system.
 class KIV_API QORTapeCmdRead6 : public QORScsiCommand {
@@ -11,6 +12,7 @@ class KIV_API QORTapeCmdRead6 : public QORScsiCommand {
   /// With SILI, a block longer than the data buffer is no error: what fits is read. Behind a shorter one the
   /// data buffer is filled with zeros.
   ReturnCode doOperation(void* deviceHandle) override;
+  /// The SILI bit of the CDB.
   bool isSILIModeEnabled() const;
   /// Whether the last operation ran into the end of the medium.
   bool isEOMreached() const { return eomReached; }

@@ -2,7 +2,8 @@
 
 #include "kiv/scsi/driver_command.h"
 
-// Driver twins for the cartridge as a whole. CMD_OK, or CMD_ERROR when the call fails.
+/// @file
+/// Driver twins for the cartridge as a whole. CMD_OK, or CMD_ERROR when the call fails.
 
 // clang-format off
 /// Loads through the operating system and waits for it, whatever the immediate bit says.

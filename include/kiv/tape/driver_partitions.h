@@ -5,11 +5,13 @@
 #include "kiv/scsi/driver_command.h"
 #include "kiv/tape/partitions.h"
 
-// Partitions through the maker's tape driver. CMD_OK, or CMD_ERROR when the request fails.
+/// @file
+/// Partitions through the maker's tape driver. CMD_OK, or CMD_ERROR when the request fails.
 
 /// Reads the partition layout into a record.
 class KIV_API QORTapeCmdQueryPartition : public QORScsiCommand {
  public:
+  /// Fills the record, which must outlive this command.
   explicit QORTapeCmdQueryPartition(PartitionRecord& result) : record(result) {}
   ReturnCode doOperation(void* deviceHandle) override;
 
@@ -21,6 +23,7 @@ class KIV_API QORTapeCmdQueryPartition : public QORScsiCommand {
 /// that refuses the record's method is asked once more, with the partition type as the method.
 class KIV_API QORTapeCmdCreatePartition : public QORScsiCommand {
  public:
+  /// The record must outlive this command.
   explicit QORTapeCmdCreatePartition(const PartitionRecord& layout);
   ReturnCode doOperation(void* deviceHandle) override;
 
@@ -31,6 +34,7 @@ class KIV_API QORTapeCmdCreatePartition : public QORScsiCommand {
 /// Changes to a partition and locates a block in it. Time-out 2300 s, as that of LOCATE.
 class KIV_API QORTapeCmdChangePartition : public QORScsiCommand {
  public:
+  /// Partition number, and the block's address in it.
   QORTapeCmdChangePartition(std::uint32_t partition, std::uint64_t block);
   ReturnCode doOperation(void* deviceHandle) override;
 

@@ -2,7 +2,8 @@
 
 #include "kiv/scsi/driver_command.h"
 
-// Driver twins that move the tape. CMD_OK, or CMD_ERROR when the call fails.
+/// @file
+/// Driver twins that move the tape. CMD_OK, or CMD_ERROR when the call fails.
 
 // clang-format off
 /// Rewinds through the operating system.

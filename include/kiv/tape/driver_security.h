@@ -4,8 +4,9 @@
 
 #include "kiv/scsi/driver_command.h"
 
-// Driver twins for encryption and the protection of logical blocks. CMD_OK, or CMD_ERROR when the request
-// fails.
+/// @file
+/// Driver twins for encryption and the protection of logical blocks. CMD_OK, or CMD_ERROR when the request
+/// fails.
 
 // clang-format off
 /// Asks the driver how logical blocks are protected. The answer comes as the mode data that the CDB would
@@ -22,10 +23,12 @@ class KIV_API QORTapeCmdSetLogicalBlockProtection : public QORScsiCommand {
   void setLbpMethod(std::uint8_t method) { lbpMethod = method; }
   /// Bytes of protection information at the end of each block.
   void setLbpInfoLength(std::uint8_t length) { lbpInfoLength = length; }
+  ///@{
   /// Whether blocks are written, read, and recovered from the buffer with protection information.
   void setLbpWrite(bool on) { lbpWrite = on; }
   void setLbpRead(bool on) { lbpRead = on; }
   void setLbpRBDP(bool on) { lbpRbdp = on; }
+  ///@}
 
  private:
   std::uint8_t lbpMethod = 0;
@@ -41,6 +44,7 @@ class KIV_API QORTapeCmdGetEncryptionStatus : public QORScsiCommand {
  public:
   using QORScsiCommand::QORScsiCommand;
   ReturnCode doOperation(void* deviceHandle) override;
+  /// Whether the drive can encrypt.
   bool isEncryptionCapable() const { return capable; }
   /// 0 none, 1 library, 2 system, 3 application, 4 custom.
   std::uint32_t getEncryptionMethod() const { return method; }
@@ -60,10 +64,12 @@ class KIV_API QORTapeCmdDataEncryptionDiag : public QORScsiCommand {
   ReturnCode doOperation(void* deviceHandle) override;
   /// 0 full diagnostic (unless set otherwise), 1 path, 15 set-up.
   void setType(std::uint32_t value) { type = value; }
+  ///@{
   /// What the test found, 0 when it passed, and the error number that goes with it. Both 0 until the
   /// operation succeeded.
   std::uint32_t getCompletionCode() const { return completionCode; }
   std::uint32_t getErrno() const { return errorNumber; }
+  ///@}
 
  private:
   std::uint32_t type = 0;

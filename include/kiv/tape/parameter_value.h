@@ -8,6 +8,9 @@
 
 #include "kiv/api.h"
 
+/// @file
+/// Settings as values.
+
 /// The settings of a tape drive that can be set and queried by name of their own, whichever mode page or
 /// driver request holds them.
 enum ParamType : std::uint32_t {
@@ -31,25 +34,36 @@ enum OutputFormat : std::uint32_t {
   OUTPUT_ON_OFF = 6
 };
 
+///@{
+/// A value as its format shows it.
 KIV_API std::string decodeParameter(bool value, OutputFormat format);
 KIV_API std::string decodeParameter(long value, OutputFormat format);
 KIV_API std::string decodeParameter(const std::string& value, OutputFormat format);
+///@}
 
 /// One setting as a drive reports it.
 class KIV_API ParameterValue {
  public:
+  /// What is fixed of a setting; the derived class holds its value.
   ParameterValue(std::string name, ParamType type, bool isChangeable, OutputFormat format);
   virtual ~ParameterValue();
 
   /// The value as text for people.
   virtual std::string getDecodedValue() const = 0;
+  /// A copy, for the caller.
   virtual std::unique_ptr<ParameterValue> clone() const = 0;
 
+  ///@{
+  /// The name for people, such as "Compression".
   std::string getParameterName() const { return parameterName; }
   void setParameterName(std::string name) { parameterName = std::move(name); }
+  ///@}
+  ///@{
+  /// What it is, whether a host can set it, and how it is shown.
   ParamType getParameterType() const { return parameterType; }
   bool isChangeable() const { return changeable; }
   OutputFormat getParameterOutputFormat() const { return outputFormat; }
+  ///@}
 
  protected:
   ParameterValue(const ParameterValue&) = default;
@@ -66,14 +80,17 @@ class KIV_API ParameterValue {
 template <typename T>
 class ParameterValueTemplate : public ParameterValue {
  public:
+  /// A setting with its value.
   ParameterValueTemplate(T initialValue, std::string name, ParamType type, bool isChangeable,
                          OutputFormat format)
       : ParameterValue(std::move(name), type, isChangeable, format), value(std::move(initialValue)) {}
 
   std::string getDecodedValue() const override { return decodeParameter(value, getParameterOutputFormat()); }
+  /// A copy, for the caller.
   std::unique_ptr<ParameterValue> clone() const override {
     return std::make_unique<ParameterValueTemplate>(*this);
   }
+  /// The value itself.
   const T& getValue() const { return value; }
 
  private:
@@ -85,20 +102,28 @@ class KIV_API ParameterVector {
  public:
   ParameterVector();
   ~ParameterVector();
+  /// Copies every entry.
   ParameterVector(const ParameterVector& other);
   /// Copies every entry.
   ParameterVector& operator=(const ParameterVector& other);
 
   /// Takes ownership of the entry.
   void add(ParameterValue* entry);
+  /// How many entries there are.
   std::uint32_t getParameterCount() const { return static_cast<std::uint32_t>(entries.size()); }
   /// Null for an index outside the vector.
   ParameterValue* getEntry(std::uint32_t index) const;
+  ///@{
+  /// How many of them a host can set, or cannot.
   std::uint32_t getChangeableParameterCount() const { return count(true); }
   std::uint32_t getNonChangeableParameterCount() const { return count(false); }
+  ///@}
+  ///@{
   /// The index of the entry of that kind that has n such entries before it; 0xFFFFFFFF when there is none.
   std::uint32_t getIndexOfChangeableParameter(int n) const { return indexOf(true, n); }
   std::uint32_t getIndexOfNonChangeableParameter(int n) const { return indexOf(false, n); }
+  ///@}
+  /// Deletes every entry.
   void clearAllParameters();
 
  private:

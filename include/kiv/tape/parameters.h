@@ -8,12 +8,16 @@
 #include "kiv/tape/parameter_value.h"
 #include "kiv/types.h"
 
+/// @file
+/// Settings of a drive, whatever holds them.
+
 /// A job made of several commands to one drive; its outcome is that of the last command. It is never sent
 /// itself.
 class KIV_API TapeMetaCommands : public GenericScsiCommand {
  public:
   /// Every inner command gets `senseBytes` bytes for its sense data.
   TapeMetaCommands(ScsiTarget* device, std::uint8_t senseBytes);
+  /// The drive, which is the caller's.
   void setScsiDevice(ScsiTarget* device) { target = device; }
 
  protected:
@@ -32,23 +36,34 @@ class KIV_API TapeMetaCommands : public GenericScsiCommand {
 /// stays.
 class KIV_API TapeMetaCmdSetParam : public TapeMetaCommands {
  public:
+  ///@{
+  /// For a drive, which is the caller's, with `senseBytes` bytes for sense data; compression unless told
+  /// otherwise.
   TapeMetaCmdSetParam(ScsiTarget* device, std::uint8_t senseBytes);
   TapeMetaCmdSetParam(ScsiTarget* device, ParamType parameter, std::uint32_t newValue,
                       std::uint8_t senseBytes);
   TapeMetaCmdSetParam(ScsiTarget* device, ParamType parameter, std::string volume, std::uint8_t senseBytes);
+  ///@}
 
+  ///@{
+  /// What setParameter() sets; the volume's name is kept for the driver.
   void setType(ParamType parameter) { type = parameter; }
   void setValue(std::uint32_t newValue) { value = newValue; }
   void setVolId(std::string volume) { volId = std::move(volume); }
+  ///@}
 
+  /// Sets the parameter of the type to the value.
   ReturnCode setParameter();
 
+  ///@{
+  /// Set one parameter each, with the same results; the last two have no path that supports them.
   ReturnCode setCompression(bool on);
   /// Bytes. `previous`, unless null, receives the block length that was in force.
   ReturnCode setBlockLength(ulong32 length, ulong32* previous);
   ReturnCode setWriteCache(bool on);
   ReturnCode setImmediateMode(ulong32 mode);
   ReturnCode setSILIMode(bool on);
+  ///@}
 
  private:
   ReturnCode setByDriver();
@@ -75,12 +90,17 @@ class KIV_API TapeMetaCmdQueryParam : public TapeMetaCommands {
 
   /// The value of the last parameter queried.
   std::uint32_t getValue() const { return value; }
+  /// Always empty.
   std::string getVolId() const { return volId; }
+  /// What was queried, in the order of the types.
   ParameterVector& getAllParameters() { return parameters; }
 
+  ///@{
+  /// Query one parameter each; bytes for the block length. CMD_ERROR also when the drive leaves it out.
   ReturnCode getBlockLength(ulong32& length);
   ReturnCode getWriteCache(bool* on);
   ReturnCode getCompression(bool* on);
+  ///@}
 
  private:
   ReturnCode queryOne(ParamType parameter);

@@ -4,11 +4,13 @@
 
 #include "kiv/scsi/command.h"
 
-// Commands that move the tape or tell where it stands (SSC-4).
+/// @file
+/// Commands that move the tape or tell where it stands (SSC-4).
 
 /// REWIND. Time-out 600 s.
 class KIV_API TapeCmdRewind : public GenericScsiCommand {
  public:
+  /// IMMED: answer before it is done.
   explicit TapeCmdRewind(bool immediate);
   /// Overwrites the whole byte.
   void setImmedFlag(bool immediate);
@@ -18,9 +20,11 @@ class KIV_API TapeCmdRewind : public GenericScsiCommand {
 /// LOCATE(10), within the partition. Time-out 2300 s.
 class KIV_API TapeCmdLocate : public GenericScsiCommand {
  public:
+  /// IMMED: answer before it is done. The block's address has 32 bits.
   TapeCmdLocate(bool immediate, std::uint32_t blockAddress);
   /// Overwrites the whole byte.
   void setImmedFlag(bool immediate);
+  /// 32 bits.
   void setBlockAddr(std::uint32_t blockAddress);
   QORScsiCommand* createQORCommand() override;
 };
@@ -33,12 +37,15 @@ class KIV_API TapeCmdLocate16 : public GenericScsiCommand {
   TapeCmdLocate16(bool immediate, std::uint64_t blockAddress, std::uint32_t partition);
   /// Overwrites the whole byte, the change-partition bit included.
   void setImmedFlag(bool immediate);
+  /// Low 56 bits.
   void setBlockAdr(std::uint64_t blockAddress);
   /// Asks for a change of partition unless the number is 0; 0 leaves that bit as it is.
   void setPartitionNumber(std::uint32_t partition);
+  ///@{
   /// The block address and the partition number as they were given, before anything was cut off.
   std::uint64_t getBlockId() const { return blockId; }
   std::uint32_t getPartitionNumber() const { return partitionNumber; }
+  ///@}
   QORScsiCommand* createQORCommand() override;
 
  private:
@@ -52,8 +59,11 @@ class KIV_API TapeCmdSpace : public GenericScsiCommand {
   /// Code: 0 blocks, 1 filemarks, 2 sequential filemarks, 3 end of data. Count: 24 bits, negative towards the
   /// beginning of the partition.
   TapeCmdSpace(std::uint8_t code, std::int32_t count);
+  ///@{
+  /// As in the constructor.
   void setMode(std::uint8_t code);
   void setCount(std::int32_t count);
+  ///@}
   QORScsiCommand* createQORCommand() override;
 };
 
@@ -61,14 +71,19 @@ class KIV_API TapeCmdSpace : public GenericScsiCommand {
 class KIV_API TapeCmdReadPosition : public GenericScsiCommand {
  public:
   TapeCmdReadPosition();
+  ///@{
   /// Beginning of partition; end of partition (between early warning and the end).
   bool posBOP() const;
   bool posEOP() const;
+  ///@}
+  ///@{
+  /// Block addresses, and what the drive's buffer holds in blocks and in bytes.
   std::uint32_t getFirstBlockPosition() const;
   std::uint32_t getLastBlockWritten() const;
   std::uint32_t getNumberOfBlocksInBuffer() const;
   std::uint32_t getNumberOfBytesInBuffer() const;
   std::uint32_t getNextBlockPosition() const;
+  ///@}
   /// For the driver twin only: whether block numbers are physical ones. False at first.
   void setBlockFormatPhysical(bool physical) { blockFormatPhysical = physical; }
   QORScsiCommand* createQORCommand() override;

@@ -5,8 +5,10 @@
 
 #include "kiv/scsi/command.h"
 
-// Reservations of the drive (SPC-2 for the unit, SPC-4 for persistent ones).
+/// @file
+/// Reservations of the drive (SPC-2 for the unit, SPC-4 for persistent ones).
 
+/// Service actions of PERSISTENT RESERVE IN (SPC-4).
 enum PersistReserveInServiceAction : std::uint8_t {
   PERSIST_READ_KEYS = 0x00,
   PERSIST_READ_RESERVATION = 0x01,
@@ -14,6 +16,7 @@ enum PersistReserveInServiceAction : std::uint8_t {
   PERSIST_READ_FULL_STATUS = 0x03
 };
 
+/// Service actions of PERSISTENT RESERVE OUT (SPC-4).
 enum PersistReserveOutServiceAction : std::uint8_t {
   PERSIST_REGISTER = 0x00,
   PERSIST_RESERVE = 0x01,
@@ -25,6 +28,7 @@ enum PersistReserveOutServiceAction : std::uint8_t {
   PERSIST_REGISTER_AND_MOVE = 0x07
 };
 
+/// Persistent reservation types (SPC-4).
 enum PersistReserveOutReservationType : std::uint8_t {
   PERSIST_WRITE_EXCLUSIVE = 0x01,
   PERSIST_EXCLUSIVE_ACCESS = 0x03,
@@ -51,10 +55,14 @@ class KIV_API TapeCmdReleaseUnit6 : public GenericScsiCommand {
 /// PERSISTENT RESERVE IN. Time-out 60 s. The CDB holds the low 16 bits of the allocation length.
 class KIV_API TapeCmdPersistentReserveIn : public GenericScsiCommand {
  public:
+  ///@{
+  /// The service action (SPC-4); the length is in bytes.
   TapeCmdPersistentReserveIn(PersistReserveInServiceAction action, std::uint32_t allocationLength);
   void setServiceAction(PersistReserveInServiceAction action);
+  ///@}
   /// Writes byte 2, which the standard reserves in this command.
   void setReservationType(PersistReserveOutReservationType type);
+  /// Bytes to ask for; also those of the data buffer.
   void setAllocationLength(std::uint32_t length);
   /// The registered keys that READ KEYS brought, as far as the data buffer holds them; empty after any other
   /// service action.
@@ -66,10 +74,14 @@ class KIV_API TapeCmdPersistentReserveIn : public GenericScsiCommand {
 /// parameter list is for the caller to fill.
 class KIV_API TapeCmdPersistentReserveOut : public GenericScsiCommand {
  public:
+  ///@{
+  /// Service action and type (SPC-4); the scope is the logical unit. The length is in bytes.
   TapeCmdPersistentReserveOut(PersistReserveOutServiceAction action, PersistReserveOutReservationType type,
                               std::uint32_t parameterListLength);
   void setServiceAction(PersistReserveOutServiceAction action);
   void setReservationType(PersistReserveOutReservationType type);
+  ///@}
+  /// Bytes to send; also those of the data buffer.
   void setAllocationLength(std::uint32_t length);
   QORScsiCommand* createQORCommand() override;
 };

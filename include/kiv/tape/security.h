@@ -4,7 +4,8 @@
 
 #include "kiv/scsi/command.h"
 
-// Encryption and the protection of logical blocks (SPC-4, SSC-4).
+/// @file
+/// Encryption and the protection of logical blocks (SPC-4, SSC-4).
 
 /// SECURITY PROTOCOL IN.
 class KIV_API TapeCmdSecurityProtocolIn : public GenericScsiCommand {
@@ -12,8 +13,11 @@ class KIV_API TapeCmdSecurityProtocolIn : public GenericScsiCommand {
   /// Protocol 20h is tape data encryption; the lengths are in bytes.
   TapeCmdSecurityProtocolIn(std::uint8_t protocol, std::uint16_t protocolSpecific,
                             std::uint32_t allocationLength);
+  ///@{
+  /// As in the constructor.
   void setSecurityProtocol(std::uint8_t protocol);
   void setSecurityProtocolSpecific(std::uint16_t specific);
+  ///@}
   /// Also replaces the data buffer by a zeroed one of that length.
   void setSecurityProtocolLength(std::uint32_t length);
   QORScsiCommand* createQORCommand() override;
@@ -22,10 +26,14 @@ class KIV_API TapeCmdSecurityProtocolIn : public GenericScsiCommand {
 /// SECURITY PROTOCOL OUT. The data are for the caller to fill.
 class KIV_API TapeCmdSecurityProtocolOut : public GenericScsiCommand {
  public:
+  /// Protocol 20h is tape data encryption; the length is in bytes.
   TapeCmdSecurityProtocolOut(std::uint8_t protocol, std::uint16_t protocolSpecific,
                              std::uint32_t transferLength);
+  ///@{
+  /// As in the constructor.
   void setSecurityProtocol(std::uint8_t protocol);
   void setSecurityProtocolSpecific(std::uint16_t specific);
+  ///@}
   /// Also replaces the data buffer by a zeroed one of that length.
   void setSecurityProtocolLength(std::uint32_t length);
   QORScsiCommand* createQORCommand() override;
@@ -41,9 +49,11 @@ class KIV_API TapeCmdQueryLogicalBlockProtection : public GenericScsiCommand {
   std::uint8_t getLbpMethod() const;
   /// Bytes of protection information at the end of each block.
   std::uint8_t getLbpInfoLength() const;
+  ///@{
   /// Whether blocks are written, read, and recovered from the buffer with protection information.
   bool getLbpWrite() const;
   bool getLbpRead() const;
   bool getLbpRBDP() const;
+  ///@}
   QORScsiCommand* createQORCommand() override;
 };

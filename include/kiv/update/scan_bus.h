@@ -7,6 +7,9 @@
 #include "kiv/device/target.h"
 #include "kiv/types.h"
 
+/// @file
+/// Scan and inventory.
+
 /// The bus scan behind the exported scanScsiBus(), and its inventory report.
 class KIV_API ScanBus {
  public:

@@ -6,6 +6,9 @@
 #include "kiv/device/target.h"
 #include "kiv/types.h"
 
+/// @file
+/// Firmware update and result report.
+
 /// The firmware update of the devices that the last scan found, and its result report `scsiExe.txt`.
 ///
 /// Devices are addressed by their index in listOfSupportedDevices. Operations that return an int return an
@@ -43,6 +46,7 @@ class KIV_API UpdateFirmware {
   /// in the end.
   int wait4RebootComplete(ScsiTarget* target);
 
+  ///@{
   /// The three pieces of the report, to `scsiExe.txt` or, for outputMode 2, to standard output: the header
   /// starts a new document, entries and trailer are appended. A file that cannot be written is skipped
   /// silently.
@@ -50,4 +54,5 @@ class KIV_API UpdateFirmware {
   /// An index outside the list adds nothing.
   void showUpdateResult(int index, int outputMode, int result);
   void showResultTrailer(int outputMode);
+  ///@}
 };
