@@ -4,9 +4,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "simulator/room/room.h"
+#include "tests/support/hex.h"
 
 /// A device driver that answers control requests with what a test lays down, and refuses the others. Bytes
 /// that a driver of good manners would never send can be sent by this one.
@@ -32,8 +34,8 @@ class ScriptedDriver {
     script[code] = [error](simulator::ControlRequest&) { throw simulator::WindowsError{error}; };
   }
 
-  /// The bytes that came with the last request, as far as it was a scripted one.
-  std::vector<std::uint8_t> input;
+  /// The bytes that came with requests.
+  std::vector<std::string> requests;
 
  private:
   class Device : public simulator::Handle {
@@ -43,8 +45,8 @@ class ScriptedDriver {
     void control(simulator::ControlRequest& request) override {
       const auto found = owner.script.find(request.code);
       if (found == owner.script.end()) return Handle::control(request);
-      owner.input.assign(request.buffer.begin(),
-                         request.buffer.begin() + static_cast<std::ptrdiff_t>(request.inSize));
+      if (request.inSize > 0)
+        owner.requests.push_back(briefHex(std::span(request.buffer).first(request.inSize)));
       found->second(request);
     }
 
