@@ -1,12 +1,12 @@
 #include "c_interface/update_report.h"
 
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <utility>
 
 #include "c_interface/code_page.h"
 #include "c_interface/failure.h"
 #include "frame/directory.h"
+#include "frame/file.h"
 #include "kiv/frame/logger.h"
 #include "platform/win32.h"
 #include "update/report.h"
@@ -14,8 +14,9 @@
 namespace {
 
 std::string readReport() {
-  std::ifstream file(inDirectory(RESULT_REPORT), std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::string text;
+  if (const File file = openFile(inDirectory(RESULT_REPORT), FileAccess::Read)) readAll(file.get(), text);
+  return text;
 }
 
 /// An older report up to its last whole device; a new one when it is none.
@@ -46,11 +47,11 @@ bool UpdateReport::add(const std::string& entry) try {
 void UpdateReport::write() const {
   const std::string name = inDirectory(RESULT_REPORT);
   const std::string newName = name + ".new";
-  std::ofstream file(newName, std::ios::binary | std::ios::trunc);
-  file << document << RESULT_REPORT_END;
-  file.close();
+  File file = openFile(newName, FileAccess::Replace);
+  const bool written = file && writeAndClose(std::move(file), document + RESULT_REPORT_END);
   SetLastError(ERROR_SUCCESS);
-  if (file && MoveFileExA(newName.c_str(), name.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+  if (written &&
+      MoveFileExA(newName.c_str(), name.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
     return;
   const DWORD error = GetLastError();
   std::remove(newName.c_str());

@@ -1,11 +1,10 @@
 #include "config/configuration_file.h"
 
 #include <algorithm>
-#include <array>
-#include <fstream>
 #include <optional>
 
 #include "frame/directory.h"
+#include "frame/file.h"
 #include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 #include "kiv/frame/text.h"
@@ -16,15 +15,9 @@ constexpr const char* WHITE_SPACE = " \n\r\t";
 
 /// The whole file, with a line feed at its end. Binary, so that neither Ctrl-Z nor NUL ends it early.
 std::optional<std::string> readText(const char* fileName) {
-  std::ifstream file(inDirectory(fileName), std::ios::in | std::ios::binary);
-  if (!file) return std::nullopt;
+  const File file = openFile(inDirectory(fileName), FileAccess::Read);
   std::string text;
-  std::array<char, 65536> block;
-  do {
-    file.read(block.data(), block.size());
-    text.append(block.data(), static_cast<std::size_t>(file.gcount()));
-  } while (file);
-  if (file.bad()) return std::nullopt;
+  if (!file || !readAll(file.get(), text)) return std::nullopt;
   std::replace(text.begin(), text.end(), '\t', ' ');
   text += '\n';
   return text;

@@ -1,5 +1,3 @@
-#include <iostream>  // its standard streams must outlive everything below
-
 #include "kiv/device/controller.h"
 #include "kiv/kiv.h"
 #include "platform/win32.h"

@@ -4,15 +4,14 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iomanip>
-#include <iostream>
 #include <memory>
-#include <sstream>
+#include <span>
 #include <utility>
 
+#include "frame/file.h"
 #include "frame/guarded.h"
 #include "frame/log_sink.h"
+#include "kiv/frame/text.h"
 #include "platform/win32.h"
 
 namespace {
@@ -23,10 +22,19 @@ constexpr ulong32 BYTES_PER_ROW = 8;
 LogSink sink = nullptr;
 void* sinkUser = nullptr;
 
-/// Hands the sink whole lines, one by one.
-void sendToSink(int level, const std::string& lines) {
-  std::istringstream stream(lines);
-  for (std::string line; std::getline(stream, line);) sink(level, line.c_str(), sinkUser);
+/// From the first row that a process dumps on standard output, offsets are padded with zeros, and the titles
+/// of dumps count in hexadecimal. Readers of these logs know them so.
+bool dumpedBefore = false;
+
+/// Lines, the last without its line feed: one by one to the sink, or all in one write.
+void write(int level, std::string lines) {
+  if (sink) {
+    for (const std::string& line : splitString(lines, '\n')) sink(level, line.c_str(), sinkUser);
+  } else {
+    lines += '\n';
+    std::fwrite(lines.data(), 1, lines.size(), stdout);
+    std::fflush(stdout);
+  }
 }
 
 using CText = std::unique_ptr<char, decltype(&std::free)>;
@@ -51,13 +59,35 @@ class LastErrorKept {
   DWORD error;
 };
 
+std::string numberText(const char* format, unsigned long number) {
+  char text[24];
+  std::snprintf(text, sizeof text, format, number);
+  return text;
+}
+
 /// What every line begins with, up to the message.
 std::string linePrefix(const std::string& component, unsigned short line, const std::string& letter) {
-  std::ostringstream prefix;
-  prefix << std::left << std::setw(4) << std::setfill('_') << component;
-  prefix << std::right << std::setw(4) << std::setfill('0') << line << letter;
-  prefix << " '" << timeText() << "' ";
-  return prefix.str();
+  std::string prefix = component;
+  prefix.resize(std::max<std::size_t>(4, component.size()), '_');
+  return prefix + numberText("%04lu", line) + letter + " '" + timeText() + "' ";
+}
+
+/// One row of a dump: the offset, the bytes in hexadecimal, the bytes as text.
+std::string dumpRow(const char* offsetFormat, ulong32 offset, std::span<const char> bytes) {
+  constexpr char DIGITS[] = "0123456789ABCDEF";
+  std::string row = numberText(offsetFormat, offset);
+  std::string text;
+  for (std::size_t slot = 0; slot < BYTES_PER_ROW; ++slot) {
+    if (slot == BYTES_PER_ROW / 2) row += ' ';
+    if (slot < bytes.size()) {
+      const auto byte = static_cast<unsigned char>(bytes[slot]);
+      row += {' ', DIGITS[byte >> 4], DIGITS[byte & 0x0F]};
+      text += {byte < 0x20 || byte > 0x7A ? '.' : bytes[slot], ' '};
+    } else {
+      row += "   ";
+    }
+  }
+  return row + "     " + text;
 }
 
 /// The text of a printf format, or null when memory for it cannot be had.
@@ -114,7 +144,7 @@ void Logger::setLogLevel(logLevels newLevel) { level = newLevel; }
 void Logger::setFileName(std::string name) { fileName = std::move(name); }
 
 void Logger::clear() {
-  if (level > LOG_ERROR) std::ofstream(fileName, std::ios::out | std::ios::trunc);
+  if (level > LOG_ERROR) openFile(fileName, FileAccess::Replace);
 }
 
 bool Logger::logEntry(std::string component, unsigned short line, std::string letter, std::string message,
@@ -122,11 +152,7 @@ bool Logger::logEntry(std::string component, unsigned short line, std::string le
   if (!writes(entryLevel)) return false;
   const LastErrorKept kept;
   return guarded(false, [&] {
-    if (sink) {
-      sendToSink(entryLevel, linePrefix(component, line, letter) + message);
-    } else {
-      std::cout << linePrefix(component, line, letter) << message << '\n' << std::flush;
-    }
+    write(entryLevel, linePrefix(component, line, letter) + message);
     return true;
   });
 }
@@ -156,33 +182,17 @@ bool Logger::logBinary(std::string component, unsigned short line, std::string m
   if (!writes(LOG_INFO)) return false;
   const LastErrorKept kept;
   return guarded(false, [&] {
-    // The number format set here stays on the stream: from the second row on, offsets are padded with zeros,
-    // and the byte counts of later titles are hexadecimal. Readers of these logs know them so.
-    std::ostringstream lines;
-    std::ostream& out = sink ? static_cast<std::ostream&>(lines) : std::cout;
-    out << linePrefix(component, line, "B") << message << " (" << length << " bytes):\n" << std::flush;
+    bool freshSink = false;
+    bool& dumped = sink ? freshSink : dumpedBefore;
+    write(LOG_INFO, linePrefix(component, line, "B") + message + " (" +
+                        numberText(dumped ? "%lX" : "%lu", length) + " bytes):");
     if (!data) length = 0;
     for (ulong32 row = 0; row < length;) {
       const ulong32 count = std::min(BYTES_PER_ROW, length - row);
-      out << "  " << std::uppercase << std::hex << std::setw(3) << row << "  ";
-      for (ulong32 slot = 0; slot < BYTES_PER_ROW; ++slot) {
-        if (slot == BYTES_PER_ROW / 2) out << ' ';
-        if (slot < count) {
-          out << ' ' << std::setfill('0') << std::setw(2)
-              << static_cast<unsigned>(static_cast<unsigned char>(data[row + slot]));
-        } else {
-          out << "   ";
-        }
-      }
-      out << "     " << std::flush;
-      for (ulong32 slot = 0; slot < count; ++slot) {
-        const auto byte = static_cast<unsigned char>(data[row + slot]);
-        out << (byte < 0x20 || byte > 0x7A ? '.' : static_cast<char>(byte)) << ' ';
-      }
-      out << '\n' << std::flush;
+      write(LOG_INFO, dumpRow(dumped ? "  %03lX  " : "  %3lX  ", row, {data + row, count}));
+      dumped = true;
       row += count;
     }
-    if (sink) sendToSink(LOG_INFO, lines.str());
     return true;
   });
 }

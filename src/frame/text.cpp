@@ -1,8 +1,8 @@
 #include "kiv/frame/text.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
-#include <sstream>
 
 char* trimString(std::string& s, const char* set) {
   const std::size_t first = s.find_first_not_of(set);
@@ -57,14 +57,13 @@ bool getPatternIndex(const std::string& s, const char* pattern, int* start, int*
 
 std::vector<std::string> splitString(const std::string& s, char delimiter) {
   std::vector<std::string> items;
-  std::istringstream stream(s);
-  for (std::string item; std::getline(stream, item, delimiter);) items.push_back(item);
+  for (std::size_t begin = 0, end = 0; begin < s.size(); begin = end + 1) {
+    end = std::min(s.find(delimiter, begin), s.size());
+    items.emplace_back(s, begin, end - begin);
+  }
   return items;
 }
 
 std::int64_t parseIntegerValue(std::string text) {
-  std::int64_t value = 0;
-  std::istringstream stream(text);
-  stream >> (text.starts_with("0x") ? std::hex : std::dec) >> value;
-  return value;
+  return std::strtoll(text.c_str(), nullptr, text.starts_with("0x") ? 16 : 10);
 }

@@ -1,9 +1,10 @@
 #include "update/report.h"
 
-#include <fstream>
-#include <iostream>
+#include <cstdio>
+#include <utility>
 
 #include "frame/directory.h"
+#include "frame/file.h"
 #include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 #include "platform/win32.h"
@@ -35,18 +36,17 @@ struct BinaryStandardOutput {
 
 void writeReport(const char* fileName, int outputMode, ReportPart part, std::string_view text) {
   if (outputMode == KIV_OUTPUT_STDOUT) {
-    std::cout.flush();
+    std::fflush(stdout);
     const BinaryStandardOutput binary;
-    std::cout << text << std::flush;
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
     return;
   }
   const auto write = [&] {
-    std::ofstream file(inDirectory(fileName),
-                       std::ios::binary | (part == ReportPart::Start ? std::ios::trunc : std::ios::app));
-    if (!file.is_open()) return true;
-    file << text;
-    file.close();
-    if (!file) logger->logError("MAIN", 0, "Report %s could not be written whole", fileName);
+    File file =
+        openFile(inDirectory(fileName), part == ReportPart::Start ? FileAccess::Replace : FileAccess::Append);
+    if (file && !writeAndClose(std::move(file), text))
+      logger->logError("MAIN", 0, "Report %s could not be written whole", fileName);
     return true;
   };
   // Without its trailer a report is no XML: what one shortage of memory stopped is tried once more.

@@ -4,7 +4,7 @@ set -eu
 export LC_ALL=C
 source=$1 dll=$2
 tool=x86_64-w64-mingw32
-maximum_size=1572864
+maximum_size=655360
 
 headers=$($tool-objdump -p "$dll")
 fail=0
