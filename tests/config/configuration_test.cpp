@@ -57,7 +57,7 @@ TEST_F(Configuration, ReadsTheFirmwareFileTable) {
 
 TEST_F(Configuration, ReadsTheComponentTable) {
   directory.write("Devlist.txt",
-                  "# components\n"
+                  "# AutomationReadyCheck=false\n"
                   "100 QOR-A  B C\n"
                   "200 QOR-A B C\n"
                   "* *\n"
@@ -67,7 +67,7 @@ TEST_F(Configuration, ReadsTheComponentTable) {
   CapturedOutput output;
   ASSERT_TRUE(ids.initialize("Devlist.txt"));
   EXPECT_THAT(output.lines(),
-              ElementsAre("CFGC0000D Devlist.txt Parsing comment ==># components<==",
+              ElementsAre("CFGC0000D Devlist.txt Parsing comment ==># AutomationReadyCheck=false<==",
                           "CFGC0000D QOR-A B C/200 is already configured, item will be ignored",
                           "CFGC0000D Devlist.txt invalid format ==>* *<==",
                           "CFGC0000D Devlist.txt invalid format ==>LibraryCheck=true<==",
@@ -75,7 +75,9 @@ TEST_F(Configuration, ReadsTheComponentTable) {
                           "CFGC0000D Component ID [0]: QOR-A B C ==>100<==",
                           "CFGC0000D Component ID [1]: QOR-D:SAS ==>300<==",
                           "CFGC0000D AutomationReadyCheck=true", "CFGC0000D LibraryCheck=true"));
-  EXPECT_TRUE(libraryMode);
+  directory.write("other.txt", "400 QOR-E\n");
+  ComponentId().initialize("other.txt");
+  EXPECT_TRUE(libraryMode) << "until the process ends";
   EXPECT_EQ(ids.getId4InquiryData("QOR-A B C"), "100");
   EXPECT_FALSE(ids.isValid("QOR-X"));
   EXPECT_EQ(ids.getId4InquiryData("QOR-X"), "");

@@ -2,12 +2,28 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdio>
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
 #include "tests/support/captured_output.h"
 #include "tests/support/working_directory.h"
 
 using testing::ElementsAre;
 
 namespace {
+
+/// What has left the process through its standard output.
+auto bytesOut() {
+#ifdef _WIN32
+  return _lseek(1, 0, SEEK_CUR);
+#else
+  return lseek(1, 0, SEEK_CUR);
+#endif
+}
 
 TEST(Logger, WritesNothingAtFirst) {
   CapturedOutput output;
@@ -25,6 +41,7 @@ TEST(Logger, FiltersByLevel) {
   EXPECT_FALSE(logger->logInfo("MAIN", 0, "info"));
   EXPECT_FALSE(logger->logDebug("MAIN", 0, std::string("debug")));
   EXPECT_FALSE(logger->logBinary("MAIN", 0, "data", "abc", 3));
+  EXPECT_GT(bytesOut(), 60) << "a host that dies has its log";
   EXPECT_THAT(output.lines(), ElementsAre("MAIN0000E error 1", "MAIN0000W warning"));
 }
 

@@ -68,6 +68,20 @@ class RoomTest : public testing::Test {
     return lines;
   }
 
+  /// Records what an operation results in, the calls that it makes, the data that they send, and the log.
+  template <typename Operation>
+  void observe(const std::string& what, Operation operation) {
+    room.journal().clear();
+    ReturnCode result = CMD_ERROR;
+    const auto log = logOf([&] { result = operation(); });
+    std::vector<std::string> made;
+    for (const auto& entry : room.journal().entries()) {
+      made.push_back(entry.line());
+      if (!entry.dataOut.empty()) made.push_back("  < " + hex(entry.dataOut));
+    }
+    record(what, result, made, log);
+  }
+
   simulator::Room room;
   ScriptedDriver script;
   ScsiTarget target;

@@ -1,224 +1,84 @@
 #include "kiv/tape/parameters.h"
 
-#include <gmock/gmock.h>
-
-#include "kiv/device/driver_target.h"
-#include "simulator/room/room.h"
-#include "tests/support/captured_output.h"
-#include "tests/support/hex.h"
-
-using testing::Contains;
-using testing::Each;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
+#include "tests/support/room_test.h"
 
 namespace {
 
 constexpr std::uint8_t SENSE = 32;
 
-class Parameters : public testing::Test {
+class Parameters : public RoomTest {
  protected:
-  Parameters()
-      : drive(room.addDrive({.target = 5, .model = "ULTRIUM-PX6", .driver = simulator::DriverOptions{}},
-                            {.cartridge = true})) {}
-  void SetUp() override {
-    ASSERT_EQ(target.openDevice(0, 5, 0, 0, "", 1), CMD_OK);
-    room.journal().clear();
+  void set(ScsiTarget& device, ParamType type, std::uint32_t value) {
+    TapeMetaCmdSetParam command(&device, type, value, SENSE);
+    observe("set " + std::to_string(type) + " to " + std::to_string(value),
+            [&] { return command.setParameter(); });
+    TELL(command.getExecutionStatus(), command.getSenseKey());
   }
-  ~Parameters() override {
-    target.closeDevice();
-    EXPECT_EQ(room.openHandles(), 0u);
-  }
-
-  ReturnCode set(ParamType type, std::uint32_t value) {
-    return TapeMetaCmdSetParam(&target, type, value, SENSE).setParameter();
-  }
-  std::vector<std::string> cdbs() { return room.journal().cdbs(drive.address()); }
   /// "Name=value" of all that a query finds.
-  static std::vector<std::string> texts(TapeMetaCmdQueryParam& query) {
-    std::vector<std::string> result;
-    for (std::uint32_t i = 0; i < query.getAllParameters().getParameterCount(); ++i) {
-      const ParameterValue* entry = query.getAllParameters().getEntry(i);
-      result.push_back(entry->getParameterName() + "=" + entry->getDecodedValue());
+  void query(TapeMetaCmdQueryParam command) {
+    observe("query", [&] { return command.queryParameter(); });
+    std::vector<std::string> found;
+    for (std::uint32_t i = 0; i < command.getAllParameters().getParameterCount(); ++i) {
+      const ParameterValue* entry = command.getAllParameters().getEntry(i);
+      found.push_back(entry->getParameterName() + "=" + entry->getDecodedValue());
     }
-    return result;
-  }
-  void failCdb(const char* cdb, const char* reply = nullptr) {
-    simulator::Fault fault{.cdb = cdb};
-    if (reply) {
-      fault.reply = bytes(reply);
-    } else {
-      fault.sense = simulator::Sense{5, 0x26, 0x01};
-    }
-    room.addFault(fault);
+    record("found", found);
   }
 
-  simulator::Room room;
-  simulator::VirtualDrive& drive;
-  ScsiTarget target;
+  simulator::VirtualDrive& drive = openDrive({.model = "ULTRIUM-PX6"});
 };
 
-/// The list that a parameter selects, by what it changes in the page that was sensed.
-TEST_F(Parameters, SetsOneFieldOfOnePage) {
-  struct Row {
-    ParamType type;
-    std::uint32_t value;
-    const char* sense;
-    const char* select;
-    std::uint8_t page;
-    std::uint8_t subpage;
-    std::vector<std::pair<std::size_t, std::uint8_t>> changed;  // byte of the page, new value
-  };
-  const Row rows[] = {
-      {PARAM_COMPRESSION, 0, "1A 08 0F 00 FF 00", "15 10 00 00 14 00", 0x0F, 0, {{2, 0x40}}},
-      {PARAM_DATA_SAFE_MODE, 1, "1A 08 10 01 FF 00", "15 01 00 00 24 00", 0x10, 1, {{5, 0x11}}},
-      {PARAM_DATA_SAFE_MODE, 0, "1A 08 10 01 FF 00", "15 01 00 00 24 00", 0x10, 1, {{5, 0x01}}},
-      {PARAM_SKIP_SYNC, 1, "1A 08 30 40 FF 00", "15 01 00 00 0C 00", 0x30, 0x40, {{4, 0x01}}},
-      {PARAM_SLEEP_MODE_TIMER,
-       600,
-       "1A 08 1A 00 FF 00",
-       "15 01 00 00 2C 00",
-       0x1A,
-       0,
-       {{3, 0x08}, {16, 0x00}, {17, 0x00}, {18, 0x17}, {19, 0x70}}},
-      {PARAM_SLEEP_MODE_TIMER,
-       0,
-       "1A 08 1A 00 FF 00",
-       "15 01 00 00 2C 00",
-       0x1A,
-       0,
-       {{3, 0x00}, {16, 0x00}, {17, 0x00}, {18, 0x00}, {19, 0x00}}},
-      {PARAM_ARCHIVE_MODE_UNTHREAD, 1, "1A 08 30 43 FF 00", "15 01 00 00 0C 00", 0x30, 0x43, {{4, 0x02}}},
-  };
-  for (const Row& row : rows) {
-    room.journal().clear();
-    auto expected = drive.modes().current(row.page, row.subpage);
-    for (const auto& [at, value] : row.changed) expected[at] = value;
-    EXPECT_EQ(set(row.type, row.value), CMD_OK) << row.sense;
-    EXPECT_EQ(drive.modes().current(row.page, row.subpage), expected) << row.sense;
-    EXPECT_THAT(cdbs(), ElementsAre(row.sense, row.select));
-    const auto& list = room.journal().entries().back().dataOut;
-    EXPECT_EQ(list.at(0), 0) << "mode data length";
-    EXPECT_EQ(list.at(4), row.subpage ? row.page | 0x40 : row.page) << "PS cleared, SPF only for subpages";
-  }
-}
-
-TEST_F(Parameters, SwitchesCompressionOnWithItsAlgorithm) {
+TEST_F(Parameters, SetOneFieldOfOnePage) {
   drive.modes().current(0x10)[14] = 0;
-  EXPECT_EQ(set(PARAM_COMPRESSION, 1), CMD_OK);
-  EXPECT_EQ(drive.modes().current(0x10)[14], 1);
-  EXPECT_THAT(cdbs(), ElementsAre("1A 08 0F 00 FF 00", "15 10 00 00 14 00", "1A 08 10 00 FF 00",
-                                  "15 10 00 00 14 00"));
-  room.journal().clear();
-  LogLevel level(LOG_DEBUG);
-  CapturedOutput output;
-  EXPECT_EQ(set(PARAM_COMPRESSION, 1), CMD_OK);
-  EXPECT_THAT(cdbs(), ElementsAre("1A 08 0F 00 FF 00", "15 10 00 00 14 00", "1A 08 10 00 FF 00"));
-  EXPECT_THAT(output.lines(), Contains("SCSI0000D setCompression ModeSelect 0x10 not required"));
+  const std::pair<ParamType, std::uint32_t> rows[] = {{PARAM_COMPRESSION, 0},
+                                                      {PARAM_COMPRESSION, 1},
+                                                      {PARAM_COMPRESSION, 1},
+                                                      {PARAM_BLOCK_LENGTH, 0x010203},
+                                                      {PARAM_BLOCK_LENGTH, 66051},
+                                                      {PARAM_WRITE_CACHE, 0},
+                                                      {PARAM_WRITE_CACHE, 1},
+                                                      {PARAM_DATA_SAFE_MODE, 1},
+                                                      {PARAM_DATA_SAFE_MODE, 0},
+                                                      {PARAM_SKIP_SYNC, 1},
+                                                      {PARAM_SKIP_SYNC, 0},
+                                                      {PARAM_SLEEP_MODE_TIMER, 600},
+                                                      {PARAM_SLEEP_MODE_TIMER, 0},
+                                                      {PARAM_SLEEP_MODE_TIMER, 0xFFFFFFFF},
+                                                      {PARAM_ARCHIVE_MODE_UNTHREAD, 1},
+                                                      {PARAM_ARCHIVE_MODE_UNTHREAD, 0},
+                                                      {PARAM_SILI_MODE, 1},
+                                                      {PARAM_IMMEDIATE_MODE, 1},
+                                                      {static_cast<ParamType>(40), 1}};
+  for (const auto& [type, value] : rows) set(target, type, value);
 }
 
-TEST_F(Parameters, SetsBlockLengthAndWriteCacheInTheHeader) {
-  ulong32 previous = 99;
-  TapeMetaCmdSetParam command(&target, SENSE);
-  EXPECT_EQ(command.setBlockLength(0x010203, &previous), CMD_OK);
-  EXPECT_EQ(previous, 0u);
-  EXPECT_EQ(drive.blockLength(), 0x010203u);
-  EXPECT_THAT(cdbs(), ElementsAre("1A 00 0F 00 FF 00", "15 10 00 00 0C 00"));
-  room.journal().clear();
-  EXPECT_EQ(command.setBlockLength(0x010203, &previous), CMD_OK);
-  EXPECT_EQ(previous, 0x010203u);
-  EXPECT_THAT(cdbs(), ElementsAre("1A 00 0F 00 FF 00")) << "nothing to change";
-
-  for (bool on : {false, true}) {
-    EXPECT_EQ(command.setWriteCache(on), CMD_OK);
-    EXPECT_EQ(drive.buffered(), on);
-    bool read = !on;
-    EXPECT_EQ(TapeMetaCmdQueryParam(&target, SENSE).getWriteCache(&read), CMD_OK);
-    EXPECT_EQ(read, on);
+TEST_F(Parameters, EndAtTheFirstCommandThatFails) {
+  for (const ParamType type : {PARAM_COMPRESSION, PARAM_BLOCK_LENGTH, PARAM_WRITE_CACHE, PARAM_DATA_SAFE_MODE,
+                               PARAM_SKIP_SYNC, PARAM_SLEEP_MODE_TIMER, PARAM_ARCHIVE_MODE_UNTHREAD}) {
+    for (unsigned nth = 1; nth <= (type == PARAM_COMPRESSION ? 4u : 2u); ++nth) {
+      drive.modes().current(0x10)[14] = 0;
+      room.addFault({.cdb = "??", .nth = nth, .sense = Sense{5, 0x26, 0x01}});
+      set(target, type, 1);
+      room.faults().clear();
+    }
   }
 }
 
-TEST_F(Parameters, RefusesTypesWithoutAPage) {
-  LogLevel level(LOG_DEBUG);
-  CapturedOutput output;
-  TapeMetaCmdSetParam command(&target, SENSE);
-  EXPECT_EQ(command.setSILIMode(true), CMD_NOT_SUPPORTED);
-  EXPECT_EQ(command.setImmediateMode(1), CMD_NOT_SUPPORTED);
-  EXPECT_EQ(set(static_cast<ParamType>(40), 1), CMD_NOT_SUPPORTED);
-  EXPECT_EQ(TapeMetaCmdQueryParam(&target, PARAM_SILI_MODE, SENSE).queryParameter(), CMD_NOT_SUPPORTED);
-  EXPECT_THAT(cdbs(), IsEmpty());
-  EXPECT_THAT(output.lines(),
-              ElementsAre("SCSI0000D TapeMetaCmdSetParam::setParameter() ",
-                          "SCSI0000D TapeMetaCommands::setSILIMode(), setting 1 not supported!",
-                          "SCSI0000D TapeMetaCmdSetParam::setParameter() ",
-                          "SCSI0000D TapeMetaCommands::setImmediateMode(), setting 1 failed",
-                          "SCSI0000D TapeMetaCmdSetParam::setParameter() "));
-}
-
-/// Every inner command fails in turn: the operation ends there, with that command's status and line.
-TEST_F(Parameters, EndsAtTheFirstCommandThatFails) {
-  struct Row {
-    ParamType type;
-    const char* failing;
-    const char* line;
-    std::size_t sent;
-  };
-  const Row rows[] = {
-      {PARAM_COMPRESSION, "1A 08 0F", "SetCOff ModeSense Data Failed,  SK:(05h) ASC:(26h) ASCQ:(01h)", 1},
-      {PARAM_COMPRESSION, "15", "setCompression ModeSelect Data Failed SK:(05h) ASC:(26h) ASCQ:(01h)", 2},
-      {PARAM_COMPRESSION, "1A 08 10", "TapeMetaCmdSetParam::setParameter() ", 3},
-      {PARAM_BLOCK_LENGTH, "1A", "setBlockLength(), ModeSense page 0Fh failed, (05h-26h-01h)", 1},
-      {PARAM_BLOCK_LENGTH, "15",
-       "setBlockLength(), Mode Select failed (05h-26h-01h), trying to set block length 1", 2},
-      {PARAM_WRITE_CACHE, "1A", "setWriteCache() ModeSense Data Failed", 1},
-      {PARAM_WRITE_CACHE, "15", "setWriteCache() ModeSelect Data Failed", 2},
-      {PARAM_DATA_SAFE_MODE, "1A", "datasafemode ModeSense Data Failed", 1},
-      {PARAM_DATA_SAFE_MODE, "15", "datasafemode ModeSelect Data Failed", 2},
-      {PARAM_SKIP_SYNC, "1A", "skipsync ModeSense Data Failed", 1},
-      {PARAM_SKIP_SYNC, "15", "skipsync ModeSelect Data Failed", 2},
-      {PARAM_SLEEP_MODE_TIMER, "1A", "SLEEP Mode ModeSense Data Failed", 1},
-      {PARAM_SLEEP_MODE_TIMER, "15", "SLEEP mode ModeSelect Data Failed", 2},
-      {PARAM_ARCHIVE_MODE_UNTHREAD, "1A", "AMU ModeSense Data Failed", 1},
-      {PARAM_ARCHIVE_MODE_UNTHREAD, "15", "AMU ModeSelect Data Failed", 2},
-  };
-  for (const Row& row : rows) {
-    room.faults().clear();
-    room.journal().clear();
-    failCdb(row.failing);
-    LogLevel level(LOG_DEBUG);
-    CapturedOutput output;
-    EXPECT_EQ(set(row.type, 1), CMD_ERROR) << row.line;
-    EXPECT_EQ(cdbs().size(), row.sent) << row.line;
-    EXPECT_THAT(output.lines(), Contains(std::string("SCSI0000D ") + row.line));
-  }
-}
-
-TEST_F(Parameters, QueriesWhatTheDriveHas) {
-  set(PARAM_SLEEP_MODE_TIMER, 90);
-  set(PARAM_SKIP_SYNC, 1);
-  TapeMetaCmdQueryParam query(&target, SENSE);
-  EXPECT_EQ(query.queryParameter(), CMD_OK);
-  EXPECT_THAT(texts(query),
-              ElementsAre("Compression=Yes", "Block Size=0", "Buffered Mode=Yes", "Data Safe Mode=No",
-                          "Skip Sync=Yes", "Sleep Mode Timer=90", "Archive Mode Unthread=No"));
-  drive.modes().remove(0x30, 0x40);
-  EXPECT_EQ(query.queryParameter(), CMD_OK) << "a page that the drive lacks is left out";
-  EXPECT_THAT(texts(query), Not(Contains(StartsWith("Skip Sync"))));
-  room.faults().clear();
-  room.addFault({.cdb = "1A 08 1A", .sense = simulator::Sense{4, 0x44, 0x00}});
-  EXPECT_EQ(query.queryParameter(), CMD_ERROR) << "a broken drive ends the query";
+TEST_F(Parameters, AreWhatTheDriveHas) {
+  set(target, PARAM_SLEEP_MODE_TIMER, 90);
+  set(target, PARAM_SKIP_SYNC, 1);
+  query({&target, SENSE});
+  drive.modes().remove(0x30, 0x40);  // a page that the drive lacks is left out
+  query({&target, SENSE});
+  room.addFault({.cdb = "1A 08 1A", .sense = Sense{4, 0x44, 0x00}});  // a broken drive ends the query
+  query({&target, SENSE});
+  query({&target, PARAM_SILI_MODE, SENSE});
+  query({nullptr, SENSE});
 }
 
 /// Pages that are cut, name another page, or lie about their length.
-TEST_F(Parameters, LeavesOutWhatDidNotArrive) {
-  struct Row {
-    ParamType type;
-    const char* reply;
-  };
-  const Row rows[] = {
+TEST_F(Parameters, AreNotTakenFromWhatDidNotArrive) {
+  const std::pair<ParamType, const char*> rows[] = {
       {PARAM_COMPRESSION, "05 00 10 00 8F 0E"},
       {PARAM_COMPRESSION, "00"},
       {PARAM_COMPRESSION, "FF 00 10 00 8F 0E"},
@@ -232,89 +92,91 @@ TEST_F(Parameters, LeavesOutWhatDidNotArrive) {
       {PARAM_SLEEP_MODE_TIMER, "16 00 10 00 9A 26 00 08 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
       {PARAM_ARCHIVE_MODE_UNTHREAD, "0B 00 10 00 CA 43 00 04 02 00 00 00"},
   };
-  for (const Row& row : rows) {
-    room.faults().clear();
-    failCdb("1A", row.reply);
-    TapeMetaCmdQueryParam query(&target, row.type, SENSE);
-    EXPECT_EQ(query.queryParameter(), CMD_OK) << row.reply;
-    EXPECT_THAT(texts(query), IsEmpty()) << row.reply;
-    room.faults().clear();
-    failCdb("1A", row.reply);
-    room.journal().clear();
-    TapeMetaCmdSetParam setting(&target, row.type, 1, SENSE);
-    EXPECT_EQ(setting.setParameter(), CMD_ERROR) << row.reply;
-    EXPECT_EQ(setting.getExecutionStatus(), CMD_ERROR) << "the outcome is that of the whole job";
-    EXPECT_THAT(cdbs(), Each(StartsWith("1A"))) << "nothing is selected: " << row.reply;
+  for (const auto& [type, reply] : rows) {
+    record(reply);
+    for (const bool setting : {false, true}) {
+      room.faults().clear();
+      room.addFault({.cdb = "1A", .reply = bytes(reply)});
+      if (setting) {
+        set(target, type, 1);
+      } else {
+        query({&target, type, SENSE});
+      }
+    }
   }
-  room.faults().clear();
-  failCdb("1A", "00");
-  bool on = true;
-  EXPECT_EQ(TapeMetaCmdQueryParam(&target, SENSE).getCompression(&on), CMD_ERROR);
-  EXPECT_TRUE(on) << "left alone";
 }
 
-TEST_F(Parameters, DescribesValues) {
-  EXPECT_EQ(decodeParameter(true, OUTPUT_ON_OFF), "On");
-  EXPECT_EQ(decodeParameter(false, static_cast<OutputFormat>(0)), "false");
-  EXPECT_EQ(decodeParameter(3L, OUTPUT_PERCENT), "25%");
-  EXPECT_EQ(decodeParameter(5L, OUTPUT_PERCENT), "5");
-  EXPECT_EQ(decodeParameter(5L, OUTPUT_MODE), "Random");
-  EXPECT_EQ(decodeParameter(-1L, OUTPUT_MODE), "-1");
+TEST_F(Parameters, HaveOperationsOfTheirOwn) {
+  for (const char* failing : {"", "15", "1A"}) {
+    record("failing", failing);
+    for (const bool on : {false, true}) {
+      room.faults().clear();
+      if (*failing != '\0') room.addFault({.cdb = failing, .times = 0, .sense = Sense{5, 0x26, 0x01}});
+      TapeMetaCmdSetParam setting(&target, SENSE);
+      ulong32 previous = 99, length = 99;
+      bool cached = !on, compressed = !on;
+      observe("compression", [&] { return setting.setCompression(on); });
+      observe("block length", [&] { return setting.setBlockLength(on ? 512 : 1024, &previous); });
+      observe("write cache", [&] { return setting.setWriteCache(on); });
+      observe("SILI", [&] { return setting.setSILIMode(on); });
+      observe("immediate", [&] { return setting.setImmediateMode(on ? 1 : 0); });
+      TapeMetaCmdQueryParam getting(&target, SENSE);
+      observe("compression?", [&] { return getting.getCompression(&compressed); });
+      observe("block length?", [&] { return getting.getBlockLength(length); });
+      observe("write cache?", [&] { return getting.getWriteCache(&cached); });
+      TELL(on, previous, compressed, length, cached, drive.blockLength(), drive.buffered());
+    }
+  }
+}
 
+TEST_F(Parameters, DescribeThemselves) {
+  for (const int format :
+       {0, int{OUTPUT_YES_NO}, int{OUTPUT_ON_OFF}, int{OUTPUT_PERCENT}, int{OUTPUT_MODE}}) {
+    const auto output = static_cast<OutputFormat>(format);
+    TELL(format, decodeParameter(true, output), decodeParameter(false, output));
+    for (const long value : {-1L, 0L, 3L, 4L, 5L, 6L}) TELL(value, decodeParameter(value, output));
+  }
   ParameterVector vector;
   vector.add(new ParameterValueTemplate<bool>(true, "a", PARAM_COMPRESSION, true, OUTPUT_YES_NO));
   vector.add(new ParameterValueTemplate<long>(2, "b", PARAM_BLOCK_LENGTH, false, OUTPUT_MODE));
   vector.add(new ParameterValueTemplate<std::string>("text", "c", PARAM_SKIP_SYNC, true, OUTPUT_YES_NO));
-  EXPECT_EQ(vector.getChangeableParameterCount(), 2u);
-  EXPECT_EQ(vector.getIndexOfChangeableParameter(1), 2u);
-  EXPECT_EQ(vector.getIndexOfNonChangeableParameter(0), 1u);
-  EXPECT_EQ(vector.getIndexOfNonChangeableParameter(1), 0xFFFFFFFFu);
+  TELL(vector.getChangeableParameterCount(), vector.getNonChangeableParameterCount());
+  TELL(vector.getIndexOfChangeableParameter(1), vector.getIndexOfNonChangeableParameter(0),
+       vector.getIndexOfNonChangeableParameter(1));
   EXPECT_EQ(vector.getEntry(3), nullptr);
   ParameterVector copy;
   copy = vector;
   vector.clearAllParameters();
-  ASSERT_EQ(copy.getParameterCount(), 3u);
-  EXPECT_EQ(copy.getEntry(1)->getDecodedValue(), "System");
-  EXPECT_EQ(copy.getEntry(2)->getDecodedValue(), "text");
+  TELL(vector.getParameterCount(), copy.getParameterCount());
+  TELL(copy.getEntry(1)->getDecodedValue(), copy.getEntry(2)->getDecodedValue());
 }
 
 /// The same drive held by the maker's driver: no mode pages but for the write cache.
 TEST_F(Parameters, GoThroughTheDriver) {
-  QORScsiTarget driver;
-  ASSERT_EQ(driver.openDevice("\\\\.\\tape0", OPEN_READ_WRITE), CMD_OK);
-  struct Row {
-    ParamType type;
-    std::uint32_t value;
-    const char* text;
-  };
-  for (const Row& row : {Row{PARAM_COMPRESSION, 0, "Compression=No"},
-                         {PARAM_BLOCK_LENGTH, 65536, "Block Size=65536"},
-                         {PARAM_DATA_SAFE_MODE, 1, "Data Safe Mode=Yes"},
-                         {PARAM_SKIP_SYNC, 1, "Skip Sync=Yes"},
-                         {PARAM_SLEEP_MODE_TIMER, 30, "Sleep Mode Timer=30"},
-                         {PARAM_ARCHIVE_MODE_UNTHREAD, 1, "Archive Mode Unthread=Yes"}}) {
-    EXPECT_EQ(TapeMetaCmdSetParam(&driver, row.type, row.value, SENSE).setParameter(), CMD_OK) << row.text;
-    for (ScsiTarget* device : {static_cast<ScsiTarget*>(&driver), &target}) {
-      TapeMetaCmdQueryParam query(device, row.type, SENSE);
-      EXPECT_EQ(query.queryParameter(), CMD_OK) << row.text;
-      EXPECT_THAT(texts(query), ElementsAre(row.text));
-    }
+  ASSERT_EQ(driver.openDevice(R"(\\.\tape0)", OPEN_READ_WRITE), CMD_OK);
+  const std::pair<ParamType, std::uint32_t> rows[] = {
+      {PARAM_COMPRESSION, 0},       {PARAM_COMPRESSION, 1},
+      {PARAM_BLOCK_LENGTH, 65536},  {PARAM_DATA_SAFE_MODE, 1},
+      {PARAM_SKIP_SYNC, 1},         {PARAM_SKIP_SYNC, 0},
+      {PARAM_SLEEP_MODE_TIMER, 30}, {PARAM_ARCHIVE_MODE_UNTHREAD, 1},
+      {PARAM_WRITE_CACHE, 0},       {PARAM_SILI_MODE, 1},
+      {PARAM_IMMEDIATE_MODE, 1}};
+  for (const auto& [type, value] : rows) {
+    set(driver, type, value);
+    query({&driver, type, SENSE});
+    query({&target, type, SENSE});
   }
   ulong32 previous = 99;
   TapeMetaCmdSetParam length(&driver, SENSE);
-  EXPECT_EQ(length.setBlockLength(512, &previous), CMD_OK);
-  EXPECT_EQ(length.setBlockLength(1024, &previous), CMD_OK);
-  EXPECT_EQ(previous, 512u) << "asked before";
-  EXPECT_EQ(TapeMetaCmdSetParam(&driver, PARAM_SILI_MODE, 1, SENSE).setParameter(),
-            CMD_INVALID_PARAMETER_TYPE);
-  EXPECT_EQ(TapeMetaCmdQueryParam(&driver, PARAM_IMMEDIATE_MODE, SENSE).queryParameter(),
-            CMD_INVALID_PARAMETER_TYPE);
-  room.journal().clear();
-  EXPECT_EQ(TapeMetaCmdSetParam(&driver, PARAM_WRITE_CACHE, 0, SENSE).setParameter(), CMD_OK);
-  EXPECT_THAT(room.journal().lines(), Contains(HasSubstr("15 10 00 00 14 00"))) << "by mode page";
-  room.addFault({.call = "SetTapeParameters", .error = ERROR_NOT_READY});
-  EXPECT_EQ(TapeMetaCmdSetParam(&driver, PARAM_COMPRESSION, 1, SENSE).setParameter(), CMD_ERROR);
-  driver.closeDevice();
+  for (const ulong32 wanted : {512u, 1024u}) TELL(length.setBlockLength(wanted, &previous), previous);
+  for (const char* call : {"SetTapeParameters", "GetTapeParameters", "DeviceIoControl"}) {
+    room.addFault({.call = call, .times = 0, .error = ERROR_NOT_READY});
+    for (const ParamType type : {PARAM_COMPRESSION, PARAM_BLOCK_LENGTH, PARAM_SKIP_SYNC}) {
+      set(driver, type, 1);
+      query({&driver, type, SENSE});
+    }
+    room.faults().clear();
+  }
 }
 
 }  // namespace
