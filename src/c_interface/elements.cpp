@@ -95,22 +95,6 @@ Element decode(Bytes descriptor, kiv_element_type type, std::size_t tags) {
   return result;
 }
 
-/// The descriptors of a report that arrived whole.
-std::vector<Element> decodeReport(Bytes report, kiv_element_type type) {
-  std::vector<Element> elements;
-  for (Bytes rest = part(report, REPORT_HEADER, report.size()); rest.size() >= PAGE_HEADER;) {
-    const std::size_t length = readBe16(rest, 2);
-    const std::size_t tags = bit(rest[1], 7) + bit(rest[1], 6);
-    const Bytes page = part(rest, PAGE_HEADER, readBe24(rest, 5));
-    if (rest[0] == type && length >= DESCRIPTOR_HEADER) {
-      for (std::size_t at = 0; at + length <= page.size(); at += length)
-        elements.push_back(decode(page.subspan(at, length), type, tags));
-    }
-    rest = rest.subspan(PAGE_HEADER + page.size());
-  }
-  return elements;
-}
-
 struct Range {
   std::uint32_t first;
   std::uint32_t count;
@@ -132,6 +116,21 @@ Range rangeOf(const ChangerCmdElementInformation& ranges, kiv_element_type type)
 
 }  // namespace
 
+std::vector<Element> decodeElements(Bytes report, kiv_element_type type) {
+  std::vector<Element> elements;
+  for (Bytes rest = part(report, REPORT_HEADER, report.size()); rest.size() >= PAGE_HEADER;) {
+    const std::size_t length = readBe16(rest, 2);
+    const std::size_t tags = bit(rest[1], 7) + bit(rest[1], 6);
+    const Bytes page = part(rest, PAGE_HEADER, readBe24(rest, 5));
+    if (rest[0] == type && length >= DESCRIPTOR_HEADER) {
+      for (std::size_t at = 0; at + length <= page.size(); at += length)
+        elements.push_back(decode(page.subspan(at, length), type, tags));
+    }
+    rest = rest.subspan(PAGE_HEADER + page.size());
+  }
+  return elements;
+}
+
 bool readElements(ScsiTarget& library, ulong32 maximumTransfer, kiv_element_type type,
                   const std::function<bool(const Element&)>& take) {
   ChangerCmdElementInformation ranges;
@@ -152,7 +151,7 @@ bool readElements(ScsiTarget& library, ulong32 maximumTransfer, kiv_element_type
     if (command.getExecutionStatus() != CMD_OK) execute(library, command, "its elements");
     const std::uint32_t start = next;
     // Only what lies ahead counts, so that no report can make this go round.
-    for (const Element& element : decodeReport(arrivedData(library, command), type)) {
+    for (const Element& element : decodeElements(arrivedData(library, command), type)) {
       if (element.element.address < next || element.element.address >= end) continue;
       next = element.element.address + 1;
       if (!take(element)) return false;

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <functional>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "c_interface/devices.h"
 
@@ -10,6 +12,9 @@ struct Element {
   kiv_element element;
   std::string identifier;  ///< of the drive in it, as it was sent
 };
+
+/// The elements of one type in READ ELEMENT STATUS data, as far as they arrived whole.
+std::vector<Element> decodeElements(std::span<const std::uint8_t> report, kiv_element_type type);
 
 /// Reads the elements of one type, by address, in pieces that `maximumTransfer` bytes hold; `take` is told
 /// each and ends the reading with false. Returns false then. Throws a failure.
