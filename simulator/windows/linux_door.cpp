@@ -8,6 +8,7 @@
 #include <ctime>
 #include <string>
 
+#include "simulator/windows/door.h"
 #include "simulator/windows/windows_calls.h"
 
 namespace {
@@ -68,6 +69,13 @@ std::string messageText(DWORD code) {
   return {};
 }
 
+/// Answers a call of the library.
+template <auto answer, typename... Arguments>
+auto behind(Arguments... arguments) {
+  const simulator::BehindDoor here;
+  return answer(arguments...);
+}
+
 }  // namespace
 
 namespace calls = simulator::calls;
@@ -76,79 +84,80 @@ extern "C" {
 
 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, void* security, DWORD disposition, DWORD flags,
                    HANDLE templateFile) {
-  return calls::createFile(name, access, share, security, disposition, flags, templateFile);
+  return behind<calls::createFile>(name, access, share, security, disposition, flags, templateFile);
 }
-BOOL CloseHandle(HANDLE handle) { return calls::closeHandle(handle); }
+BOOL CloseHandle(HANDLE handle) { return behind<calls::closeHandle>(handle); }
 BOOL DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, LPVOID out, DWORD outSize,
                      LPDWORD returned, void* overlapped) {
-  return calls::deviceIoControl(device, code, in, inSize, out, outSize, returned, overlapped);
+  return behind<calls::deviceIoControl>(device, code, in, inSize, out, outSize, returned, overlapped);
 }
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD count, LPDWORD read, void* overlapped) {
-  return calls::readFile(file, buffer, count, read, overlapped);
+  return behind<calls::readFile>(file, buffer, count, read, overlapped);
 }
 BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD count, LPDWORD written, void* overlapped) {
-  return calls::writeFile(file, buffer, count, written, overlapped);
+  return behind<calls::writeFile>(file, buffer, count, written, overlapped);
 }
-DWORD GetFileSize(HANDLE file, LPDWORD high) { return calls::getFileSize(file, high); }
+DWORD GetFileSize(HANDLE file, LPDWORD high) { return behind<calls::getFileSize>(file, high); }
 DWORD QueryDosDeviceA(LPCSTR name, LPSTR target, DWORD size) {
-  return calls::queryDosDevice(name, target, size);
+  return behind<calls::queryDosDevice>(name, target, size);
 }
-void Sleep(DWORD milliseconds) { calls::sleep(milliseconds); }
-__time64_t _time64(__time64_t* result) { return calls::time64(result); }
+void Sleep(DWORD milliseconds) { behind<calls::sleep>(milliseconds); }
+__time64_t _time64(__time64_t* result) { return behind<calls::time64>(result); }
 
 DWORD EraseTape(HANDLE device, DWORD type, BOOL immediate) {
-  return calls::eraseTape(device, type, immediate);
+  return behind<calls::eraseTape>(device, type, immediate);
 }
 DWORD PrepareTape(HANDLE device, DWORD operation, BOOL immediate) {
-  return calls::prepareTape(device, operation, immediate);
+  return behind<calls::prepareTape>(device, operation, immediate);
 }
 DWORD SetTapePosition(HANDLE device, DWORD method, DWORD partition, DWORD offsetLow, DWORD offsetHigh,
                       BOOL immediate) {
-  return calls::setTapePosition(device, method, partition, offsetLow, offsetHigh, immediate);
+  return behind<calls::setTapePosition>(device, method, partition, offsetLow, offsetHigh, immediate);
 }
 DWORD WriteTapemark(HANDLE device, DWORD type, DWORD count, BOOL immediate) {
-  return calls::writeTapemark(device, type, count, immediate);
+  return behind<calls::writeTapemark>(device, type, count, immediate);
 }
 DWORD GetTapeParameters(HANDLE device, DWORD operation, LPDWORD size, LPVOID information) {
-  return calls::getTapeParameters(device, operation, size, information);
+  return behind<calls::getTapeParameters>(device, operation, size, information);
 }
 DWORD SetTapeParameters(HANDLE device, DWORD operation, LPVOID information) {
-  return calls::setTapeParameters(device, operation, information);
+  return behind<calls::setTapeParameters>(device, operation, information);
 }
 
 HDEVINFO SetupDiGetClassDevsA(const GUID* interfaceClass, PCSTR enumerator, HWND parent, DWORD flags) {
-  return calls::getClassDevs(interfaceClass, enumerator, parent, flags);
+  return behind<calls::getClassDevs>(interfaceClass, enumerator, parent, flags);
 }
 BOOL SetupDiEnumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA* device, const GUID* interfaceClass,
                                  DWORD index, SP_DEVICE_INTERFACE_DATA* data) {
-  return calls::enumDeviceInterfaces(set, device, interfaceClass, index, data);
+  return behind<calls::enumDeviceInterfaces>(set, device, interfaceClass, index, data);
 }
 BOOL SetupDiGetDeviceInterfaceDetailA(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
                                       SP_DEVICE_INTERFACE_DETAIL_DATA_A* detail, DWORD size, PDWORD required,
                                       SP_DEVINFO_DATA* device) {
-  return calls::getDeviceInterfaceDetail(set, data, detail, size, required, device);
+  return behind<calls::getDeviceInterfaceDetail>(set, data, detail, size, required, device);
 }
 BOOL SetupDiEnumDeviceInfo(HDEVINFO set, DWORD index, SP_DEVINFO_DATA* device) {
-  return calls::enumDeviceInfo(set, index, device);
+  return behind<calls::enumDeviceInfo>(set, index, device);
 }
 BOOL SetupDiGetDeviceRegistryPropertyA(HDEVINFO set, SP_DEVINFO_DATA* device, DWORD property, PDWORD type,
                                        PBYTE buffer, DWORD size, PDWORD required) {
-  return calls::getDeviceRegistryProperty(set, device, property, type, buffer, size, required);
+  return behind<calls::getDeviceRegistryProperty>(set, device, property, type, buffer, size, required);
 }
 HKEY SetupDiOpenDevRegKey(HDEVINFO set, SP_DEVINFO_DATA* device, DWORD scope, DWORD profile, DWORD keyType,
                           REGSAM access) {
-  return calls::openDevRegKey(set, device, scope, profile, keyType, access);
+  return behind<calls::openDevRegKey>(set, device, scope, profile, keyType, access);
 }
-BOOL SetupDiDestroyDeviceInfoList(HDEVINFO set) { return calls::destroyDeviceInfoList(set); }
+BOOL SetupDiDestroyDeviceInfoList(HDEVINFO set) { return behind<calls::destroyDeviceInfoList>(set); }
 LONG RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
-  return calls::regQueryValue(key, name, reserved, type, data, size);
+  return behind<calls::regQueryValue>(key, name, reserved, type, data, size);
 }
-LONG RegCloseKey(HKEY key) { return calls::regCloseKey(key); }
+LONG RegCloseKey(HKEY key) { return behind<calls::regCloseKey>(key); }
 
 DWORD GetLastError() { return lastError; }
 void SetLastError(DWORD error) { lastError = error; }
 
 DWORD FormatMessageA(DWORD flags, LPCVOID, DWORD message, DWORD, LPSTR buffer, DWORD size, void*) {
+  const simulator::BehindDoor here;
   const std::string text = messageText(message);
   if (text.empty()) {
     lastError = errorMessageNotFound;

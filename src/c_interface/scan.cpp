@@ -12,6 +12,7 @@
 #include "c_interface/structure.h"
 #include "c_interface/unopened.h"
 #include "device/patience.h"
+#include "frame/shortage.h"
 #include "kiv/api.h"
 #include "kiv/config/component_id.h"
 #include "kiv/config/config_filename.h"
@@ -114,8 +115,8 @@ void scan(bool driver, bool libraries) {
   Configuration configuration;
   const Patience patience;
   const ScanWitness witness;
-  if (deviceController.rediscoverSCSIBus(driver, "", "", "") == CMD_NO_MEMORY)
-    throw Failure{KIV_NO_MEMORY, {}};
+  const ShortageWatch memory;
+  deviceController.rediscoverSCSIBus(driver, "", "", "");
 
   std::vector<FoundDevice> devices;
   for (ScsiTarget* target : deviceController.getDeviceList()) devices.push_back(identify(*target));
@@ -128,6 +129,8 @@ void scan(bool driver, bool libraries) {
     lookUp(device, configuration);
     device.target->closeDevice();
   }
+  // A device may be left out, and a drive seem to stand outside of its library, for this alone.
+  if (memory.ranShort()) throw Failure{KIV_NO_MEMORY, {}};
   devices = keepOurs(std::move(devices), configuration);
   std::ranges::move(unopenedDevices(witness, devices), std::back_inserter(devices));
   std::ranges::stable_sort(devices, {}, [](const FoundDevice& device) {

@@ -31,7 +31,7 @@ void logOpened(const char* what, const std::string& name, const ScsiTarget& targ
                    target.getModelName(), target.getSerialNumber());
 }
 
-/// Tries one device. Want of memory costs this one, and not all behind it.
+/// Tries one device, or one host adapter. Want of memory costs this one, and not all behind it.
 template <typename Attempt, typename... Where>
 void tryDevice(Attempt&& attempt, const Where&... where) {
   const bool tried = guarded(false, [&] {
@@ -62,7 +62,7 @@ ReturnCode DeviceController::scanSCSIBus() {
     const unsigned first = scanMode == MODE_PARTIAL_GENERIC ? firstHostAdapter2Scan : 0;
     countHostAdapters(first);
     for (unsigned number = first; number < static_cast<unsigned>(hostAdapterCount); ++number)
-      scanHostAdapter(number);
+      tryDevice([&] { scanHostAdapter(number); });
     scanGenericTapeDevices();
     closeHandleOfAllDevices();
     removeMatchingGenericDevices();

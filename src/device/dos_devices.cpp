@@ -21,6 +21,7 @@ ulong32 getDosDevices(char** list) {
     std::free(*list);
     *list = static_cast<char*>(std::malloc(size));
     if (*list == nullptr) {
+      ++shortages;
       logger->logError("SCSI", 0, "getDosDevices Memory allocation failed %d", static_cast<int>(size));
       return 0;
     }

@@ -76,14 +76,16 @@ std::optional<std::int64_t> firstNumberIn(const std::string& text) {
 
 ReturnCode DeviceController::rediscoverSCSIBus(bool scanDriverDevices, std::string start, std::string end,
                                                std::string exclude) {
+  const ShortageWatch memory;
   parseScanOptions(false, scanDriverDevices, std::move(start), std::move(end), std::move(exclude));
-  return scanSCSIBus();
+  return memory.ranShort() ? CMD_NO_MEMORY : scanSCSIBus();
 }
 
 ReturnCode DeviceController::rescanSCSIBus(bool scanDriverDevices, std::string start, std::string end,
                                            std::string exclude) {
+  const ShortageWatch memory;
   parseScanOptions(true, scanDriverDevices, std::move(start), std::move(end), std::move(exclude));
-  return scanSCSIBus();
+  return memory.ranShort() ? CMD_NO_MEMORY : scanSCSIBus();
 }
 
 void DeviceController::parseScanOptions(bool force, bool scanDriverDevices, std::string start,

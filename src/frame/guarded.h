@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "frame/shortage.h"
 #include "kiv/frame/logger.h"
 
 /// Runs an operation; running out of memory becomes its result.
@@ -13,6 +14,7 @@ Result guarded(Result outOfMemory, Operation&& operation) {
   try {
     return std::forward<Operation>(operation)();
   } catch (const std::bad_alloc&) {
+    ++shortages;
     return outOfMemory;
   }
 }
@@ -23,6 +25,17 @@ void guarded(Operation&& operation) {
   try {
     std::forward<Operation>(operation)();
   } catch (const std::bad_alloc&) {
+    ++shortages;
+  }
+}
+
+/// The same for telling something, on which no answer depends: what memory does not suffice for is not told.
+template <typename Telling>
+bool told(Telling&& telling) {
+  try {
+    return std::forward<Telling>(telling)();
+  } catch (const std::bad_alloc&) {
+    return false;
   }
 }
 
@@ -40,6 +53,7 @@ int guardedAtRoof(int outOfMemory, int failure, Operation&& operation) noexcept 
   try {
     return std::forward<Operation>(operation)();
   } catch (const std::bad_alloc&) {
+    ++shortages;
     report("out of memory (FW_NO_MEMORY)");
     return outOfMemory;
   } catch (const std::exception& error) {

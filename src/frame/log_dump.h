@@ -11,8 +11,8 @@
 /// operation that is told about.
 inline void logDump(const char* component, const char* title, std::span<const std::uint8_t> data) {
   if (!logger->writes(LOG_INFO)) return;  // before a string is made
-  guarded([&] {
-    logger->logBinary(component, 0, title, reinterpret_cast<const char*>(data.data()),
-                      static_cast<ulong32>(data.size()));
+  told([&] {
+    return logger->logBinary(component, 0, title, reinterpret_cast<const char*>(data.data()),
+                             static_cast<ulong32>(data.size()));
   });
 }

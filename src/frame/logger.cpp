@@ -117,7 +117,7 @@ using TextForm = bool (Logger::*)(std::string, unsigned short, std::string);
 bool logFormatted(Logger& target, TextForm write, std::string& component, unsigned short line,
                   const char* format, va_list arguments) {
   const LastErrorKept kept;
-  return guarded(false, [&] {
+  return told([&] {
     const CText text = formatText(format, arguments);
     return text && (target.*write)(std::move(component), line, std::string(text.get()));
   });
@@ -151,7 +151,7 @@ bool Logger::logEntry(std::string component, unsigned short line, std::string le
                       logLevels entryLevel) {
   if (!writes(entryLevel)) return false;
   const LastErrorKept kept;
-  return guarded(false, [&] {
+  return told([&] {
     write(entryLevel, linePrefix(component, line, letter) + message);
     return true;
   });
@@ -181,7 +181,7 @@ bool Logger::logBinary(std::string component, unsigned short line, std::string m
                        ulong32 length) {
   if (!writes(LOG_INFO)) return false;
   const LastErrorKept kept;
-  return guarded(false, [&] {
+  return told([&] {
     bool freshSink = false;
     bool& dumped = sink ? freshSink : dumpedBefore;
     write(LOG_INFO, linePrefix(component, line, "B") + message + " (" +

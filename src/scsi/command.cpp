@@ -4,6 +4,7 @@
 #include <bit>
 #include <new>
 
+#include "frame/shortage.h"
 #include "kiv/frame/logger.h"
 #include "scsi/fields.h"
 
@@ -20,6 +21,7 @@ ReturnCode replaceBuffer(std::uint8_t*& buffer, Length& length, Length n, std::u
   buffer = n == 0 ? nullptr : new (std::nothrow) std::uint8_t[n]();
   length = buffer == nullptr ? Length{0} : n;
   const bool had = length == n;
+  if (!had) ++shortages;
   missing = static_cast<std::uint8_t>(had ? missing & ~which : missing | which);
   return had ? CMD_OK : CMD_NO_MEMORY;
 }

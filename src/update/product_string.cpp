@@ -144,6 +144,7 @@ bool isSecondVersion(ScsiTarget& target, std::string_view model) {
 }  // namespace
 
 std::string productString(ScsiTarget& target, const std::function<bool()>& isInLibrary) {
+  const ShortageWatch memory;
   std::string vendor = target.getVendorName();
   std::string model = target.getModelName();
   trimString(vendor, WHITE_SPACE);
@@ -161,6 +162,8 @@ std::string productString(ScsiTarget& target, const std::function<bool()>& isInL
   }
   logger->logDebug("MAIN", 0, "Productstring is <%s>", product.c_str());
   if (!wasOpened) target.closeDevice();
+  // A suffix whose test lacked memory is left out, and without it this is the name of another product.
+  if (memory.ranShort()) throw std::bad_alloc();
   return product;
 }
 

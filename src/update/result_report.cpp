@@ -58,7 +58,7 @@ void UpdateFirmware::showResultHeader(int outputMode) {
 }
 
 void UpdateFirmware::showUpdateResult(int index, int outputMode, int result) {
-  const bool told = guarded(false, [&] {
+  const auto tell = [&] {
     std::string entry;
     if (ScsiTarget* target = supportedDevice(index)) {
       entry = entryOf(*target, result);
@@ -67,8 +67,10 @@ void UpdateFirmware::showUpdateResult(int index, int outputMode, int result) {
     }
     writeReport(RESULT_REPORT, outputMode, ReportPart::Continuation, entry);
     return true;
-  });
-  if (!told) logger->logError("MAIN", 0, "Report %s lacks device %d: out of memory", RESULT_REPORT, index);
+  };
+  // Once more after a shortage: a result that is not told is one that nobody acts on.
+  if (!guarded(false, tell) && !guarded(false, tell))
+    logger->logError("MAIN", 0, "Report %s lacks device %d: out of memory", RESULT_REPORT, index);
 }
 
 void UpdateFirmware::showResultTrailer(int outputMode) {

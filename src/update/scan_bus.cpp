@@ -30,12 +30,15 @@ ScanBus::~ScanBus() = default;
 int ScanBus::scanScsiBus(int outputMode) {
   applyOutputMode(outputMode);
   logger->logDebug("MAIN", 0, "QOR LTO KIV Library Version: %s", getKivVersion());
-  logger->logDebug("MAIN", 0, "Current Working Directory is <%s>", workingDirectory().c_str());
+  told([] {
+    return logger->logDebug("MAIN", 0, "Current Working Directory is <%s>", workingDirectory().c_str());
+  });
   logger->logDebug("MAIN", 0, "scanScsiBus (%d) launched", outputMode);
 
   listOfSupportedDevices.clear();
   deviceController.clearDeviceList();
 
+  const ShortageWatch memory;
   ComponentId ids;
   if (!ids.initialize("Devlist.txt"))
     logger->logDebug("MAIN", 0, "Componet IDs initialization failed (FW_CONFIG_ERROR)");
@@ -44,9 +47,8 @@ int ScanBus::scanScsiBus(int outputMode) {
     logger->logDebug("MAIN", 0, "Filename table initialization failed (FW_CONFIG_ERROR)");
 
   // Without its configuration a scan could only guess what is supported.
-  if (ids.getStatus() == CONFIG_NOT_READ || firmware.getStatus() == CONFIG_NOT_READ) return FW_NO_MEMORY;
-
-  deviceController.rediscoverSCSIBus(false, "", "", "");
+  const bool configured = ids.getStatus() != CONFIG_NOT_READ && firmware.getStatus() != CONFIG_NOT_READ;
+  if (configured) deviceController.rediscoverSCSIBus(false, "", "", "");
   for (int i = 0; i < deviceController.getDeviceCount(); ++i) {
     ScsiTarget* target = deviceController.getDevice(i);
     // A shortage of memory costs the device that it meets, not those behind it.
@@ -60,6 +62,7 @@ int ScanBus::scanScsiBus(int outputMode) {
   showScanResult(outputMode, ids);
   deviceController.closeHandleOfAllDevices();
 
+  if (!configured || (listOfSupportedDevices.empty() && memory.ranShort())) return FW_NO_MEMORY;
   if (listOfSupportedDevices.empty()) {
     logger->logDebug("MAIN", 0, "scanScsiBus failed return value is (FW_NO_DRIVE_CONNECTED)");
     return FW_NO_DRIVE_CONNECTED;

@@ -11,6 +11,7 @@
 #include "kiv/update/scan_bus.h"
 #include "platform/win32.h"
 #include "update/firmware_image.h"
+#include "update/product_string.h"
 #include "update/report.h"
 
 namespace {
@@ -100,8 +101,11 @@ int UpdateFirmware::doUpdateFirmware(int deviceIndex, int outputMode, bool force
   ScsiTarget* target = supportedDevice(deviceIndex);
   if (target) {
     bool upToDate = false;
+    const ShortageWatch memory;
     result = guardedAtRoof(FW_NO_MEMORY, FW_UPDATE_FAILED,
                            [&] { return bringToLevel(*this, target, force, upToDate); });
+    // The command that lacked a buffer made the drive look absent or silent, or its product unknown.
+    if (result != FW_NO_ERROR && memory.ranShort()) result = FW_NO_MEMORY;
     // Nothing was done that needs time to settle, or a word; the drive stays open.
     if (upToDate) return result;
   } else {
@@ -123,8 +127,7 @@ int UpdateFirmware::getUCodeLevelAndFilename(ScsiTarget* target, std::string& fi
       logger->logDebug("MAIN", 0, "Filename table initialization failed (FW_CONFIG_ERROR)");
       return FW_CONFIG_ERROR;
     }
-    std::string product;
-    getProductString(target, product);
+    const std::string product = documentedProductString(*target);
     if (!firmware.isValid(product)) {
       logger->logDebug("MAIN", 0, "Not supported product (FW_CONFIG_ERROR)");
       return FW_CONFIG_ERROR;

@@ -1,21 +1,26 @@
-// Every Windows call and every command of a scan, an update and an update of all drives fails once, in every
-// way. No crash, no lost handle; result, report and what the drive received agree; the next run goes as if
-// nothing had been.
+// Every Windows call, every command and every allocation of a scan, an update and an update of all drives
+// fails once, in every way. No crash, no lost handle; result, report and what the drive received agree; the
+// next run goes as if nothing had been.
 #include <map>
+#include <set>
 #include <tuple>
 
+#include "kiv/update/scan_bus.h"
+#include "tests/support/memory.h"
 #include "tests/support/room_test.h"
 
 namespace {
 
 enum Operation { Scan, UpdateOne, UpdateAll };
+enum Path { ByPort, ByDriver };
 
 /// A way of failing. A call fails with an error, comes short, or answers with other bytes; a command also
-/// with a status, with sense, or late.
+/// with a status, with sense, or late; allocations are refused.
 struct Way {
   const char* name;
   bool ofCalls;  ///< of Windows calls as well as of commands
   Fault fault;
+  unsigned long refusals = 0;  ///< of so many allocations in a row, and of nothing else
 };
 const Way ways[] = {
     {"AccessDenied", true, {.error = 5}},
@@ -34,7 +39,12 @@ const Way ways[] = {
     {"Short", true, {.transfer = 5}},
     {"Zeros", true, {.reply = Bytes(300)}},
     {"Garbage", true, {.reply = Bytes(300, 0xFF)}},
+    {"OutOfMemory", false, {}, 1},
+    {"OutOfMemoryForAWhile", false, {}, 50},
 };
+
+/// What returns nothing that could fail, or leaves a handle open when it fails.
+const std::set<std::string> closing = {"Sleep", "CloseHandle", "RegCloseKey", "SetupDiDestroyDeviceInfoList"};
 
 struct Outcome {
   int result;
@@ -44,10 +54,15 @@ struct Outcome {
 /// Two drives, one of them in a library, and what the library shall do with them.
 class Scene {
  public:
-  explicit Scene(const WorkingDirectory& place) : directory(place) {
-    first = &room.addDrive({.target = 5, .model = "ULTRIUM-PX6", .level = "B200"}, {.cartridge = true});
-    second = &room.addDrive({.target = 6, .model = "ULTRIUM-PX7", .level = "B200", .claimed = true});
-    room.addChanger({.target = 8}, {.drives = {0x100, 1}, .bays = {first}});
+  Scene(const WorkingDirectory& place, Path wanted) : directory(place), path(wanted) {
+    const auto identity = [&](std::uint8_t target, const char* model, bool claimed) {
+      simulator::DeviceOptions options{.target = target, .model = model, .level = "B200", .claimed = claimed};
+      if (path == ByDriver) options.driver = simulator::DriverOptions{};
+      return options;
+    };
+    first = &room.addDrive(identity(5, "ULTRIUM-PX6", path == ByDriver), {.cartridge = true});
+    second = &room.addDrive(identity(6, "ULTRIUM-PX7", true));
+    room.addChanger(identity(8, "LIBRARY", path == ByDriver), {.drives = {0x100, 1}, .bays = {first}});
     renew();
   }
   /// The drives as before the first run, and rested.
@@ -60,31 +75,59 @@ class Scene {
       drive->clearUnitAttentions();
     }
   }
-  Outcome run(Operation operation) {
+  Outcome run(Operation operation, unsigned long firstRefused = 0, unsigned long refusals = 0) {
     const char* const name = operation == Scan ? "scsiInv.txt" : "scsiExe.txt";
     directory.write(name, "nothing");
-    const int result = operation == Scan        ? scanScsiBus(0)
-                       : operation == UpdateOne ? updateFirmware(0, 0, false)
-                                                : updateFirmwareAllDevices(0, false);
+    listOfSupportedDevices.reserve(10);
+    room.journal().clear();
+    const auto act = [&] {
+      const MemoryShortage shortage(firstRefused, refusals);
+      return operation == Scan        ? scan()
+             : operation == UpdateOne ? updateFirmware(0, 0, false)
+                                      : updateFirmwareAllDevices(0, false);
+    };
+    const int result = act();
     return {result, directory.read(name)};
   }
 
+  /// The scan of a host that takes the maker's driver where it can is put together from the same pieces.
+  int scan() const {
+    if (path == ByPort) return scanScsiBus(0);
+    listOfSupportedDevices.clear();
+    ComponentId ids;
+    ids.initialize("Devlist.txt");
+    const ReturnCode scanned = deviceController.rediscoverSCSIBus(true, "", "", "");
+    for (ScsiTarget* target : deviceController.getDeviceList()) {
+      if (target->getDeviceTyp() == simulator::typeTape) listOfSupportedDevices.push_back(target);
+    }
+    ScanBus().showScanResult(0, ids);
+    deviceController.closeHandleOfAllDevices();
+    return scanned == CMD_OK ? FW_NO_ERROR : FW_NO_MEMORY;
+  }
+
   const WorkingDirectory& directory;
+  const Path path;
   simulator::Room room;
   simulator::VirtualDrive* first;
   simulator::VirtualDrive* second;
 };
 
+int count(const std::string& text, const std::string& wanted) {
+  int result = 0;
+  for (std::size_t at = 0; (at = text.find(wanted, at)) != std::string::npos; ++at) ++result;
+  return result;
+}
+
 void PrintTo(const Way& way, std::ostream* out) { *out << way.name; }
 
-class Sweep : public testing::TestWithParam<std::tuple<Operation, Way>> {
+class Sweep : public testing::TestWithParam<std::tuple<Operation, Path, Way>> {
  protected:
   Sweep() {
     directory.write("Config.txt",
                     "QOR-ULTRIUM-PX6:Fibre:Library image.bin C300\nQOR-ULTRIUM-PX7:Fibre image.bin C300\n");
     directory.write("Devlist.txt",
                     "LibraryCheck=true\n1 QOR-ULTRIUM-PX6:Fibre:Library\n2 QOR-ULTRIUM-PX7:Fibre\n");
-    image = simulator::makeFirmwareImage("C300", 70000);
+    image = simulator::makeFirmwareImage("C300", 40000);
     directory.write("image.bin", {reinterpret_cast<const char*>(image.data()), image.size()});
   }
   ~Sweep() override {
@@ -92,43 +135,35 @@ class Sweep : public testing::TestWithParam<std::tuple<Operation, Way>> {
     libraryMode = false;
   }
 
-  /// Runs the operation with a fault at one of its calls, and then without; the scene is then as before.
-  void strike(Scene& scene, Operation operation, const Fault& fault, const Outcome& whole) {
-    scene.room.addFault(fault);
-    const Outcome struck = scene.run(operation);
+  /// What holds after a run that something struck; the scene is then as before.
+  void endedWell(const Outcome& struck) {
     EXPECT_GE(struck.result, FW_NO_ERROR);
     EXPECT_LE(struck.result, FW_NO_MEMORY);
-    EXPECT_TRUE(struck.report.ends_with(operation == Scan ? "</SVMInventory>\n" : "</SVMExecution>\n"));
-    if (operation != Scan) agree(operation, struck, scene);
+    EXPECT_TRUE(struck.report.ends_with(operation == Scan ? "</SVMInventory>\n" : "</SVMExecution>\n"))
+        << struck.report;
+    if (operation != Scan) agree(struck);
+    if (way.refusals > 0) tellOfShortage(struck);
     kivFini();
     EXPECT_EQ(scene.room.openHandles(), 0u);
 
     scene.renew();
     ASSERT_EQ(scene.run(Scan).report, inventory);
-    if (operation == Scan) return;
+  }
+  /// Once all were struck, nothing has stayed behind.
+  void TearDown() override {
     const Outcome again = scene.run(operation);
     EXPECT_EQ(again.result, whole.result);
     EXPECT_EQ(again.report, whole.report);
-    scene.renew();
-    ASSERT_EQ(scene.run(Scan).report, inventory);
   }
   /// A success is told of a drive that has the new level and got the image whole, once; whatever arrived was
   /// the image's.
-  void agree(Operation operation, const Outcome& outcome, const Scene& scene) {
-    int succeeded = 0;
-    for (const auto* drive : {scene.first, scene.second}) {
-      const Bytes& got = drive->downloaded();
-      EXPECT_TRUE(got.size() <= image.size() && std::equal(got.begin(), got.end(), image.begin()));
-      succeeded += drive->level() == "C300" && got == image;
-    }
-    const auto count = [&](const std::string& wanted) {
-      int result = 0;
-      for (std::size_t at = 0; (at = outcome.report.find(wanted, at)) != std::string::npos; ++at) ++result;
-      return result;
-    };
-    const int told = count("result=\"true\""), failures = count("result=\"false\"");
-    EXPECT_LE(told, succeeded);
-    if (operation == UpdateOne) {
+  void agree(const Outcome& outcome) {
+    const int told = count(outcome.report, "result=\"true\""),
+              failures = count(outcome.report, "result=\"false\"");
+    EXPECT_LE(told, updated());
+    if (way.refusals > 1) {
+      EXPECT_LE(told + failures, 2) << "an entry may be lost with all memory";
+    } else if (operation == UpdateOne) {
       EXPECT_EQ(told, outcome.result == FW_NO_ERROR);
       EXPECT_EQ(failures, outcome.result != FW_NO_ERROR);
       EXPECT_NE(outcome.report.find("<Message id=\"" + std::to_string(outcome.result) + "\">"),
@@ -137,27 +172,57 @@ class Sweep : public testing::TestWithParam<std::tuple<Operation, Way>> {
       EXPECT_EQ(failures > 0, outcome.result != FW_NO_ERROR);
     }
   }
+  /// How many drives got the image whole.
+  int updated() {
+    int result = 0;
+    for (const auto* drive : {scene.first, scene.second}) {
+      const Bytes& got = drive->downloaded();
+      EXPECT_TRUE(got.size() <= image.size() && std::equal(got.begin(), got.end(), image.begin()));
+      result += drive->level() == "C300" && got == image;
+    }
+    return result;
+  }
+  /// One refused allocation costs the device that it meets, and all of them only before the first is met;
+  /// nothing that was not done passes for done, and want of memory not for anything else.
+  void tellOfShortage(const Outcome& outcome) {
+    constexpr int devices = 2;
+    const int done = operation == Scan ? count(outcome.report, "<Device ") : updated();
+    const bool tooEarly = scene.room.journal().cdbs().empty() && outcome.result == FW_NO_MEMORY;
+    EXPECT_GE(done, way.refusals > 1 || operation == UpdateOne || tooEarly ? 0 : devices - 1);
+    EXPECT_TRUE(operation != UpdateAll || outcome.result != FW_NO_ERROR || done == devices);
+    EXPECT_TRUE(outcome.result == FW_NO_ERROR || outcome.result == FW_NO_MEMORY) << outcome.result;
+  }
 
+  const Operation operation = std::get<0>(GetParam());
+  const Way way = std::get<2>(GetParam());
   WorkingDirectory directory;
+  Scene scene{directory, std::get<1>(GetParam())};
   Bytes image;
   std::string inventory;
+  Outcome whole;
 };
 
 TEST_P(Sweep, EndsWellWhereverItStrikes) {
-  const auto& [operation, way] = GetParam();
-  Scene scene(directory);
   const Outcome scan = scene.run(Scan);
   ASSERT_EQ(scan.result, FW_NO_ERROR);
   inventory = scan.report;
   scene.room.journal().clear();
-  const Outcome whole = scene.run(operation);
+  whole = scene.run(operation);
   EXPECT_EQ(whole.result, FW_NO_ERROR);
   const auto entries = scene.room.journal().entries();
   scene.renew();
   scene.run(Scan);
+  // A while overlaps with the next.
+  for (unsigned long nth = 1; way.refusals > 0; nth += (way.refusals + 4) / 5) {
+    SCOPED_TRACE("allocation " + std::to_string(nth));
+    const Outcome struck = scene.run(operation, nth, way.refusals);
+    if (MemoryShortage::asked() < nth) return;
+    endedWell(struck);
+    if (HasFatalFailure()) return;
+  }
   std::map<std::string, unsigned> uses;
   for (const auto& entry : entries) {
-    if (entry.call == "Sleep" || entry.call == "CloseHandle") continue;
+    if (closing.contains(entry.call)) continue;
     Fault fault = way.fault;
     if (!entry.cdb.empty()) {
       fault.cdb = entry.text;
@@ -169,18 +234,20 @@ TEST_P(Sweep, EndsWellWhereverItStrikes) {
     }
     fault.nth = ++uses[fault.cdb + fault.call + fault.device];
     SCOPED_TRACE(entry.line() + " #" + std::to_string(fault.nth));
-    strike(scene, operation, fault, whole);
+    scene.room.addFault(fault);
+    endedWell(scene.run(operation));
     if (HasFatalFailure()) return;
   }
 }
 
-std::string nameOf(const testing::TestParamInfo<std::tuple<Operation, Way>>& sweep) {
+std::string nameOf(const testing::TestParamInfo<Sweep::ParamType>& sweep) {
+  const auto& [operation, path, way] = sweep.param;
   const char* const operations[] = {"AScan", "AnUpdate", "AnUpdateOfAll"};
-  return operations[std::get<0>(sweep.param)] + std::string("With") + std::get<1>(sweep.param).name;
+  return operations[operation] + std::string(path == ByPort ? "" : "ByDriver") + "With" + way.name;
 }
 INSTANTIATE_TEST_SUITE_P(Of, Sweep,
                          testing::Combine(testing::Values(Scan, UpdateOne, UpdateAll),
-                                          testing::ValuesIn(ways)),
+                                          testing::Values(ByPort, ByDriver), testing::ValuesIn(ways)),
                          nameOf);
 
 }  // namespace
