@@ -1,16 +1,18 @@
-# The SDK: cmake --install build/windows --prefix ...
+# The package as it is unpacked: cmake --install build/windows --prefix ... lays it out, scripts/package adds the API
+# reference and makes the zip.
 include(CMakePackageConfigHelpers)
 
 if(WIN32)
-  install(TARGETS kiv EXPORT kiv RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
+  install(TARGETS kiv RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
   install(TARGETS kivhost RUNTIME DESTINATION bin)
   install(DIRECTORY include/kiv DESTINATION include)
-  install(EXPORT kiv NAMESPACE kiv:: FILE kivConfig.cmake DESTINATION lib/cmake/kiv)
-  write_basic_package_version_file(${PROJECT_BINARY_DIR}/kivConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-  install(FILES ${PROJECT_BINARY_DIR}/kivConfigVersion.cmake DESTINATION lib/cmake/kiv)
   if(LLVM_DLLTOOL)
-    install(FILES ${PROJECT_BINARY_DIR}/kiv.lib DESTINATION lib)
+    install(FILES ${PROJECT_BINARY_DIR}/kiv.lib ${PROJECT_BINARY_DIR}/plain/kiv.def DESTINATION lib)
   endif()
-  install(DIRECTORY docs/samples/ DESTINATION share/kiv)
-  install(FILES bindings/python/kiv.py DESTINATION share/kiv/python)
+  write_basic_package_version_file(${PROJECT_BINARY_DIR}/kivConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+  install(FILES cmake/kivConfig.cmake ${PROJECT_BINARY_DIR}/kivConfigVersion.cmake DESTINATION lib/cmake/kiv)
+  install(FILES docs/host.md docs/kivhost.schema.json docs/embedding.md docs/sdk.md docs/rooms.md DESTINATION docs)
+  install(DIRECTORY docs/samples/ DESTINATION samples)
+  install(FILES bindings/python/kiv.py DESTINATION samples/python)
+  install(FILES CHANGELOG.md DESTINATION .)
 endif()

@@ -1,13 +1,12 @@
 # The shipped library: one DLL that needs nothing but Windows, with the same bytes for the same commit.
-configure_file(cmake/version.rc.in ${PROJECT_BINARY_DIR}/version.rc @ONLY)
-add_library(kiv SHARED ${KIV_SOURCES} ${PROJECT_BINARY_DIR}/version.rc)
+add_library(kiv SHARED ${KIV_SOURCES})
+kiv_windows_binary(kiv VFT_DLL)
 set_target_properties(kiv PROPERTIES PREFIX "" IMPORT_PREFIX "lib")
 target_compile_definitions(kiv PRIVATE KIV_BUILDING_DLL)
 # The library waits for devices most of the time: small is worth more than fast.
 target_compile_options(kiv PRIVATE -Os)
 target_link_libraries(kiv PRIVATE setupapi advapi32)
-target_link_options(kiv PRIVATE -s -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp
-                                -Wl,--output-def,${PROJECT_BINARY_DIR}/kiv.def)
+target_link_options(kiv PRIVATE -Wl,--output-def,${PROJECT_BINARY_DIR}/kiv.def)
 # What nobody catches ends the process without a text: to spell the names of exceptions would take a tenth of the DLL.
 target_link_options(kiv PRIVATE -Wl,--defsym,_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
 
@@ -15,7 +14,7 @@ target_link_options(kiv PRIVATE -Wl,--defsym,_ZN9__gnu_cxx27__verbose_terminate_
 # nothing to another compiler.
 find_program(LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14)
 if(LLVM_DLLTOOL)
-  set(plain_def ${PROJECT_BINARY_DIR}/kiv_plain.def)
+  set(plain_def ${PROJECT_BINARY_DIR}/plain/kiv.def)
   add_custom_command(TARGET kiv POST_BUILD
     COMMAND ${CMAKE_COMMAND} -D DEF=${PROJECT_BINARY_DIR}/kiv.def -D OUT=${plain_def}
             -P ${PROJECT_SOURCE_DIR}/cmake/plain_exports.cmake
