@@ -2,6 +2,7 @@
 # Makes the package twice, from here and from a clone elsewhere, and treats it as those do who get it: package_test.sh
 # The simulated room that the consumers need is the only thing that does not come out of the zip.
 set -eu
+export LC_ALL=C
 source=$(cd "$(dirname "$0")/../.." && pwd)
 room=$source/build/windows/bin/kivroom.dll
 work=$source/build/package-test
