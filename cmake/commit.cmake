@@ -1,4 +1,5 @@
 # Writes the commit that this tree stands at into a header: cmake -D SOURCE=... -D OUT=... [-D COMMIT=...] -P
+cmake_minimum_required(VERSION 3.25)
 if(NOT COMMIT)
   execute_process(COMMAND git -C ${SOURCE} describe --always --dirty --abbrev=40 --exclude=*
                   OUTPUT_VARIABLE COMMIT OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
