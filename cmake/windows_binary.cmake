@@ -19,8 +19,10 @@ function(kiv_windows_binary target KIV_FILE_TYPE)
   add_dependencies(${target} kiv_commit)
 
   target_link_options(${target} PRIVATE -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--no-insert-timestamp)
+  # Without a date objcopy writes the present one into the header.
+  set(objcopy ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${CMAKE_OBJCOPY})
+  set(file $<TARGET_FILE_NAME:${target}>)
   add_custom_command(TARGET ${target} POST_BUILD WORKING_DIRECTORY $<TARGET_FILE_DIR:${target}>
-    COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE_NAME:${target}> $<TARGET_FILE_NAME:${target}>.debug
-    COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=$<TARGET_FILE_NAME:${target}>.debug $<TARGET_FILE_NAME:${target}>
-    VERBATIM)
+    COMMAND ${objcopy} --only-keep-debug ${file} ${file}.debug
+    COMMAND ${objcopy} --strip-all --add-gnu-debuglink=${file}.debug ${file} VERBATIM)
 endfunction()
