@@ -3,6 +3,7 @@
 #include <functional>
 #include <set>
 
+#include "frame/directory.h"
 #include "frame/log_dump.h"
 #include "frame/log_sink.h"
 #include "kiv/changer/commands.h"
@@ -139,8 +140,6 @@ TEST_F(Adversity, OfMemoryReachesNoHostAsAnException) {
       {"restart", [&] { return UpdateFirmware().wait4RebootComplete(&target), NO_ANSWER; }},
       {"rescan", [&] { return UpdateFirmware().rescan4Device(&target), NO_ANSWER; }},
       {"result", [&] { return UpdateFirmware().showUpdateResult(0, 0, 0), NO_ANSWER; }},
-      {"scan", [&] { return ScanBus().scanScsiBus(0), NO_ANSWER; }},
-      {"update", [&] { return UpdateFirmware().updateFirmware(0, 0, true), NO_ANSWER; }},
   };
   for (const auto& operation : operations) {
     ReturnCode whole = NO_ANSWER, result = NO_ANSWER;
@@ -182,6 +181,16 @@ TEST_F(Adversity, OfMemorySendsNoCommandWithoutItsBuffers) {
     }
   }
   EXPECT_THAT(calls(), testing::IsEmpty());
+}
+
+TEST_F(Adversity, OfMemoryLeavesNoReportWithoutItsTrailer) {
+  setDirectory(directory.path.string());
+  {
+    const MemoryShortage shortage(1);
+    UpdateFirmware().showResultTrailer(0);
+  }
+  setDirectory("");
+  EXPECT_EQ(directory.read("scsiExe.txt"), "</SVMExecution>\n");
 }
 
 TEST_F(Adversity, OfMemoryIsNotMetByWhatIsNotLogged) {

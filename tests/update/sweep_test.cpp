@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "kiv/update/scan_bus.h"
+#include "kiv/update/update_firmware.h"
 #include "tests/support/memory.h"
 #include "tests/support/room_test.h"
 
@@ -83,8 +84,8 @@ class Scene {
     const auto act = [&] {
       const MemoryShortage shortage(firstRefused, refusals);
       return operation == Scan        ? scan()
-             : operation == UpdateOne ? updateFirmware(0, 0, false)
-                                      : updateFirmwareAllDevices(0, false);
+             : operation == UpdateOne ? UpdateFirmware().updateFirmware(0, 0, false)
+                                      : UpdateFirmware().updateFirmwareAllDevices(0, false);
     };
     const int result = act();
     return {result, directory.read(name)};
@@ -92,7 +93,7 @@ class Scene {
 
   /// The scan of a host that takes the maker's driver where it can is put together from the same pieces.
   int scan() const {
-    if (path == ByPort) return scanScsiBus(0);
+    if (path == ByPort) return ScanBus().scanScsiBus(0);
     listOfSupportedDevices.clear();
     ComponentId ids;
     ids.initialize("Devlist.txt");
