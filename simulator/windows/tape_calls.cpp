@@ -57,7 +57,14 @@ DWORD getTapeParameters(HANDLE device, DWORD operation, LPDWORD size, LPVOID inf
 }
 
 DWORD setTapeParameters(HANDLE device, DWORD operation, LPVOID information) {
-  return answerTape("SetTapeParameters", device, words({operation}),
+  std::string arguments = words({operation});
+  if (operation == SET_TAPE_DRIVE_INFORMATION && information != nullptr) {
+    TAPE_SET_DRIVE_PARAMETERS drive;
+    std::memcpy(&drive, information, sizeof drive);
+    arguments += " " + words({drive.ECC, drive.Compression, drive.DataPadding, drive.ReportSetmarks,
+                              drive.EOTWarningZoneSize});
+  }
+  return answerTape("SetTapeParameters", device, arguments,
                     [&](Handle& handle) { handle.setTapeParameters(operation, information); });
 }
 

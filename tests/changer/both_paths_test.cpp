@@ -1,24 +1,18 @@
 // The same library, asked by CDB and through the maker's driver.
-#include <gmock/gmock.h>
-
 #include <memory>
 #include <regex>
 
 #include "kiv/changer/driver_commands.h"
 #include "kiv/changer/element_status.h"
-#include "kiv/device/driver_target.h"
-#include "simulator/room/room.h"
-#include "simulator/windows/import_table.h"
-#include "tests/support/hex.h"
+#include "tests/support/room_test.h"
 
 using testing::HasSubstr;
 
 namespace {
 
-class BothPaths : public testing::Test {
+class BothPaths : public RoomTest {
  protected:
   BothPaths() {
-    simulator::takeOverImports();
     // No bay is without a drive: Windows tells that exception by a number of its own.
     std::vector<simulator::VirtualDrive*> bays(4);
     for (std::uint8_t i = 0; i < 4; ++i) {
@@ -39,19 +33,11 @@ class BothPaths : public testing::Test {
     library->element(0x1007).inverted = true;
     library->element(0x1009).accessible = false;
     library->element(0x1000).designator = simulator::Designator{.identifier = {'F', '1', 'C', '1'}};
-    EXPECT_EQ(driver.openDevice("\\\\.\\Changer0", OPEN_READ_WRITE), CMD_OK);
-    EXPECT_EQ(passThrough.openDevice(0, 6, 0, 0, nullptr, 1), CMD_OK);
-  }
-  ~BothPaths() override {
-    driver.closeDevice();
-    passThrough.closeDevice();
-    EXPECT_EQ(room.openHandles(), 0u);
+    EXPECT_EQ(driver.openDevice(R"(\\.\Changer0)", OPEN_READ_WRITE), CMD_OK);
+    EXPECT_EQ(openAt(target, 0, 0, 6), CMD_OK);
   }
 
-  simulator::Room room;
   simulator::VirtualChanger* library = nullptr;
-  QORScsiTarget driver;
-  ScsiTarget passThrough;
 };
 
 /// A report without what the paths may tell differently: page headers, and the blanks of an absent tag.
@@ -100,8 +86,8 @@ TEST_F(BothPaths, TellTheSameElements) {
     for (const bool throughDriver : {false, true}) {
       ChangerCmdReadElementStatus cmd(row.type, row.start, row.count, row.volumeTags, row.identifiers, 8000);
       room.journal().clear();
-      ScsiTarget& target = throughDriver ? driver : passThrough;
-      EXPECT_EQ(target.scsiExecCDB(cmd), CMD_OK);
+      ScsiTarget& device = throughDriver ? driver : target;
+      EXPECT_EQ(device.scsiExecCDB(cmd), CMD_OK);
       EXPECT_EQ(room.journal().count("B8"), throughDriver ? 0u : 1u);
       EXPECT_EQ(cmd.getFirstElementAddressReported(), row.first);
       EXPECT_EQ(cmd.getNumberElementsAvail(), row.elements);
@@ -154,7 +140,7 @@ TEST_F(BothPaths, MoveTheSameCartridges) {
   ChangerMoveMedium load(1, 0x1000, 0x0100), unload(1, 0x0100, 0x1001);
   EXPECT_EQ(driver.scsiExecCmd(*std::make_unique<QORChangerMoveMedium>(&load)), CMD_OK);
   EXPECT_TRUE(holds(0x0100) && !holds(0x1000));
-  EXPECT_EQ(passThrough.scsiExecCDB(unload), CMD_OK);
+  EXPECT_EQ(target.scsiExecCDB(unload), CMD_OK);
   EXPECT_EQ(driver.scsiExecCmd(*std::make_unique<QORChangerMoveMedium>(&unload)), CMD_ERROR)
       << "nothing left there";
   ChangerCmdExchangeMedium exchange(1, 0x1001, 0x1007, 0x1020);

@@ -3,6 +3,7 @@
 #include "kiv/tape/driver_data_transfer.h"
 #include "kiv/tape/driver_information.h"
 #include "kiv/tape/driver_medium.h"
+#include "kiv/tape/driver_partitions.h"
 #include "kiv/tape/driver_positioning.h"
 #include "kiv/tape/driver_security.h"
 #include "kiv/tape/driver_unsupported.h"
@@ -175,6 +176,11 @@ TEST_F(TapeTwinsByScript, HandOverTheirFields) {
   RUN(QORTapeCmdSetLogicalBlockProtection(), c.setLbpMethod(1), c.setLbpInfoLength(6), c.setLbpRead(true));
   RUN(QORTapeCmdDataEncryptionDiag(), c.setType(0x0102000F));
   RUN(TapeCmdFormat(2, true));
+  PartitionRecord layout;
+  layout.addPartitionsDefined = layout.dataPartitionType = 1, layout.partitionType = 2;
+  layout.partitionUnits = 9, layout.sizes = {7, 0xFFFF, 8};
+  RUN(QORTapeCmdCreatePartition(layout));
+  RUN(QORTapeCmdChangePartition(3, 0x0102030405060708));
 }
 
 TEST_F(TapeTwinsByScript, DoubtTheAnswers) {
