@@ -84,8 +84,11 @@ Outcome exchange(ScsiTarget& target, kiv_request& request) {
     target.scsiExecCDB(command);
   }
   const Outcome outcome = outcomeOf(target, command);
-  request.transferred = static_cast<std::uint32_t>(
-      std::min<ulong32>(target.GetTransferredDataLength(), command.getIoDataLength()));
+  // A request that Windows did not carry out keeps the length that was asked for.
+  const bool carriedOut = outcome.windowsError == 0 && !outcome.timedOut;
+  request.transferred = carriedOut ? static_cast<std::uint32_t>(std::min<ulong32>(
+                                         target.GetTransferredDataLength(), command.getIoDataLength()))
+                                   : 0;
   if (request.direction == KIV_DATA_IN) std::copy_n(command.getIoData(), request.transferred, data);
   request.status = outcome.status;
   request.timed_out = outcome.timedOut;

@@ -79,6 +79,7 @@ TEST_F(DriverTarget, OpensAndIdentifies) {
     record("mode " + std::to_string(mode),
            logOf([&] { result = driver.openDeviceNoInq(R"(\\.\tape0)", mode); }));
     tellTarget("opened", result);
+    tellTarget("opened and asked", driver.openDevice(R"(\\.\tape0)", mode));
     record("calls", calls());
   }
   for (const char* name : {R"(\\.\tape0)", R"(\\.\Changer0)", R"(\\.\Tape1)", R"(\\.\Tape9)"}) {

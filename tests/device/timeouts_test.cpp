@@ -13,10 +13,12 @@ ScsiTarget targetOf(const char* model, std::uint8_t type = 1) {
 TEST(Timeouts, FollowTheModel) {
   Record record;
   for (const char* model :
-       {"R477",  "R477 W11", "R477 W12", "R477 W13", "R477 W14",    "W11",       "Ultrium",   "UMX",
-        "PX",    "RX4",      "R477 PX7", "Gen 8",    "PX5",         "PX6",       "PX7",       "PX8",
-        "RX5",   "RX6",      "RX7",      "RX8",      "UMX Gen 5",   "UMX Gen 6", "UMX Gen 7", "UMX Gen 8",
-        "PX6 5", "PX7 PX5",  "PX8 PX7",  "RX5 PX8",  "R477 W12 PX7"}) {
+       {"R477",    "R477 W11",     "R477 W12",     "R477 W13",     "R477 W14",    "W11",
+        "Ultrium", "UMX",          "PX",           "RX4",          "R477 PX7",    "Gen 8",
+        "PX5",     "PX6",          "PX7",          "PX8",          "RX5",         "RX6",
+        "RX7",     "RX8",          "UMX Gen 5",    "UMX Gen 6",    "UMX Gen 7",   "UMX Gen 8",
+        "PX6 PX5", "PX7 PX6",      "PX8 PX7",      "RX5 PX8",      "RX6 RX5",     "RX7 RX6",
+        "RX8 RX7", "R477 W12 PX7", "R477 W12 W11", "R477 W13 W12", "R477 W14 W13"}) {
     ScsiTarget target = targetOf(model);
     std::string line = model;
     for (unsigned opcode = 0; opcode < 256; ++opcode) {

@@ -1,5 +1,6 @@
 #include "kiv/library/drive_mapping.h"
 
+#include "kiv/changer/commands.h"
 #include "kiv/scsi/big_endian.h"
 #include "tests/support/room_test.h"
 
@@ -140,8 +141,17 @@ TEST_F(Mapping, KeepsTheOutcomeOfTheCommandThatFailed) {
   room.addFault({.cdb = "1A", .sense = Sense{.key = 5, .asc = 0x24}});
   TELL(commands.getElementAddressRanges(), commands.areElementsDataAvailable());
   TELL(commands.cdbSpan(), commands.getExecutionStatus(), commands.getSenseKey());
+  for (const unsigned refused : {1u, 2u, 3u}) {  // the header, the report, neither
+    ChangerCmdReadElementStatus cmd(4, 0x100, 1, false, true, 8);
+    unsigned length = 99, count = 99;
+    unsigned char tag = 99;
+    room.addFault({.cdb = "B8", .nth = refused, .sense = Sense{.key = 4, .asc = 0x44}});
+    TELL(refused, commands.getDescriptorTableOfReadElement(cmd, length, count, tag) == nullptr);
+    TELL(length, count, tag, commands.cdbSpan(), commands.getSenseKey());
+    room.faults().clear();
+  }
   commands.setChanger(nullptr);
-  TELL(commands.getElementAddressRanges());
+  record("no changer", logOf([&] { EXPECT_FALSE(commands.getElementAddressRanges()); }));
 }
 
 /// A library whose report on its drive bays a test writes down.

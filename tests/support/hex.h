@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <span>
 #include <string>
 #include <vector>
@@ -30,6 +31,14 @@ inline std::string briefHex(std::span<const std::uint8_t> data) {
         (text.empty() ? "" : " ") + hex(data.subspan(at, 1)) + (brief ? " x " + std::to_string(same) : "");
   }
   return text;
+}
+
+/// The bytes of a structure or a number, in the order of memory.
+template <typename Block>
+std::vector<std::uint8_t> bytesOf(const Block& block) {
+  std::vector<std::uint8_t> data(sizeof block);
+  std::memcpy(data.data(), &block, sizeof block);
+  return data;
 }
 
 /// The bytes of such a text.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -30,11 +29,3 @@ class TwinTest : public RoomTest {
     __VA_OPT__((__VA_ARGS__);)                           \
     run(#construction __VA_OPT__(", " #__VA_ARGS__), c); \
   } while (false)
-
-/// The bytes of a structure of Windows.
-template <typename Block>
-std::vector<std::uint8_t> bytesOf(const Block& block) {
-  std::vector<std::uint8_t> data(sizeof block);
-  std::memcpy(data.data(), &block, sizeof block);
-  return data;
-}

@@ -104,6 +104,11 @@ TEST_F(TapeTwins, MoveData) {
   run("stopped short", writing);
   TELL(writing.isEOMreached());
   run("whole", writing);
+  RUN(TapeCmdRewind(false));
+  siliRead.setIoDataLength(96);
+  QORTapeCmdRead6 whole(&siliRead);
+  run("read back", whole);
+  TELL(writing.isEOMreached(), whole.isEOMreached());
 }
 
 template <typename... Twins>
@@ -170,7 +175,7 @@ TEST_F(TapeTwinsByScript, HandOverTheirFields) {
   for (const DWORD code : {0x001FE09Cu, 0x001F60A8u, 0x001FE0C8u, 0x84CAC030u, 0x001FE098u})
     script.answers(code, {});
   RUN(TapeCmdLocate16(false, 0xFF02030405060708, 9));
-  RUN(TapeCmdVerify(true, false, true, false, true, false, 0x010203));
+  RUN(TapeCmdVerify(true, false, true, false, true, false, 0x020304));
   RUN(TapeCmdVerify(false, true, false, false, false, true, 0));
   RUN(TapeCmdVerify(false, false, false, true, false, false, 2));
   RUN(QORTapeCmdSetLogicalBlockProtection(), c.setLbpMethod(1), c.setLbpInfoLength(6), c.setLbpRead(true));

@@ -12,7 +12,7 @@ class Parameters : public RoomTest {
     TapeMetaCmdSetParam command(&device, type, value, SENSE);
     observe("set " + std::to_string(type) + " to " + std::to_string(value),
             [&] { return command.setParameter(); });
-    TELL(command.getExecutionStatus(), command.getSenseKey());
+    TELL(command.getExecutionStatus(), command.getSenseKey(), command.getAdditionalFailureCode());
   }
   /// "Name=value" of all that a query finds.
   void query(TapeMetaCmdQueryParam command) {
@@ -68,6 +68,9 @@ TEST_F(Parameters, AreWhatTheDriveHas) {
   set(target, PARAM_SLEEP_MODE_TIMER, 90);
   set(target, PARAM_SKIP_SYNC, 1);
   query({&target, SENSE});
+  drive.modes().current(0x10, 1)[5] = 0x10;  // data safe mode on
+  drive.modes().current(0x1A)[3] = 0;        // a timer that is not enabled
+  query({&target, SENSE});
   drive.modes().remove(0x30, 0x40);  // a page that the drive lacks is left out
   query({&target, SENSE});
   room.addFault({.cdb = "1A 08 1A", .sense = Sense{4, 0x44, 0x00}});  // a broken drive ends the query
@@ -104,6 +107,11 @@ TEST_F(Parameters, AreNotTakenFromWhatDidNotArrive) {
       }
     }
   }
+}
+
+TEST_F(Parameters, NeedBothPagesOfCompression) {
+  room.addFault({.cdb = "1A 08 10", .reply = Bytes{0}});
+  set(target, PARAM_COMPRESSION, 1);
 }
 
 TEST_F(Parameters, HaveOperationsOfTheirOwn) {

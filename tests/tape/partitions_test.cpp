@@ -61,6 +61,16 @@ TEST_F(Partitions, AreCreatedAndReadBack) {
   for (const bool labelled : {false, true})
     record("values", logOf([&] { Layout(target, 1, 3).printValues(labelled); }));
   TELL(drive.medium()->partitions().size());
+  for (int setter = 0; setter < 7; ++setter) {  // a record that anything was put into holds values
+    TapeCmdCreatePartition made(&target, SENSE);
+    if (setter == 1) made.setAdditionalPartitionsDefined(1);
+    if (setter == 2) made.setDataPartitionType(1);
+    if (setter == 3) made.setPartitionType(1);
+    if (setter == 4) made.setNumberPartitions(1);
+    if (setter == 5) made.setSize(256, 1);
+    if (setter == 6) made.setPartitionUnits(1);
+    TELL(setter, made.gotParameters);
+  }
 }
 
 TEST_F(Partitions, ExtendTheUnitsOfAnR477) {

@@ -80,6 +80,10 @@ TEST_F(UpdateTest, ARestartEndsBySense) {
     record(answers, failures, UpdateFirmware().wait4RebootComplete(&drive));
     record("calls", calls());
   }
+  for (const unsigned failures : {0u, 19u, 20u}) {
+    ScriptedDrive drive(room, "+", failures);
+    record("looked for, in vain", failures, UpdateFirmware().rescan4Device(&drive));
+  }
 }
 
 class Image : public UpdateTest {
