@@ -52,7 +52,9 @@ void ElemStatusDescriptor::decodeData() {
   srcValid = bit(9, 7);
   srcStorageElemAddress = readBe16(bytes(), 10);
   if (primVolumeTagValid && bytesAvailable >= LEAST_WITH_VOLUME_TAG) {
-    guarded([&] { primVolumeTag = readText(bytes(), DESCRIPTOR_HEADER, VOLUME_TAG); });
+    const std::string_view tag = viewText(bytes(), DESCRIPTOR_HEADER, VOLUME_TAG);
+    // Of blanks one is kept: a tag of nothing else is not an empty one.
+    guarded([&] { primVolumeTag = tag.substr(0, std::max<std::size_t>(1, tag.find_last_not_of(' ') + 1)); });
   }
 }
 

@@ -15,8 +15,8 @@ bool namesMaker(const std::string& product) { return contains(product, "QOR"); }
 
 bool ComponentId::initialize(const char* fileName) {
   return guarded(false, [&] {
-    const FileOutcome outcome =
-        readConfigurationFile(fileName, [this](const std::string& line) { return addEntry(line); });
+    const FileOutcome outcome = readConfigurationFile(
+        fileName, [this](std::string_view line) { return addEntry(std::string(line)); });
     if (outcome != FileOutcome::Read) {
       status = outcome == FileOutcome::NotOpened ? CONFIG_NO_FILE : CONFIG_NOT_READ;
       return false;
@@ -35,11 +35,13 @@ bool ComponentId::initialize(const char* fileName) {
 }
 
 bool ComponentId::addEntry(std::string line) {
-  std::string id;
-  if (line != "* *" && cutField(line, id)) {
-    if (!table.try_emplace(line, id).second) {
-      logger->logDebug("CFGC", 0, "%s/%s is already configured, item will be ignored", line.c_str(),
-                       id.c_str());
+  std::string_view rest = line;
+  std::string_view id;
+  if (line != "* *" && cutField(rest, id)) {
+    const std::string product(rest);
+    if (!table.try_emplace(product, id).second) {
+      logger->logDebug("CFGC", 0, "%s/%s is already configured, item will be ignored", product.c_str(),
+                       std::string(id).c_str());
     }
     return true;
   }

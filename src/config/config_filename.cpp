@@ -1,13 +1,15 @@
 #include "kiv/config/config_filename.h"
 
+#include <utility>
+
 #include "config/configuration_file.h"
 #include "frame/guarded.h"
 #include "kiv/frame/logger.h"
 
 bool ConfigFilename::initialize(const char* fileName) {
   return guarded(false, [&] {
-    const FileOutcome outcome =
-        readConfigurationFile(fileName, [this](const std::string& line) { return addEntry(line); });
+    const FileOutcome outcome = readConfigurationFile(
+        fileName, [this](std::string_view line) { return addEntry(std::string(line)); });
     if (outcome != FileOutcome::Read) {
       status = outcome == FileOutcome::NotOpened ? CONFIG_NO_FILE : CONFIG_NOT_READ;
       return false;
@@ -24,15 +26,19 @@ bool ConfigFilename::initialize(const char* fileName) {
 }
 
 bool ConfigFilename::addEntry(std::string line) {
-  std::string product;
-  std::string fileName;
-  if (line == "* * *" || !cutField(line, product) || !cutField(line, fileName)) return false;
+  std::string_view level = line;
+  std::string_view product;
+  std::string_view fileName;
+  if (line == "* * *" || !cutField(level, product) || !cutField(level, fileName)) return false;
   ConfigEntry entry;
-  entry.setFilename(fileName);
-  entry.setUCodeLevel(line);
-  if (!table.try_emplace(product, entry).second) {
+  entry.setFilename(std::string(fileName));
+  entry.setUCodeLevel(std::string(level));
+  // The product begins the line.
+  line.resize(product.size());
+  const auto [place, isNew] = table.try_emplace(std::move(line), std::move(entry));
+  if (!isNew) {
     logger->logDebug("CFGC", 0, "Component ID %s is already configured, item will be ignored",
-                     product.c_str());
+                     place->first.c_str());
   }
   return true;
 }

@@ -2,16 +2,17 @@
 
 #include <algorithm>
 #include <optional>
+#include <span>
+#include <string>
 
 #include "frame/directory.h"
 #include "frame/file.h"
 #include "frame/guarded.h"
 #include "kiv/frame/logger.h"
-#include "kiv/frame/text.h"
 
 namespace {
 
-constexpr const char* WHITE_SPACE = " \n\r\t";
+constexpr std::string_view WHITE_SPACE = " \n\r\t";
 
 /// The whole file, with a line feed at its end. Binary, so that neither Ctrl-Z nor NUL ends it early.
 std::optional<std::string> readText(const char* fileName) {
@@ -23,12 +24,27 @@ std::optional<std::string> readText(const char* fileName) {
   return text;
 }
 
+std::string_view trimmed(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(WHITE_SPACE), text.size()));
+  return text.substr(0, text.find_last_not_of(WHITE_SPACE) + 1);
+}
+
+/// The line without white space at its ends, each run of blanks made one in its place.
+std::string_view tidied(std::span<char> line) {
+  const auto bothBlank = [](char a, char b) { return a == ' ' && b == ' '; };
+  const auto repeats = std::ranges::unique(line, bothBlank);
+  return trimmed({line.data(), line.size() - repeats.size()});
+}
+
+/// Printf's precision for a text without its zero.
+int lengthOf(std::string_view text) { return static_cast<int>(text.size()); }
+
 }  // namespace
 
 FileOutcome readConfigurationFile(const char* fileName,
-                                  const std::function<bool(const std::string& line)>& entry) {
+                                  const std::function<bool(std::string_view line)>& entry) {
   return guarded(FileOutcome::OutOfMemory, [&] {
-    const auto text = readText(fileName);
+    auto text = readText(fileName);
     if (!text) {
       logger->logDebug("CFGC", 0, "File open fails==>%s<==", fileName);
       return FileOutcome::NotOpened;
@@ -36,25 +52,21 @@ FileOutcome readConfigurationFile(const char* fileName,
     // A line ends at the first line feed behind at least one character, so an empty line joins the next one.
     std::size_t begin = 0;
     for (std::size_t end; (end = text->find('\n', begin + 1)) != std::string::npos; begin = end + 1) {
-      std::string line = text->substr(begin, end - begin);
-      trimString(line, WHITE_SPACE);
-      removeMultiple(line, " ");
+      const std::string_view line = tidied(std::span(*text).subspan(begin, end - begin));
       if (line.starts_with('#')) {
-        logger->logDebug("CFGC", 0, "%s Parsing comment ==>%s<==", fileName, line.c_str());
+        logger->logDebug("CFGC", 0, "%s Parsing comment ==>%.*s<==", fileName, lengthOf(line), line.data());
       } else if (!entry(line)) {
-        logger->logDebug("CFGC", 0, "%s invalid format ==>%s<==", fileName, line.c_str());
+        logger->logDebug("CFGC", 0, "%s invalid format ==>%.*s<==", fileName, lengthOf(line), line.data());
       }
     }
     return FileOutcome::Read;
   });
 }
 
-bool cutField(std::string& line, std::string& field) {
+bool cutField(std::string_view& line, std::string_view& field) {
   const std::size_t blank = line.find(' ', 1);
-  if (blank == std::string::npos) return false;
-  field = line.substr(0, blank);
-  trimString(field, WHITE_SPACE);
-  line.erase(0, blank + 1);
-  trimString(line, WHITE_SPACE);
+  if (blank == std::string_view::npos) return false;
+  field = trimmed(line.substr(0, blank));
+  line = trimmed(line.substr(blank + 1));
   return true;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <functional>
-#include <string>
+#include <string_view>
 
 /// The status words of both configuration tables.
 inline constexpr unsigned int CONFIG_READ = 0;
@@ -16,8 +16,8 @@ enum class FileOutcome { Read, NotOpened, OutOfMemory };
 /// comment. Every other line goes to `entry`, which returns false for one that is not in its format.
 /// Linear. Never throws: a file that memory does not suffice for is not one that is missing.
 FileOutcome readConfigurationFile(const char* fileName,
-                                  const std::function<bool(const std::string& line)>& entry);
+                                  const std::function<bool(std::string_view line)>& entry);
 
-/// Cuts the text before the first blank off `line`, which keeps what follows, trimmed. False when there is no
-/// blank.
-bool cutField(std::string& line, std::string& field);
+/// Cuts the text before the first blank off `line`, which keeps what follows; both trimmed. False when there
+/// is no blank.
+bool cutField(std::string_view& line, std::string_view& field);

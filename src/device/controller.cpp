@@ -2,6 +2,7 @@
 #include "kiv/device/controller.h"
 
 #include <algorithm>
+#include <map>
 #include <tuple>
 #include <typeinfo>
 
@@ -140,15 +141,27 @@ bool DeviceController::isMatchingGenericDevice(ScsiTarget* device, ScsiTarget* c
 }
 
 void DeviceController::removeMatchingGenericDevices() {
-  for (std::size_t i = 0; i < deviceList.size(); ++i) {
-    ScsiTarget* device = deviceList[i];
-    if (device == nullptr || isPassThroughTarget(*device)) continue;
-    for (std::size_t j = deviceList.size(); --j > i;) {
-      if (!isMatchingGenericDevice(device, deviceList[j])) continue;
-      CloseAndDelete()(deviceList[j]);
-      deviceList.erase(deviceList.begin() + static_cast<std::ptrdiff_t>(j));
+  using Identity = std::tuple<std::string_view, std::uint64_t, std::uint64_t>;
+  const auto identityOf = [](const ScsiTarget& device) {
+    return Identity(device.getSerialNumber(), device.getTargetId(), device.getLun());
+  };
+  guarded([&] {
+    // Where in the list each device that the driver presents comes first: pass-through targets behind go.
+    std::map<Identity, std::size_t> places;
+    for (std::size_t i = 0; i < deviceList.size(); ++i) {
+      if (deviceList[i] != nullptr && !isPassThroughTarget(*deviceList[i]))
+        places.try_emplace(identityOf(*deviceList[i]), i);
     }
-  }
+    std::size_t next = 0;
+    std::erase_if(deviceList, [&](ScsiTarget* device) {
+      const std::size_t place = next++;
+      if (device == nullptr || !isPassThroughTarget(*device)) return false;
+      const auto presented = places.find(identityOf(*device));
+      if (presented == places.end() || presented->second > place) return false;
+      CloseAndDelete()(device);
+      return true;
+    });
+  });
 }
 
 ScsiTarget* DeviceController::isDeviceInList(std::string name) {

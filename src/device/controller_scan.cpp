@@ -1,6 +1,7 @@
 // The three sources of a scan: the maker's driver, the port drivers of the host adapters, generic tape
 // devices.
 #include <algorithm>
+#include <set>
 
 #include "device/dos_devices.h"
 #include "device/handle.h"
@@ -206,13 +207,20 @@ ReturnCode DeviceController::scanGenericTapeDevices() {
     }
     logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices QueryDosDevice size is:%d",
                      static_cast<int>(devices.size()));
-    logger->logBinary("SCSI", 0, "QueryDosDevice", devices.list(), devices.size());
+    logDump("SCSI", "QueryDosDevice",
+            {reinterpret_cast<const std::uint8_t*>(devices.list()), devices.size()});
     Sleep(SETTLE_MILLISECONDS);
+    // Most names are those of devices that the maker's driver presents: they are found without a look at all.
+    std::set<std::string_view> driverNames;
+    for (const ScsiTarget* device : deviceList) {
+      if (device != nullptr) driverNames.insert(device->getDriverName());
+    }
     for (const std::string& name : devices.names()) {
       if (!startsWithIgnoringCase(name, "Tape")) continue;
       tryDevice([&] {
         const std::string path = R"(\\.\)" + name;
-        if (isDeviceInList(path) != nullptr || !isDeviceNotInExcludeList(path)) return;
+        if (driverNames.contains(path) || isDeviceInList(path) != nullptr || !isDeviceNotInExcludeList(path))
+          return;
         logger->logDebug("SCSI", 0, "DeviceController::scanGenericDevices QueryDosDevice Checking %s",
                          path.c_str());
         // Without an address a target is opened by its name.

@@ -2,6 +2,7 @@
 
 #include <tuple>
 
+#include "device/timeouts.h"
 #include "device/unknown_address.h"
 #include "frame/guarded.h"
 #include "platform/win32.h"
@@ -51,9 +52,13 @@ ulong32 ScsiTarget::GetTransferredDataLength() { return transferredDataLength; }
 
 const char* ScsiTarget::getProperty(const char* key) {
   if (key == nullptr) return nullptr;
-  return guarded(static_cast<const char*>(nullptr), [&] {
+  return guarded(static_cast<const char*>(nullptr), [&]() -> const char* {
     const auto found = properties.find(key);
-    return found != properties.end() ? found->second.c_str() : nullptr;
+    if (found != properties.end()) return found->second.c_str();
+    // A built-in time-out becomes a text when somebody asks for it.
+    const auto opcode = timeoutOpcode(key);
+    const ulong32 seconds = opcode ? builtInTimeout({r477Timeouts, ltoTimeouts}, *opcode) : 0;
+    return seconds != 0 ? properties.emplace(key, std::to_string(seconds)).first->second.c_str() : nullptr;
   });
 }
 
@@ -61,6 +66,7 @@ ReturnCode ScsiTarget::setProperty(const char* key, const char* value) {
   if (key == nullptr || value == nullptr) return CMD_ERROR;
   return guarded(CMD_NO_MEMORY, [&] {
     properties.insert_or_assign(key, value);
+    hasOwnTimeouts = hasOwnTimeouts || timeoutOpcode(key).has_value();
     return CMD_OK;
   });
 }

@@ -1,7 +1,9 @@
-#include <cstdio>
+#include "device/timeouts.h"
+
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <limits>
-#include <string>
 
 #include "frame/guarded.h"
 #include "kiv/device/target.h"
@@ -119,56 +121,108 @@ constexpr ModelMark LTO_MARKS[] = {{"PX5", 0}, {"PX6", 1},   {"PX7", 2}, {"PX8",
 
 bool contains(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
 
-std::string timeoutKey(std::uint8_t opcode) {
-  char key[] = "TIMEOUT_0x00";
-  std::snprintf(key, sizeof key, "TIMEOUT_0x%02X", opcode);
-  return key;
-}
-
+/// Where each operation code has its row, counted from 1; 0 without one.
 template <std::size_t Columns, std::size_t Rows>
-void storeColumn(ScsiTarget& target, const TimeoutRow<Columns> (&rows)[Rows], std::size_t column) {
-  for (const auto& row : rows) {
-    if (row.seconds[column] != NONE)
-      target.setProperty(timeoutKey(row.opcode).c_str(), std::to_string(row.seconds[column]).c_str());
-  }
+constexpr std::array<std::uint8_t, 256> rowNumbers(const TimeoutRow<Columns> (&rows)[Rows]) {
+  std::array<std::uint8_t, 256> numbers{};
+  for (std::size_t i = 0; i < Rows; ++i) numbers[rows[i].opcode] = static_cast<std::uint8_t>(i + 1);
+  return numbers;
 }
 
-template <std::size_t Columns, std::size_t Rows, std::size_t Marks>
-void storeModel(ScsiTarget& target, const std::string& model, const TimeoutRow<Columns> (&rows)[Rows],
-                const ModelMark (&marks)[Marks]) {
+template <const auto& Rows>
+std::uint32_t secondsIn(std::size_t column, std::uint8_t opcode) {
+  static constexpr auto ROW_NUMBERS = rowNumbers(Rows);
+  const std::size_t number = ROW_NUMBERS[opcode];
+  return number == 0 ? NONE : Rows[number - 1].seconds[column];
+}
+
+/// A model's number goes before the one that all models of its family have in common.
+template <const auto& ModelRows>
+std::uint32_t secondsOf(std::uint8_t family, CommonColumn common, std::uint8_t opcode) {
+  if (family == 0) return NONE;
+  const std::uint32_t own = family == 1 ? NONE : secondsIn<ModelRows>(family - 2u, opcode);
+  return own != NONE ? own : secondsIn<COMMON_TIMEOUTS>(common, opcode);
+}
+
+template <std::size_t Marks>
+std::uint8_t familyOf(const std::string& model, const ModelMark (&marks)[Marks]) {
   for (const ModelMark& mark : marks) {
     if (!contains(model, mark.text)) continue;
     logger->logDebug("SCSI", 0, "Setting tape specific timeoutvalues for model %s", model.c_str());
-    storeColumn(target, rows, mark.column);
-    return;
+    return static_cast<std::uint8_t>(2 + mark.column);
   }
+  return 1;
 }
 
+constexpr std::string_view KEY_START = "TIMEOUT_0x";
+constexpr std::string_view DIGITS = "0123456789ABCDEF";
+
 }  // namespace
+
+TimeoutFamilies timeoutFamiliesOf(const std::string& model) {
+  TimeoutFamilies families;
+  if (contains(model, "R477")) {
+    logger->logDebug("SCSI", 0, "Common timeout values for R477");
+    families.r477 = familyOf(model, R477_MARKS);
+  }
+  for (const char* mark : {"PX", "RX", "Ultrium", "UMX"}) {
+    if (!contains(model, mark)) continue;
+    logger->logDebug("SCSI", 0, "Common timeout values for LTO");
+    families.lto = familyOf(model, LTO_MARKS);
+    break;
+  }
+  return families;
+}
+
+std::uint32_t builtInTimeout(TimeoutFamilies families, std::uint8_t opcode) {
+  const std::uint32_t lto = secondsOf<LTO_TIMEOUTS>(families.lto, LTO, opcode);
+  return lto != NONE ? lto : secondsOf<R477_TIMEOUTS>(families.r477, R477, opcode);
+}
+
+std::string timeoutKey(std::uint8_t opcode) {
+  std::string key(KEY_START);
+  key += DIGITS[opcode >> 4];
+  key += DIGITS[opcode & 0x0F];
+  return key;
+}
+
+std::optional<std::uint8_t> timeoutOpcode(std::string_view key) {
+  if (!key.starts_with(KEY_START) || key.size() != KEY_START.size() + 2) return std::nullopt;
+  const std::size_t high = DIGITS.find(key[KEY_START.size()]);
+  const std::size_t low = DIGITS.find(key[KEY_START.size() + 1]);
+  if (high == DIGITS.npos || low == DIGITS.npos) return std::nullopt;
+  return static_cast<std::uint8_t>(high << 4 | low);
+}
 
 void ScsiTarget::setTimeoutValuesForModel() {
   if (deviceTyp != SEQUENTIAL_ACCESS_DEVICE) return;
   guarded([&] {
-    if (contains(modelName, "R477")) {
-      logger->logDebug("SCSI", 0, "Common timeout values for R477");
-      storeColumn(*this, COMMON_TIMEOUTS, R477);
-      storeModel(*this, modelName, R477_TIMEOUTS, R477_MARKS);
+    const TimeoutFamilies before{r477Timeouts, ltoTimeouts};
+    const TimeoutFamilies now = timeoutFamiliesOf(modelName);
+    if (now == TimeoutFamilies{}) return;
+    // Of another model before this one stays what this one has no number for.
+    for (unsigned code = 0; before != now && code < 256; ++code) {
+      const auto opcode = static_cast<std::uint8_t>(code);
+      if (const std::uint32_t seconds = builtInTimeout(before, opcode))
+        properties.try_emplace(timeoutKey(opcode), std::to_string(seconds));
     }
-    for (const char* mark : {"PX", "RX", "Ultrium", "UMX"}) {
-      if (!contains(modelName, mark)) continue;
-      logger->logDebug("SCSI", 0, "Common timeout values for LTO");
-      storeColumn(*this, COMMON_TIMEOUTS, LTO);
-      storeModel(*this, modelName, LTO_TIMEOUTS, LTO_MARKS);
-      break;
-    }
+    std::erase_if(properties, [&](const auto& property) {
+      const auto opcode = timeoutOpcode(property.first);
+      return opcode && builtInTimeout(now, *opcode) != NONE;
+    });
+    hasOwnTimeouts = std::ranges::any_of(
+        properties, [](const auto& property) { return timeoutOpcode(property.first).has_value(); });
+    r477Timeouts = now.r477;
+    ltoTimeouts = now.lto;
   });
 }
 
 ulong32 ScsiTarget::getTimeoutForOpcode(std::uint8_t opcode) {
+  if (!hasOwnTimeouts) return builtInTimeout({r477Timeouts, ltoTimeouts}, opcode);
   return guarded(ulong32{0}, [&]() -> ulong32 {
-    const char* value = getProperty(timeoutKey(opcode).c_str());
-    if (value == nullptr) return 0;
-    const long long seconds = std::strtoll(value, nullptr, 10);
+    const auto own = properties.find(timeoutKey(opcode));
+    if (own == properties.end()) return builtInTimeout({r477Timeouts, ltoTimeouts}, opcode);
+    const long long seconds = std::strtoll(own->second.c_str(), nullptr, 10);
     return seconds > 0 && seconds <= std::numeric_limits<ulong32>::max() ? static_cast<ulong32>(seconds) : 0;
   });
 }

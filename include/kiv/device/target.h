@@ -59,7 +59,8 @@ class KIV_API ScsiTarget {
   /// Whether the device was identified with INQUIRY.
   bool isInquiryDataValid() const { return inquiryDataValid; }
 
-  /// Fills the time-out table from the values built in for this model; tape drives only.
+  /// Chooses the time-outs built in for this model, which are properties too ("TIMEOUT_0x1B"); tape drives
+  /// only. Setting the property changes the time-out.
   void setTimeoutValuesForModel();
   /// Seconds for an operation code; 0 when the table has no entry.
   ulong32 getTimeoutForOpcode(std::uint8_t opcode);
@@ -166,8 +167,22 @@ class KIV_API ScsiTarget {
   std::uint8_t lengthLun = 1;
   std::uint8_t inquiryByte6 = 0;
   std::uint8_t inquiryByte7 = 0;
+
+ private:
+  // Both stand where the fields around them leave room: hosts know the places of the others.
+  /// Which built-in time-outs the model has.
+  std::uint8_t r477Timeouts = 0;
+  std::uint8_t ltoTimeouts = 0;
+
+ protected:
   void* secondHandle;
   bool inquiryDataValid = false;
+
+ private:
+  /// Whether `properties` holds time-outs that somebody set; those go before the built-in ones.
+  bool hasOwnTimeouts = false;
+
+ protected:
   std::uint32_t deviceOpenMode = 1;
   std::map<std::string, std::string> properties;
   ulong32 maximumTransferLength = 0;

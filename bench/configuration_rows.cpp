@@ -1,0 +1,75 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bench/measure.h"
+#include "bench/rows.h"
+#include "bench/scratch_directory.h"
+#include "kiv/config/config_filename.h"
+
+namespace {
+
+/// Products in no order, as people write them down.
+std::string configuration(unsigned lines) {
+  std::string text;
+  for (unsigned i = 0; i < lines; ++i)
+    text += "QOR-MODEL" + std::to_string(i * 7919ull % 1'000'003) + ":Fibre \t image.bin  N9B0\r\n";
+  return text;
+}
+
+struct Entry {
+  std::string_view product, file, level;
+};
+
+/// The least that reading the table can do: views into the text, then a sort.
+void parseLeanly() {
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  const std::unique_ptr<std::FILE, Close> file(std::fopen("Config.txt", "rb"));
+  std::fseek(file.get(), 0, SEEK_END);
+  std::string text(static_cast<std::size_t>(std::ftell(file.get())), '\0');
+  std::rewind(file.get());
+  if (std::fread(text.data(), 1, text.size(), file.get()) != text.size()) return;
+
+  constexpr std::string_view BLANKS = " \t\r";
+  std::vector<Entry> entries;
+  for (std::string_view rest = text; !rest.empty();) {
+    std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    const auto field = [&] {
+      line.remove_prefix(std::min(line.find_first_not_of(BLANKS), line.size()));
+      const auto word = line.substr(0, line.find_first_of(BLANKS));
+      line.remove_prefix(word.size());
+      return word;
+    };
+    const auto product = field();
+    const auto name = field();
+    entries.push_back({product, name, field()});
+  }
+  std::ranges::sort(entries, {}, &Entry::product);
+  keep(entries);
+}
+
+void parse() {
+  ConfigFilename table;
+  table.initialize("Config.txt");
+  keep(table);
+}
+
+}  // namespace
+
+void configurationRows() {
+  const ScratchDirectory directory;
+  directory.write("Config.txt", configuration(100'000));
+  const double tenth = secondsOf(parse, 3);
+  directory.write("Config.txt", configuration(1'000'000));
+  const double lean = secondsOf(parseLeanly, 3);
+  const double whole = secondsOf(parse, 3);
+  print({"Config.txt, 1 million lines", "views into the text, then a sort", "<= 2", whole / lean});
+  print({"    exponent from 100,000 lines on", "1.0", "<= 1.1", std::log10(whole / tenth)});
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+/// An empty working directory for as long as it lives.
+class ScratchDirectory {
+ public:
+  ScratchDirectory()
+      : path(std::filesystem::temp_directory_path() / "kiv_bench"),
+        previous(std::filesystem::current_path()) {
+    std::filesystem::remove_all(path);
+    std::filesystem::create_directory(path);
+    std::filesystem::current_path(path);
+  }
+  ~ScratchDirectory() {
+    std::filesystem::current_path(previous);
+    std::filesystem::remove_all(path);
+  }
+  ScratchDirectory(const ScratchDirectory&) = delete;
+  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+  void write(const char* name, const std::string& text) const {
+    std::ofstream(path / name, std::ios::binary) << text;
+  }
+
+ private:
+  std::filesystem::path path;
+  std::filesystem::path previous;
+};
