@@ -5,6 +5,7 @@
 #include <new>
 
 #include "c_interface/structure.h"
+#include "frame/guarded.h"
 #include "kiv/api.h"
 #include "kiv/kiv.h"
 
@@ -22,7 +23,7 @@ void keep(std::int32_t result, std::string_view text, std::uint32_t windowsError
 
 }  // namespace
 
-RunningCall::RunningCall() : mine(!running.exchange(true)) {}
+RunningCall::RunningCall() : mine(!running.exchange(true)) { prepareForExceptions(); }
 
 RunningCall::~RunningCall() {
   if (mine) running = false;

@@ -48,7 +48,7 @@ int updateFirmwareAllDevices(int outputMode, bool force) {
                    [=] { return UpdateFirmware().updateFirmwareAllDevices(outputMode, force); });
 }
 
-void kivInit() {}
+void kivInit() { prepareForExceptions(); }
 
 void kivFini() {
   guardedAtRoof(FW_NO_MEMORY, FW_NO_ERROR, [] {

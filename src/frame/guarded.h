@@ -1,12 +1,20 @@
 // Nothing is thrown out of an exported operation: its body runs under a guard.
 #pragma once
 
+#include <cxxabi.h>
+
 #include <exception>
 #include <new>
 #include <utility>
 
 #include "frame/shortage.h"
 #include "kiv/frame/logger.h"
+
+/// A thread's first exception takes memory for the thread's record of exceptions, and ends the process where
+/// there is none. Whoever comes in from outside takes it here, while there is some.
+inline void prepareForExceptions() noexcept {
+  [[maybe_unused]] abi::__cxa_eh_globals* const volatile record = abi::__cxa_get_globals();
+}
 
 /// Runs an operation; running out of memory becomes its result.
 template <typename Result, typename Operation>
@@ -50,6 +58,7 @@ int guardedAtRoof(int outOfMemory, int failure, Operation&& operation) noexcept 
       // Without memory for the log line there is nothing left to tell it with.
     }
   };
+  prepareForExceptions();
   try {
     return std::forward<Operation>(operation)();
   } catch (const std::bad_alloc&) {

@@ -250,6 +250,10 @@ TEST_F(Controller, TakesHostAdapterTextsAsTheyCome) {
     record(what, device.getProperty("HBA Vendor"));
     EXPECT_EQ(room.openHandles(), 0u);
   }
+  std::string text;
+  EXPECT_FALSE(ScsiTarget::getDeviceRegistryProperty(INVALID_HANDLE_VALUE, nullptr, 0, text));
+  EXPECT_FALSE(
+      ScsiTarget::getDeviceDriverRegistryProperty(INVALID_HANDLE_VALUE, nullptr, "ProviderName", text));
 }
 
 }  // namespace

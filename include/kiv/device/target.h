@@ -134,13 +134,6 @@ class KIV_API ScsiTarget {
   /// names that begin with "HBA ".
   void queryHostAdapterInformation();
 
-  /// Same device: device type, model, vendor, firmware version, serial number, interface type and address are
-  /// equal.
-  bool operator==(const ScsiTarget& other) const;
-  /// By host adapter, then target id, then LUN, then bus.
-  bool operator<(const ScsiTarget& other) const;
-
- protected:
   /// Read one registry property of a device in a device information set, or one value of its driver key, as
   /// text. False when there is none.
   static bool getDeviceRegistryProperty(void* deviceSet, _SP_DEVINFO_DATA* device, ulong32 property,
@@ -148,6 +141,13 @@ class KIV_API ScsiTarget {
   static bool getDeviceDriverRegistryProperty(void* deviceSet, _SP_DEVINFO_DATA* device,
                                               const char* valueName, std::string& text);
 
+  /// Same device: device type, model, vendor, firmware version, serial number, interface type and address are
+  /// equal.
+  bool operator==(const ScsiTarget& other) const;
+  /// By host adapter, then target id, then LUN, then bus.
+  bool operator<(const ScsiTarget& other) const;
+
+ protected:
   void* deviceHandle;
   std::string modelName;
   std::string vendorName;
