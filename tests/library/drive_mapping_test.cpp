@@ -61,10 +61,10 @@ TEST_F(Mapping, PairsDrivesWithTheBaysOfEveryLibrary) {
   scan();
   map("without a bay");
   auto& second = addDrive(2, "1068000072");
-  auto& far = room.addDrive(
+  auto& distant = room.addDrive(
       {.adapter = 1, .bus = 1, .target = 5, .lun = 2, .model = "ULTRIUM-PX7", .serial = "1068000073"});
   addLibrary(9, {&first, nullptr}, "LIB0000002");
-  addLibrary(10, {nullptr, &second, &far}, "LIB0000003");
+  addLibrary(10, {nullptr, &second, &distant}, "LIB0000003");
   scan();
   map("two libraries with bays");
   std::vector<DriveMapping> kept(1);
