@@ -65,7 +65,9 @@ bool isPossible(const Request& request, const GET_CHANGER_PARAMETERS& parameters
 bool readElements(void* changer, const CHANGER_ELEMENT_LIST& list, bool volumeTags, bool productData,
                   std::vector<CHANGER_ELEMENT_STATUS_EX>& elements) {
   std::size_t recordSize = productData ? sizeof(CHANGER_ELEMENT_STATUS_EX) : sizeof(CHANGER_ELEMENT_STATUS);
-  CHANGER_READ_ELEMENT_STATUS request{list, static_cast<BOOLEAN>(volumeTags)};
+  CHANGER_READ_ELEMENT_STATUS request{};
+  request.ElementList = list;
+  request.VolumeTagInfo = volumeTags;
   std::vector<std::uint8_t> answer(list.NumberOfElements * recordSize);
   const auto answered = askDevice(changer, IOCTL_CHANGER_GET_ELEMENT_STATUS, request, answer);
   if (!answered) return false;

@@ -274,8 +274,9 @@ TEST_F(Devices, MisuseHasCodes) {
   EXPECT_EQ(kiv_last_error(&error), KIV_OK);
   EXPECT_EQ(error.result, KIV_BAD_ARGUMENT);
   EXPECT_EQ(kiv_device_info(drive, &info), KIV_OK) << "none of it did harm";
+  room.addFault({.call = "CreateFileA", .times = 0, .error = 2});
   scanScsiBus(KIV_OUTPUT_NONE);
-  EXPECT_EQ(kiv_load(drive), KIV_STALE_DEVICE) << "the classes have scanned meanwhile";
+  EXPECT_EQ(kiv_load(drive), KIV_STALE_DEVICE) << "the classes have scanned meanwhile, and found nothing";
 
   for (int number = -1; number < 72; ++number) record(kiv_result_name(number), kiv_result_text(number));
   for (int number = -1; number < 14; ++number) record(kiv_verdict_name(number), kiv_phase_name(number));
