@@ -15,11 +15,17 @@ class TwinTest : public RoomTest {
     script.requests.clear();
     room.journal().clear();
     ReturnCode result = CMD_ERROR;
-    const auto log = logOf([&] { result = twin.doOperation(handle); });
+    const auto log = logOf([&] {
+      result = twin.doOperation(handle);
+      lastError = GetLastError();
+    });
     record(what, result, briefHex(twin.ioDataSpan()), calls(), script.requests, log);
     return result;
   }
   ReturnCode run(const std::string& what, GenericScsiCommand& command) { return run(what, *twinOf(command)); }
+
+  /// What GetLastError said after the last of them.
+  DWORD lastError = 0;
 };
 
 /// Runs a command `c` or its twin, after some setters.

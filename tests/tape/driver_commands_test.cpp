@@ -26,7 +26,7 @@ class TapeTwins : public TwinTest {
                              "WriteFile", "DeviceIoControl"})
       room.addFault({.call = call, .error = ERROR_GEN_FAILURE});
     run("failing", command);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_GEN_FAILURE});
+    EXPECT_EQ(lastError, DWORD{ERROR_GEN_FAILURE});
     room.faults().clear();
   }
   std::vector<simulator::TapeObject>& objects() { return drive.medium()->partitions()[0].objects; }
