@@ -115,9 +115,10 @@ void scan(bool driver, bool libraries) {
   Configuration configuration;
   const Patience patience;
   const ScanWitness witness;
-  const ShortageWatch memory;
-  deviceController.rediscoverSCSIBus(driver, "", "", "");
+  if (deviceController.rediscoverSCSIBus(driver, "", "", "") == CMD_NO_MEMORY)
+    throw Failure{KIV_NO_MEMORY, {}};
 
+  const ShortageWatch memory;
   std::vector<FoundDevice> devices;
   for (ScsiTarget* target : deviceController.getDeviceList()) devices.push_back(identify(*target));
   if (libraries || libraryMode) {
@@ -129,7 +130,7 @@ void scan(bool driver, bool libraries) {
     lookUp(device, configuration);
     device.target->closeDevice();
   }
-  // A device may be left out, and a drive seem to stand outside of its library, for this alone.
+  // A drive may seem to stand outside of its library for this alone.
   if (memory.ranShort()) throw Failure{KIV_NO_MEMORY, {}};
   devices = keepOurs(std::move(devices), configuration);
   std::ranges::move(unopenedDevices(witness, devices), std::back_inserter(devices));

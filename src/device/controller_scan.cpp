@@ -45,7 +45,7 @@ void tryDevice(Attempt&& attempt, const Where&... where) {
 }  // namespace
 
 ReturnCode DeviceController::scanSCSIBus() {
-  return guarded(CMD_NO_MEMORY, [&] {
+  const auto scan = [&] {
     logger->logInfo("SCSI", 0, "ScanSCSIBus launched forcerescan:%d start:<%s> end:<%s>", forceRescan,
                     scanStart.c_str(), scanEnd.c_str());
     clearDeviceList();
@@ -68,7 +68,15 @@ ReturnCode DeviceController::scanSCSIBus() {
     closeHandleOfAllDevices();
     removeMatchingGenericDevices();
     return CMD_OK;
-  });
+  };
+  // Once more after a shortage. A list that lacks a library makes its drives look as if they stood alone, so
+  // one that may lack a device is told from a whole one.
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    const ShortageWatch memory;
+    const ReturnCode result = guarded(CMD_NO_MEMORY, scan);
+    if (!memory.ranShort()) return result;
+  }
+  return CMD_NO_MEMORY;
 }
 
 void DeviceController::countHostAdapters(unsigned first) {

@@ -22,10 +22,12 @@ constexpr const char* MESSAGES[] = {
 };
 
 std::string entryOf(ScsiTarget& target, int result) {
+  const ShortageWatch memory;
   const std::string product = documentedProductString(target);
   ComponentId ids;
   if (!ids.initialize("Devlist.txt"))
     logger->logDebug("MAIN", 0, "Componet IDs initialization failed (FW_CONFIG_ERROR)");
+  if (memory.ranShort()) throw std::bad_alloc();
   if (!ids.isValid(product)) logger->logDebug("MAIN", 0, "Not supported product (FW_CONFIG_ERROR)");
   return resultEntry(
       deviceEntryStart(target, product, ids.getId4InquiryData(product), target.getFirmwareVersion()), result,

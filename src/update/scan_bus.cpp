@@ -5,6 +5,7 @@
 #include "kiv/config/config_filename.h"
 #include "kiv/device/controller.h"
 #include "kiv/frame/logger.h"
+#include "kiv/frame/modes.h"
 #include "kiv/kiv.h"
 #include "update/product_string.h"
 #include "update/report.h"
@@ -38,7 +39,6 @@ int ScanBus::scanScsiBus(int outputMode) {
   listOfSupportedDevices.clear();
   deviceController.clearDeviceList();
 
-  const ShortageWatch memory;
   ComponentId ids;
   if (!ids.initialize("Devlist.txt"))
     logger->logDebug("MAIN", 0, "Componet IDs initialization failed (FW_CONFIG_ERROR)");
@@ -48,7 +48,9 @@ int ScanBus::scanScsiBus(int outputMode) {
 
   // Without its configuration a scan could only guess what is supported.
   const bool configured = ids.getStatus() != CONFIG_NOT_READ && firmware.getStatus() != CONFIG_NOT_READ;
-  if (configured) deviceController.rediscoverSCSIBus(false, "", "", "");
+  bool lacksDevices = configured && deviceController.rediscoverSCSIBus(false, "", "", "") == CMD_NO_MEMORY;
+  // A drive whose library is missing would pass for another product.
+  if (lacksDevices && libraryMode) deviceController.clearDeviceList();
   for (int i = 0; i < deviceController.getDeviceCount(); ++i) {
     ScsiTarget* target = deviceController.getDevice(i);
     // A shortage of memory costs the device that it meets, not those behind it.
@@ -57,12 +59,14 @@ int ScanBus::scanScsiBus(int outputMode) {
         listOfSupportedDevices.push_back(target);
       return true;
     });
-    if (!judged) logger->logError("MAIN", 0, "Device %d left out: out of memory", i);
+    if (judged) continue;
+    lacksDevices = true;
+    logger->logError("MAIN", 0, "Device %d left out: out of memory", i);
   }
   showScanResult(outputMode, ids);
   deviceController.closeHandleOfAllDevices();
 
-  if (!configured || (listOfSupportedDevices.empty() && memory.ranShort())) return FW_NO_MEMORY;
+  if (!configured || (listOfSupportedDevices.empty() && lacksDevices)) return FW_NO_MEMORY;
   if (listOfSupportedDevices.empty()) {
     logger->logDebug("MAIN", 0, "scanScsiBus failed return value is (FW_NO_DRIVE_CONNECTED)");
     return FW_NO_DRIVE_CONNECTED;

@@ -96,14 +96,14 @@ class Scene {
     if (path == ByPort) return ScanBus().scanScsiBus(0);
     listOfSupportedDevices.clear();
     ComponentId ids;
-    ids.initialize("Devlist.txt");
-    const ReturnCode scanned = deviceController.rediscoverSCSIBus(true, "", "", "");
+    const bool whole =
+        ids.initialize("Devlist.txt") && deviceController.rediscoverSCSIBus(true, "", "", "") == CMD_OK;
     for (ScsiTarget* target : deviceController.getDeviceList()) {
-      if (target->getDeviceTyp() == simulator::typeTape) listOfSupportedDevices.push_back(target);
+      if (whole && target->getDeviceTyp() == simulator::typeTape) listOfSupportedDevices.push_back(target);
     }
     ScanBus().showScanResult(0, ids);
     deviceController.closeHandleOfAllDevices();
-    return scanned == CMD_OK ? FW_NO_ERROR : FW_NO_MEMORY;
+    return whole ? FW_NO_ERROR : FW_NO_MEMORY;
   }
 
   const WorkingDirectory& directory;
@@ -124,8 +124,11 @@ void PrintTo(const Way& way, std::ostream* out) { *out << way.name; }
 class Sweep : public testing::TestWithParam<std::tuple<Operation, Path, Way>> {
  protected:
   Sweep() {
-    directory.write("Config.txt",
-                    "QOR-ULTRIUM-PX6:Fibre:Library image.bin C300\nQOR-ULTRIUM-PX7:Fibre image.bin C300\n");
+    std::string config =
+        "QOR-ULTRIUM-PX6:Fibre:Library image.bin C300\nQOR-ULTRIUM-PX7:Fibre image.bin C300\n";
+    // What a drive would get that seems to stand outside of its library.
+    if (way.refusals > 0) config += "QOR-ULTRIUM-PX6:Fibre Config.txt C300\n";
+    directory.write("Config.txt", config);
     directory.write("Devlist.txt",
                     "LibraryCheck=true\n1 QOR-ULTRIUM-PX6:Fibre:Library\n2 QOR-ULTRIUM-PX7:Fibre\n");
     image = simulator::makeFirmwareImage("C300", 40000);
@@ -193,6 +196,7 @@ class Sweep : public testing::TestWithParam<std::tuple<Operation, Path, Way>> {
     const bool tooEarly = scene.room.journal().cdbs().empty() && outcome.result == FW_NO_MEMORY;
     EXPECT_GE(done, way.refusals > 1 || operation == UpdateOne || tooEarly ? 0 : devices - 1);
     EXPECT_TRUE(operation != UpdateAll || outcome.result != FW_NO_ERROR || done == devices);
+    EXPECT_EQ(count(outcome.report, "componentID=\"\""), 0) << outcome.report;
     EXPECT_TRUE(outcome.result == FW_NO_ERROR || outcome.result == FW_NO_MEMORY) << outcome.result;
   }
 

@@ -45,7 +45,8 @@ class KIV_API DeviceController {
   /// list of an earlier call, which an empty one leaves as it was.
   void parseScanOptions(bool forceRescan, bool scanDriverDevices, std::string start, std::string end,
                         std::string exclude);
-  /// Finds all devices that the options ask for. CMD_OK, whatever was found, or CMD_NO_MEMORY.
+  /// Finds all devices that the options ask for. CMD_OK, whatever was found, or CMD_NO_MEMORY when the list
+  /// may lack some for want of memory.
   ReturnCode scanSCSIBus();
   ///@{
   /// The two scans of the DOS device names. CMD_ERROR when these cannot be read.
