@@ -15,6 +15,7 @@ unpack() { python3 -c 'import sys, zipfile; zipfile.ZipFile(sys.argv[1]).extract
 
 cd "$source"
 [ -z "$(git status --porcelain)" ] || { echo "Commit first: a package is made of a commit."; exit 1; }
+commit=$(git rev-parse HEAD)
 rm -rf "$work"
 mkdir -p "$work/elsewhere"
 scripts/package
@@ -36,7 +37,6 @@ diff -r "$source/include" "$sdk/include" || complain "the headers differ"
 grep -rlF "$source" "$sdk" "$work/symbols" && complain "these tell the folder that they were made in"
 python3 "$source/tests/package/reference_test.py" "$sdk" || fail=1
 
-commit=$(git rev-parse HEAD)
 for binary in kiv.dll kivhost.exe; do
   $tool-strings -n 3 -e l "$sdk/bin/$binary" > "$work/texts"
   for text in "Commit $commit" "$binary" CompanyName kiv FileVersion ProductVersion 1.95; do
