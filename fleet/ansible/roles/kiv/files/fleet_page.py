@@ -34,15 +34,15 @@ li b{display:block;font-size:1.7rem;line-height:1.1}
 li small{display:block;max-width:15rem;color:var(--soft)}
 table{width:100%;border-collapse:collapse}
 th,td{padding:.3rem .6rem;border-bottom:1px solid var(--line);text-align:left;vertical-align:top}
-th{position:sticky;top:0;background:var(--head);white-space:nowrap}
-td:nth-child(-n+6){white-space:nowrap}
-td:nth-child(3){white-space:normal}
+th{position:sticky;top:0;background:var(--head)}
+th:last-child{width:36%}
+td{overflow-wrap:break-word}
 td:last-child{overflow-wrap:anywhere}
+@media screen and (min-width:75rem){th,td:nth-child(-n+6){white-space:nowrap}td:nth-child(3){white-space:normal}}
 .b2{color:var(--b2)}.b1{color:var(--b1)}.b0{color:var(--b0)}
 td.b2{font-weight:600}
 @media print{:root{color-scheme:light;--fg:#000;--bg:#fff;--soft:#333;--line:#999;--head:#fff;--b2:#a40e26;--b1:#7a4d00;--b0:#116329}
-@page{size:landscape;margin:12mm}body{max-width:none;padding:0;font-size:9pt}th{position:static}thead{display:table-header-group}tr,li{break-inside:avoid}
-td:nth-child(-n+6){white-space:normal}}
+@page{size:landscape;margin:12mm}body{max-width:none;padding:0;font-size:9pt}th{position:static}thead{display:table-header-group}tr,li{break-inside:avoid}}
 """
 
 
