@@ -134,12 +134,14 @@ class KIV_API ScsiTarget {
   /// names that begin with "HBA ".
   void queryHostAdapterInformation();
 
+  ///@{
   /// Read one registry property of a device in a device information set, or one value of its driver key, as
   /// text. False when there is none.
   static bool getDeviceRegistryProperty(void* deviceSet, _SP_DEVINFO_DATA* device, ulong32 property,
                                         std::string& text);
   static bool getDeviceDriverRegistryProperty(void* deviceSet, _SP_DEVINFO_DATA* device,
                                               const char* valueName, std::string& text);
+  ///@}
 
   /// Same device: device type, model, vendor, firmware version, serial number, interface type and address are
   /// equal.
