@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <string_view>
 
-#include "simulator/windows/windows_calls.h"
+#include "simulator/recording/recorded_calls.h"
 
 namespace simulator {
 namespace {
 
 void* replacement(std::string_view name) {
-  for (const calls::Call& call : calls::table()) {
+  for (const recording::Call& call : recording::table()) {
     if (name == call.name) return call.function;
   }
   return nullptr;

@@ -8,8 +8,8 @@
 #include <ctime>
 #include <string>
 
+#include "simulator/recording/recorded_calls.h"
 #include "simulator/windows/door.h"
-#include "simulator/windows/windows_calls.h"
 
 namespace {
 
@@ -78,7 +78,7 @@ auto behind(Arguments... arguments) {
 
 }  // namespace
 
-namespace calls = simulator::calls;
+namespace calls = simulator::recording;
 
 extern "C" {
 

@@ -168,6 +168,11 @@ __time64_t time64(__time64_t* result) {
   return now;
 }
 
+std::int64_t milliseconds() {
+  using namespace std::chrono;
+  return duration_cast<std::chrono::milliseconds>(system_clock::now().time_since_epoch()).count();
+}
+
 }  // namespace simulator::real
 
 // No room has a word in these.

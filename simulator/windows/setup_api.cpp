@@ -4,6 +4,7 @@
 #include <map>
 
 #include "simulator/windows/answer.h"
+#include "simulator/windows/real_system.h"
 #include "simulator/windows/windows_calls.h"
 
 namespace simulator::calls {
@@ -108,7 +109,8 @@ std::string property(const AdapterOptions& adapter, std::uint8_t number, DWORD w
 
 }  // namespace
 
-HDEVINFO getClassDevs(const GUID* interfaceClass, PCSTR, HWND, DWORD flags) {
+HDEVINFO getClassDevs(const GUID* interfaceClass, PCSTR enumerator, HWND parent, DWORD flags) {
+  if (!Room::current()) return real::getClassDevs(interfaceClass, enumerator, parent, flags);
   return answer("SetupDiGetClassDevsA", "", "", failing(INVALID_HANDLE_VALUE),
                 [&](JournalEntry&, const Fault*) {
                   std::vector<VirtualAdapter*> adapters;
@@ -120,8 +122,9 @@ HDEVINFO getClassDevs(const GUID* interfaceClass, PCSTR, HWND, DWORD flags) {
                 });
 }
 
-BOOL enumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA*, const GUID*, DWORD index,
+BOOL enumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA* of, const GUID* interfaceClass, DWORD index,
                           SP_DEVICE_INTERFACE_DATA* data) {
+  if (!Room::current()) return real::enumDeviceInterfaces(set, of, interfaceClass, index, data);
   return answer("SetupDiEnumDeviceInterfaces", "", std::to_string(index), failing(FALSE),
                 [&](JournalEntry&, const Fault*) {
                   as<DeviceInfoSet>(set).at(index);
@@ -136,6 +139,7 @@ BOOL enumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA*, const GUID*, DWORD ind
 BOOL getDeviceInterfaceDetail(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
                               SP_DEVICE_INTERFACE_DETAIL_DATA_A* detail, DWORD size, PDWORD required,
                               SP_DEVINFO_DATA* device) {
+  if (!Room::current()) return real::getDeviceInterfaceDetail(set, data, detail, size, required, device);
   return answer("SetupDiGetDeviceInterfaceDetailA", "", "", failing(FALSE), [&](JournalEntry&, const Fault*) {
     if (data->Reserved == 0) throw WindowsError{ERROR_INVALID_PARAMETER};
     const auto index = static_cast<DWORD>(data->Reserved - 1);
@@ -152,6 +156,7 @@ BOOL getDeviceInterfaceDetail(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
 }
 
 BOOL enumDeviceInfo(HDEVINFO set, DWORD index, SP_DEVINFO_DATA* device) {
+  if (!Room::current()) return real::enumDeviceInfo(set, index, device);
   return answer("SetupDiEnumDeviceInfo", "", std::to_string(index), failing(FALSE),
                 [&](JournalEntry&, const Fault*) {
                   as<DeviceInfoSet>(set).at(index);
@@ -162,6 +167,8 @@ BOOL enumDeviceInfo(HDEVINFO set, DWORD index, SP_DEVINFO_DATA* device) {
 
 BOOL getDeviceRegistryProperty(HDEVINFO set, SP_DEVINFO_DATA* device, DWORD which, PDWORD type, PBYTE buffer,
                                DWORD size, PDWORD required) {
+  if (!Room::current())
+    return real::getDeviceRegistryProperty(set, device, which, type, buffer, size, required);
   return answer("SetupDiGetDeviceRegistryPropertyA", "", std::to_string(which), failing(FALSE),
                 [&](JournalEntry&, const Fault* fault) {
                   VirtualAdapter& adapter = as<DeviceInfoSet>(set).of(device);
@@ -175,7 +182,9 @@ BOOL getDeviceRegistryProperty(HDEVINFO set, SP_DEVINFO_DATA* device, DWORD whic
                 });
 }
 
-HKEY openDevRegKey(HDEVINFO set, SP_DEVINFO_DATA* device, DWORD, DWORD, DWORD keyType, REGSAM) {
+HKEY openDevRegKey(HDEVINFO set, SP_DEVINFO_DATA* device, DWORD scope, DWORD profile, DWORD keyType,
+                   REGSAM access) {
+  if (!Room::current()) return real::openDevRegKey(set, device, scope, profile, keyType, access);
   const auto failure = [](DWORD) { return reinterpret_cast<HKEY>(INVALID_HANDLE_VALUE); };
   return answer("SetupDiOpenDevRegKey", "", "", failure, [&](JournalEntry&, const Fault*) {
     const AdapterOptions& adapter = as<DeviceInfoSet>(set).of(device).options();
@@ -185,6 +194,7 @@ HKEY openDevRegKey(HDEVINFO set, SP_DEVINFO_DATA* device, DWORD, DWORD, DWORD ke
 }
 
 BOOL destroyDeviceInfoList(HDEVINFO set) {
+  if (!Room::current()) return real::destroyDeviceInfoList(set);
   return answer("SetupDiDestroyDeviceInfoList", "", "", failing(FALSE), [&](JournalEntry&, const Fault*) {
     as<DeviceInfoSet>(set);
     here().closeHandle(set);
@@ -192,7 +202,8 @@ BOOL destroyDeviceInfoList(HDEVINFO set) {
   });
 }
 
-LONG regQueryValue(HKEY key, LPCSTR name, LPDWORD, LPDWORD type, LPBYTE data, LPDWORD size) {
+LONG regQueryValue(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+  if (!Room::current()) return real::regQueryValue(key, name, reserved, type, data, size);
   return static_cast<LONG>(answer("RegQueryValueExA", "", name ? name : "", failingWithCode,
                                   [&](JournalEntry&, const Fault* fault) -> DWORD {
                                     const Bytes value = textValue(as<RegistryKey>(key).value(name), fault);
@@ -206,6 +217,7 @@ LONG regQueryValue(HKEY key, LPCSTR name, LPDWORD, LPDWORD type, LPBYTE data, LP
 }
 
 LONG regCloseKey(HKEY key) {
+  if (!Room::current()) return real::regCloseKey(key);
   return static_cast<LONG>(
       answer("RegCloseKey", "", "", failingWithCode, [&](JournalEntry&, const Fault*) -> DWORD {
         as<RegistryKey>(key);

@@ -1,5 +1,6 @@
 // Windows' tape interface, up to the handle that carries it out.
 #include "simulator/windows/answer.h"
+#include "simulator/windows/real_system.h"
 #include "simulator/windows/windows_calls.h"
 
 namespace simulator::calls {
@@ -24,17 +25,21 @@ static std::string words(std::initializer_list<std::int64_t> values) {
 }
 
 DWORD eraseTape(HANDLE device, DWORD type, BOOL immediate) {
+  if (!Room::current()) return real::eraseTape(device, type, immediate);
   return answerTape("EraseTape", device, words({type, immediate}),
                     [&](Handle& handle) { handle.eraseTape(type, immediate != FALSE); });
 }
 
 DWORD prepareTape(HANDLE device, DWORD operation, BOOL immediate) {
+  if (!Room::current()) return real::prepareTape(device, operation, immediate);
   return answerTape("PrepareTape", device, words({operation, immediate}),
                     [&](Handle& handle) { handle.prepareTape(operation, immediate != FALSE); });
 }
 
 DWORD setTapePosition(HANDLE device, DWORD method, DWORD partition, DWORD offsetLow, DWORD offsetHigh,
                       BOOL immediate) {
+  if (!Room::current())
+    return real::setTapePosition(device, method, partition, offsetLow, offsetHigh, immediate);
   const auto offset = static_cast<std::int64_t>(std::uint64_t{offsetHigh} << 32 | offsetLow);
   return answerTape(
       "SetTapePosition", device, words({method, partition, offset, immediate}),
@@ -42,11 +47,13 @@ DWORD setTapePosition(HANDLE device, DWORD method, DWORD partition, DWORD offset
 }
 
 DWORD writeTapemark(HANDLE device, DWORD type, DWORD count, BOOL immediate) {
+  if (!Room::current()) return real::writeTapemark(device, type, count, immediate);
   return answerTape("WriteTapemark", device, words({type, count, immediate}),
                     [&](Handle& handle) { handle.writeTapemark(type, count, immediate != FALSE); });
 }
 
 DWORD getTapeParameters(HANDLE device, DWORD operation, LPDWORD size, LPVOID information) {
+  if (!Room::current()) return real::getTapeParameters(device, operation, size, information);
   return answerTape("GetTapeParameters", device, words({operation}), [&](Handle& handle) {
     const Bytes data = handle.getTapeParameters(operation);
     const DWORD room = *size;
@@ -57,6 +64,7 @@ DWORD getTapeParameters(HANDLE device, DWORD operation, LPDWORD size, LPVOID inf
 }
 
 DWORD setTapeParameters(HANDLE device, DWORD operation, LPVOID information) {
+  if (!Room::current()) return real::setTapeParameters(device, operation, information);
   std::string arguments = words({operation});
   if (operation == SET_TAPE_DRIVE_INFORMATION && information != nullptr) {
     TAPE_SET_DRIVE_PARAMETERS drive;

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "simulator/recording/recorded_calls.h"
 #include "simulator/windows/answer.h"
 #include "simulator/windows/real_system.h"
 
@@ -29,15 +30,6 @@ constexpr NamedCode controlNames[] = {
     {IOCTL_CHANGER_EXCHANGE_MEDIUM, "CHANGER_EXCHANGE_MEDIUM"},
     {IOCTL_CHANGER_MOVE_MEDIUM, "CHANGER_MOVE_MEDIUM"},
 };
-
-std::string controlName(DWORD code) {
-  for (const NamedCode& row : controlNames) {
-    if (row.code == code) return row.name;
-  }
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
-  return text;
-}
 
 std::string accessText(DWORD access) {
   std::string text;
@@ -81,6 +73,15 @@ BOOL transfer(LPDWORD moved, Action action) {
 }
 
 }  // namespace
+
+std::string controlName(DWORD code) {
+  for (const NamedCode& row : controlNames) {
+    if (row.code == code) return row.name;
+  }
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
+  return text;
+}
 
 HANDLE createFile(LPCSTR name, DWORD access, DWORD share, void* security, DWORD disposition, DWORD flags,
                   HANDLE templateFile) {
@@ -233,41 +234,10 @@ __time64_t time64(__time64_t* result) {
   return now;
 }
 
-std::span<const Call> table() {
-  const auto address = [](auto* function) { return reinterpret_cast<void*>(function); };
-  static const Call calls[] = {
-      {"CreateFileA", address(createFile)},
-      {"CloseHandle", address(closeHandle)},
-      {"DeviceIoControl", address(deviceIoControl)},
-      {"ReadFile", address(readFile)},
-      {"WriteFile", address(writeFile)},
-      {"GetFileSize", address(getFileSize)},
-      {"QueryDosDeviceA", address(queryDosDevice)},
-      {"Sleep", address(sleep)},
-      {"_time64", address(time64)},
-      {"EraseTape", address(eraseTape)},
-      {"PrepareTape", address(prepareTape)},
-      {"SetTapePosition", address(setTapePosition)},
-      {"WriteTapemark", address(writeTapemark)},
-      {"GetTapeParameters", address(getTapeParameters)},
-      {"SetTapeParameters", address(setTapeParameters)},
-      {"SetupDiGetClassDevsA", address(getClassDevs)},
-      {"SetupDiEnumDeviceInterfaces", address(enumDeviceInterfaces)},
-      {"SetupDiGetDeviceInterfaceDetailA", address(getDeviceInterfaceDetail)},
-      {"SetupDiEnumDeviceInfo", address(enumDeviceInfo)},
-      {"SetupDiGetDeviceRegistryPropertyA", address(getDeviceRegistryProperty)},
-      {"SetupDiOpenDevRegKey", address(openDevRegKey)},
-      {"SetupDiDestroyDeviceInfoList", address(destroyDeviceInfoList)},
-      {"RegQueryValueExA", address(regQueryValue)},
-      {"RegCloseKey", address(regCloseKey)},
-  };
-  return calls;
-}
-
 std::optional<std::string> nameForFaults(const std::string& name) {
   const auto isIt = [&](const auto& row) { return row.name == name; };
   if (std::ranges::any_of(controlNames, isIt)) return name;
-  if (name != "Sleep" && name != "_time64" && std::ranges::any_of(table(), isIt)) return name;
+  if (name != "Sleep" && name != "_time64" && std::ranges::any_of(recording::table(), isIt)) return name;
   unsigned code = 0;
   char rest = 0;
   if (!name.starts_with("0x") || std::sscanf(name.c_str(), "%x%c", &code, &rest) != 1) return std::nullopt;

@@ -1,9 +1,8 @@
-// The Windows calls of the library, answered by the current room. Both doors lead here. What is not for a
-// simulated device goes on to the system underneath.
+// The Windows calls of the library, answered by the current room. What is not for a simulated device goes on
+// to the system underneath.
 #pragma once
 
 #include <optional>
-#include <span>
 #include <string>
 
 #include "platform/win32.h"
@@ -45,13 +44,8 @@ BOOL destroyDeviceInfoList(HDEVINFO set);
 LONG regQueryValue(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
 LONG regCloseKey(HKEY key);
 
-/// Windows' name of a call, and the function here that answers it.
-struct Call {
-  const char* name;
-  void* function;
-};
-/// Every call that is taken over.
-std::span<const Call> table();
+/// "SCSI_GET_ADDRESS", or "0x001F6068" for a control code without a name.
+std::string controlName(DWORD code);
 /// The name by which a fault finds a call or a control request ("0x1f60cc" becomes "0x001F60CC"); none when
 /// there is no such call, or none that fails.
 std::optional<std::string> nameForFaults(const std::string& name);
