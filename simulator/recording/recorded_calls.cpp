@@ -11,7 +11,8 @@
 namespace simulator::recording {
 namespace {
 
-constexpr std::uint8_t writeBuffer = 0x3B;
+// Commands that carry firmware, and blocks of a cartridge.
+constexpr std::uint8_t bulkCommands[] = {0x0A, 0x3B, 0x8A};
 
 /// "\\.\Tape0" or "\\?\pci#...", and not a file named that way, such as "\\?\C:\Config.txt".
 bool isDevice(LPCSTR name) {
@@ -28,6 +29,27 @@ std::span<Byte> buffer(void* data, std::size_t size) {
 
 std::string hexOf(const void* data, std::size_t size) {
   return toHex({static_cast<const std::uint8_t*>(data), data ? size : 0});
+}
+
+struct Meaning {
+  DWORD code;
+  std::size_t size;
+};
+// Requests that end with bytes of no meaning: the compiler's, with whatever the stack held.
+constexpr Meaning meanings[] = {
+    {IOCTL_STORAGE_QUERY_PROPERTY, offsetof(STORAGE_PROPERTY_QUERY, AdditionalParameters)},
+    {IOCTL_CHANGER_GET_ELEMENT_STATUS, offsetof(CHANGER_READ_ELEMENT_STATUS, VolumeTagInfo) + 1},
+    {IOCTL_CHANGER_INITIALIZE_ELEMENT_STATUS, offsetof(CHANGER_INITIALIZE_ELEMENT_STATUS, BarCodeScan) + 1},
+    {IOCTL_CHANGER_SET_POSITION, offsetof(CHANGER_SET_POSITION, Flip) + 1},
+    {IOCTL_CHANGER_EXCHANGE_MEDIUM, offsetof(CHANGER_EXCHANGE_MEDIUM, Flip2) + 1},
+    {IOCTL_CHANGER_MOVE_MEDIUM, offsetof(CHANGER_MOVE_MEDIUM, Flip) + 1},
+};
+
+std::size_t meaningful(DWORD code, std::size_t size) {
+  for (const Meaning& row : meanings) {
+    if (row.code == code) return std::min(row.size, size);
+  }
+  return size;
 }
 
 /// What is known again without being kept: firmware, and the data of a cartridge.
@@ -64,8 +86,8 @@ BOOL passThrough(HANDLE device, void* block, DWORD size, LPDWORD returned, Behin
               {"senseLength", request.SenseInfoLength},
               {"timeOut", request.TimeOutValue}};
     if (request.DataIn != SCSI_IOCTL_DATA_OUT) return json;
-    json["data"] = request.Cdb[0] == writeBuffer ? digestOf(data.data(), data.size())
-                                                 : Json(hexOf(data.data(), data.size()));
+    const bool bulk = std::ranges::find(bulkCommands, request.Cdb[0]) != std::end(bulkCommands);
+    json["data"] = bulk ? digestOf(data.data(), data.size()) : Json(hexOf(data.data(), data.size()));
     return json;
   };
   return converse("DeviceIoControl", device, FALSE, asked, behind, [&](Answer& answer, bool failed) {
@@ -115,7 +137,9 @@ BOOL deviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, LPVOID 
   return converse(
       "DeviceIoControl", device, FALSE,
       [&]() -> Json {
-        return {{"code", calls::controlName(code)}, {"in", hexOf(in, inSize)}, {"room", outSize}};
+        return {{"code", calls::controlName(code)},
+                {"in", hexOf(in, meaningful(code, inSize))},
+                {"room", outSize}};
       },
       behind,
       [&](Answer& answer, bool failed) {

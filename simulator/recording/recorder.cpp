@@ -15,7 +15,7 @@ std::int64_t now() {
 }  // namespace
 
 Recorder::Recorder(std::ostream& out, const Json& header) : out_(out), start_(now()) {
-  write(headerText(start_, header));
+  write(headerText(headerOf(start_, header)));
 }
 
 Recorder::~Recorder() { write(endText(calls_)); }

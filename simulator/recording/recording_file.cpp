@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <istream>
+#include <ostream>
 #include <stdexcept>
 
 namespace simulator::recording {
@@ -88,9 +89,13 @@ std::string Line::text() const {
   return line.dump();
 }
 
-std::string headerText(std::int64_t start, const Json& more) {
+Json headerOf(std::int64_t start, const Json& more) {
   Json header{{"format", formatName}, {"version", formatVersion}, {"date", dateText(start)}};
   header.update(more);
+  return header;
+}
+
+std::string headerText(const Json& header) {
   return header.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
@@ -128,6 +133,12 @@ Recording Recording::read(std::istream& in) {
   if (recording.header.is_null())
     fail(1, "is missing, the file is empty: name a file that kivhost --record has written.");
   return recording;
+}
+
+void Recording::write(std::ostream& out) const {
+  out << headerText(header) << '\n';
+  for (const Line& line : lines) out << line.text() << '\n';
+  if (complete) out << endText(lines.size()) << '\n';
 }
 
 std::uint64_t numberIn(const Json& fields, const char* key) {

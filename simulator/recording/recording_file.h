@@ -42,10 +42,12 @@ struct Recording {
 
   /// Throws std::runtime_error with a sentence that names the line at fault.
   static Recording read(std::istream& in);
+  void write(std::ostream& out) const;
 };
 
 /// The header of a recording that begins at a time, with what the caller adds, such as versions.
-std::string headerText(std::int64_t start, const Json& more);
+Json headerOf(std::int64_t start, const Json& more);
+std::string headerText(const Json& header);
 std::string endText(std::size_t calls);
 
 /// The field of a line. Throws std::runtime_error with a sentence if it is not there or of another kind.

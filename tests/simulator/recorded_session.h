@@ -13,6 +13,7 @@
 
 #include "kiv/kiv.h"
 #include "kiv/sdk.h"
+#include "simulator/recording/mask.h"
 #include "simulator/recording/player.h"
 #include "simulator/recording/recorder.h"
 #include "tests/support/hex.h"

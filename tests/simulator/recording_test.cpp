@@ -174,6 +174,45 @@ TEST(Player, RefusesWhatIsNoRecording) {
   }
 }
 
+/// What tells the devices and cartridges of a room from others, as text and as bytes in hexadecimal.
+std::vector<std::string> secretsOf(const Room& room) {
+  std::vector<std::string> secrets;
+  const auto add = [&](const std::string& text) {
+    if (text.empty()) return;
+    secrets.push_back(text);
+    secrets.push_back(hex({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}));
+  };
+  for (const auto& device : room.devices()) {
+    simulator::Bytes name;
+    simulator::put64(name, 0, device->options().worldWideName);
+    secrets.push_back(hex(name));
+    if (device->type() != simulator::typeDisk) add(device->options().serial);
+    const auto* changer = dynamic_cast<const simulator::VirtualChanger*>(device.get());
+    if (!changer) continue;
+    for (const auto& [address, element] : changer->elements())
+      if (element.medium()) add(element.medium()->options().barcode);
+  }
+  return secrets;
+}
+
+TEST_P(Recordings, ShowNoSecretsBehindAMask) {
+  const auto& [name, makeRoom, session] = GetParam();
+  if (!makeRoom) GTEST_SKIP() << "its secrets are not known here";
+  const std::string recording = contentOf(recordingPath(std::string(name) + ".jsonl"));
+  std::istringstream in(recording);
+  std::ostringstream out;
+  simulator::recording::masked(simulator::recording::Recording::read(in)).write(out);
+  const std::string masked = out.str();
+  EXPECT_EQ(masked.size(), recording.size() + std::string(",\"masked\":true").size());
+  std::size_t shown = 0;
+  for (const std::string& secret : secretsOf(*makeRoom())) {
+    shown += recording.find(secret) != std::string::npos;
+    EXPECT_EQ(masked.find(secret), std::string::npos) << secret;
+  }
+  EXPECT_GT(shown, 0u);
+  replayed(session, masked);
+}
+
 INSTANTIATE_TEST_SUITE_P(Sessions, Recordings, testing::ValuesIn(sessions),
                          [](const auto& recorded) { return recorded.param.name; });
 
