@@ -8,8 +8,7 @@ namespace simulator::recording {
 /// is not the recorded one every call fails, so that the library comes to its end.
 class Player : public Transcript {
  public:
-  /// Throws std::runtime_error with a sentence for a file that is no recording, or a damaged one.
-  explicit Player(std::istream& in) : recording_(Recording::read(in)), now_(recording_.start) {}
+  explicit Player(Recording recording) : recording_(std::move(recording)), now_(recording_.start) {}
 
   /// What was not as recorded, in sentences; empty if all was.
   std::string complaint() const;

@@ -1,4 +1,4 @@
-// The Windows calls that the library makes, carried to a SCSI target that nobody here wrote.
+// A SCSI target that nobody here wrote, as the system underneath the simulator's doors.
 //
 // One host adapter, "\\.\scsi0:", whose one bus and target are the iSCSI target of the portal in
 // KIV_ISCSI_PORTAL. Nothing is claimed by a class driver, there are no DOS device names, no tape or changer
@@ -11,6 +11,7 @@ extern "C" {
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,7 +22,7 @@ extern "C" {
 #include <string>
 #include <vector>
 
-#include "platform/win32.h"
+#include "simulator/windows/real_system.h"
 
 namespace {
 
@@ -30,12 +31,11 @@ constexpr const char* INITIATOR_NAME = "iqn.2026-11.host:kiv";
 constexpr const char* ADAPTER_NAME = "\\\\.\\scsi0:";
 constexpr int MAXIMUM_TRANSFER = 1 << 20;
 
-DWORD lastError = ERROR_SUCCESS;
-std::int64_t sleptSeconds = 0;
+std::int64_t slept = 0;  // milliseconds
 
 template <typename Result>
 Result fail(DWORD error, Result result) {
-  lastError = error;
+  SetLastError(error);
   return result;
 }
 
@@ -151,7 +151,9 @@ bool passThrough(iscsi_context* session, std::span<unsigned char> buffer) {
 
 }  // namespace
 
-HANDLE CreateFileA(LPCSTR name, DWORD, DWORD, void*, DWORD, DWORD, HANDLE) {
+namespace simulator::real {
+
+HANDLE createFile(LPCSTR name, DWORD, DWORD, void*, DWORD, DWORD, HANDLE) {
   auto opened = std::make_unique<Opened>();
   if (std::strcmp(name, ADAPTER_NAME) == 0) {
     opened->session = logIn();
@@ -162,12 +164,12 @@ HANDLE CreateFileA(LPCSTR name, DWORD, DWORD, void*, DWORD, DWORD, HANDLE) {
   return opened.release();
 }
 
-BOOL CloseHandle(HANDLE handle) {
+BOOL closeHandle(HANDLE handle) {
   delete static_cast<Opened*>(handle);
   return TRUE;
 }
 
-BOOL DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, LPVOID out, DWORD outSize,
+BOOL deviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, LPVOID out, DWORD outSize,
                      LPDWORD returned, void*) {
   iscsi_context* session = static_cast<Opened*>(device)->session.get();
   const std::span<unsigned char> answer(static_cast<unsigned char*>(out), outSize);
@@ -181,7 +183,7 @@ BOOL DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, LPVOID 
       if (in == out && inSize == outSize && outSize >= sizeof(SCSI_PASS_THROUGH_DIRECT)) {
         done = passThrough(session, answer);
       } else {
-        lastError = ERROR_INVALID_PARAMETER;
+        SetLastError(ERROR_INVALID_PARAMETER);
       }
       break;
     case IOCTL_SCSI_GET_CAPABILITIES: {
@@ -194,20 +196,20 @@ BOOL DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, LPVOID 
       break;
     }
     default:
-      lastError = ERROR_INVALID_FUNCTION;
+      SetLastError(ERROR_INVALID_FUNCTION);
   }
   if (returned) *returned = done ? used : 0;
   return done;
 }
 
-BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD count, LPDWORD read, void*) {
+BOOL readFile(HANDLE handle, LPVOID buffer, DWORD count, LPDWORD read, void*) {
   *read = static_cast<DWORD>(std::fread(buffer, 1, count, static_cast<Opened*>(handle)->file));
   return TRUE;
 }
 
-BOOL WriteFile(HANDLE, LPCVOID, DWORD, LPDWORD, void*) { return fail(ERROR_ACCESS_DENIED, FALSE); }
+BOOL writeFile(HANDLE, LPCVOID, DWORD, LPDWORD, void*) { return fail(ERROR_ACCESS_DENIED, FALSE); }
 
-DWORD GetFileSize(HANDLE handle, LPDWORD) {
+DWORD getFileSize(HANDLE handle, LPDWORD) {
   std::FILE* file = static_cast<Opened*>(handle)->file;
   std::fseek(file, 0, SEEK_END);
   const long size = std::ftell(file);
@@ -215,12 +217,7 @@ DWORD GetFileSize(HANDLE handle, LPDWORD) {
   return static_cast<DWORD>(size);
 }
 
-DWORD GetLastError() { return lastError; }
-void SetLastError(DWORD error) { lastError = error; }
-DWORD FormatMessageA(DWORD, LPCVOID, DWORD, DWORD, LPSTR, DWORD, void*) { return 0; }
-HLOCAL LocalFree(HLOCAL memory) { return memory; }
-
-DWORD QueryDosDeviceA(LPCSTR, LPSTR target, DWORD size) {
+DWORD queryDosDevice(LPCSTR, LPSTR target, DWORD size) {
   constexpr char NAMES[] = "C:\0";
   if (size < sizeof NAMES) return fail(ERROR_INSUFFICIENT_BUFFER, DWORD{0});
   std::memcpy(target, NAMES, sizeof NAMES);
@@ -228,40 +225,15 @@ DWORD QueryDosDeviceA(LPCSTR, LPSTR target, DWORD size) {
 }
 
 // The target needs no time; the library's clock moves as if it had slept.
-void Sleep(DWORD milliseconds) { sleptSeconds += milliseconds / 1000; }
-__time64_t _time64(__time64_t* result) {
-  const __time64_t now = std::time(nullptr) + sleptSeconds;
+void sleep(DWORD milliseconds) { slept += milliseconds; }
+std::int64_t milliseconds() {
+  using namespace std::chrono;
+  return duration_cast<std::chrono::milliseconds>(system_clock::now().time_since_epoch()).count() + slept;
+}
+__time64_t time64(__time64_t* result) {
+  const __time64_t now = milliseconds() / 1000;
   if (result) *result = now;
   return now;
 }
-char* _ctime64(const __time64_t* time) {
-  const std::time_t seconds = *time;
-  return std::ctime(&seconds);
-}
-char* _getcwd(char* buffer, int size) { return getcwd(buffer, static_cast<std::size_t>(size)); }
 
-DWORD EraseTape(HANDLE, DWORD, BOOL) { return ERROR_INVALID_FUNCTION; }
-DWORD PrepareTape(HANDLE, DWORD, BOOL) { return ERROR_INVALID_FUNCTION; }
-DWORD SetTapePosition(HANDLE, DWORD, DWORD, DWORD, DWORD, BOOL) { return ERROR_INVALID_FUNCTION; }
-DWORD WriteTapemark(HANDLE, DWORD, DWORD, BOOL) { return ERROR_INVALID_FUNCTION; }
-DWORD GetTapeParameters(HANDLE, DWORD, LPDWORD, LPVOID) { return ERROR_INVALID_FUNCTION; }
-DWORD SetTapeParameters(HANDLE, DWORD, LPVOID) { return ERROR_INVALID_FUNCTION; }
-
-HDEVINFO SetupDiGetClassDevsA(const GUID*, PCSTR, HWND, DWORD) { return INVALID_HANDLE_VALUE; }
-BOOL SetupDiEnumDeviceInterfaces(HDEVINFO, SP_DEVINFO_DATA*, const GUID*, DWORD, SP_DEVICE_INTERFACE_DATA*) {
-  return FALSE;
-}
-BOOL SetupDiGetDeviceInterfaceDetailA(HDEVINFO, SP_DEVICE_INTERFACE_DATA*, SP_DEVICE_INTERFACE_DETAIL_DATA_A*,
-                                      DWORD, PDWORD, SP_DEVINFO_DATA*) {
-  return FALSE;
-}
-BOOL SetupDiEnumDeviceInfo(HDEVINFO, DWORD, SP_DEVINFO_DATA*) { return FALSE; }
-BOOL SetupDiGetDeviceRegistryPropertyA(HDEVINFO, SP_DEVINFO_DATA*, DWORD, PDWORD, PBYTE, DWORD, PDWORD) {
-  return FALSE;
-}
-HKEY SetupDiOpenDevRegKey(HDEVINFO, SP_DEVINFO_DATA*, DWORD, DWORD, DWORD, REGSAM) {
-  return INVALID_HANDLE_VALUE;
-}
-BOOL SetupDiDestroyDeviceInfoList(HDEVINFO) { return TRUE; }
-LONG RegQueryValueExA(HKEY, LPCSTR, LPDWORD, LPDWORD, LPBYTE, LPDWORD) { return ERROR_FILE_NOT_FOUND; }
-LONG RegCloseKey(HKEY) { return ERROR_SUCCESS; }
+}  // namespace simulator::real

@@ -48,10 +48,14 @@ inline std::string recorded(const Session& session, std::string& told) {
   return out.str();
 }
 
+inline simulator::recording::Recording read(const std::string& recording) {
+  std::istringstream in(recording);
+  return simulator::recording::Recording::read(in);
+}
+
 /// Replays a session and expects that all comes as recorded.
 inline std::string replayed(const Session& session, const std::string& recording) {
-  std::istringstream in(recording);
-  simulator::recording::Player player(in);
+  simulator::recording::Player player(read(recording));
   std::string told = runSession(session);
   EXPECT_EQ(player.complaint(), "");
   return told;
@@ -99,11 +103,16 @@ inline std::string scannedWithElements() {
   return told;
 }
 
-/// An update of the first drive of the scan to level E6Q4 with this image, and its report.
-inline std::string updated(const std::string& product, const std::string& image) {
+/// A scan, an update of one of its drives to level E6Q4 with this image, and its report.
+inline std::string updated(const std::string& product, const std::string& image, int drive = 0) {
   std::ofstream("Config.txt") << product << " image.bin E6Q4\n";
   std::ofstream("image.bin", std::ios::binary) << image;
   std::string told = scanned();
-  const int result = updateFirmware(0, 0, false);
+  const int result = updateFirmware(drive, 0, false);
   return told + "update " + std::to_string(result) + "\n" + contentOf("scsiExe.txt");
+}
+
+/// What tests/iscsi does with its target, which refuses the download.
+inline std::string withTheIndependentTarget() {
+  return scannedWithElements() + updated("QOR-ULTRIUM-PX6:Fibre", std::string(40'000, 'x'), 1);
 }

@@ -81,6 +81,7 @@ const Recorded sessions[] = {
     {"default_room_failing_update", Room::byDefault, [] { return update(false); }},
     {"default_room_elements", Room::byDefault, scannedWithElements},
     {"makers_driver", driverRoom, throughTheDriver},
+    {"independent_target", nullptr, withTheIndependentTarget},
 };
 void PrintTo(const Recorded& recorded, std::ostream* out) { *out << recorded.name; }
 
@@ -132,14 +133,13 @@ TEST(Player, EndsAtTheFirstDeparture) {
        {"departs", "never came"}},
   };
   for (const auto& row : rows) {
-    std::istringstream in(row.recording);
-    simulator::recording::Player player(in);
+    simulator::recording::Player player(read(row.recording));
     runSession(scanned);
     for (const std::string& part : row.complaint) EXPECT_THAT(player.complaint(), HasSubstr(part));
   }
 }
 
-TEST(Player, RefusesWhatIsNoRecording) {
+TEST(Recording, IsNotReadFromWhatIsNone) {
   const std::string header = R"({"format":"kiv recording","version":1,"date":"2026-11-21T14:15:53.120Z"})"
                              "\n";
   const std::string call = R"({"call":"Sleep","asked":{},"answered":{},"at":0,"took":5})"
@@ -164,9 +164,8 @@ TEST(Player, RefusesWhatIsNoRecording) {
       {header + call + "{\"end\":1}\n" + call, "Line 4 of the recording stands behind the end"},
   };
   for (const auto& row : rows) {
-    std::istringstream in(row.file);
     try {
-      const simulator::recording::Player player(in);
+      read(row.file);
       ADD_FAILURE() << row.sentence;
     } catch (const std::runtime_error& error) {
       EXPECT_THAT(error.what(), HasSubstr(row.sentence));
@@ -199,9 +198,8 @@ TEST_P(Recordings, ShowNoSecretsBehindAMask) {
   const auto& [name, makeRoom, session] = GetParam();
   if (!makeRoom) GTEST_SKIP() << "its secrets are not known here";
   const std::string recording = contentOf(recordingPath(std::string(name) + ".jsonl"));
-  std::istringstream in(recording);
   std::ostringstream out;
-  simulator::recording::masked(simulator::recording::Recording::read(in)).write(out);
+  simulator::recording::masked(read(recording)).write(out);
   const std::string masked = out.str();
   EXPECT_EQ(masked.size(), recording.size() + std::string(",\"masked\":true").size());
   std::size_t shown = 0;
