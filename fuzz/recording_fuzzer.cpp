@@ -1,12 +1,13 @@
 // A scan through every path, answered from a recording: one whose answers the input changes, or one that is
-// the input itself. Five bytes are a change: which line, which of its fields, where in that, and the new
-// value.
+// the input itself. It is masked, too. Five bytes are a change: which line, which of its fields, where in
+// that, and the new value.
 #include <cstdint>
 #include <sstream>
 
 #include "kiv/changer/commands.h"
 #include "kiv/device/controller.h"
 #include "kiv/library/drive_mapping.h"
+#include "simulator/recording/mask.h"
 #include "simulator/recording/player.h"
 #include "simulator/recording/recorder.h"
 #include "simulator/room/room.h"
@@ -42,7 +43,7 @@ Recording recordedScan() {
     const simulator::recording::Recorder recorder(text, Json::object());
     scan();
   }
-  return Recording::read(text);
+  return simulator::recording::readRecordings(text).at(0);
 }
 
 void change(Json& field, std::size_t at, std::uint8_t value) {
@@ -69,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size > 0 && data[0] == '{') {
     std::istringstream text(std::string(data, data + size));
     try {
-      recording = Recording::read(text);
+      recording = simulator::recording::readRecordings(text).at(0);
     } catch (const std::runtime_error&) {
       return 0;
     }
@@ -82,6 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       change(*field, data[3], data[4]);
     }
   }
+  simulator::recording::masked({recording});
   const simulator::recording::Player player(std::move(recording));
   scan();
   return 0;

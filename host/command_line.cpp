@@ -29,17 +29,29 @@ void addUpdateFlags(CLI::App& command, UpdateFlags& flags) {
   command.add_flag("--eject", flags.eject, "Eject a loaded cartridge");
 }
 
+/// The words behind the options that every command has: "scan --elements" of "kivhost --log FILE scan
+/// --elements".
+std::vector<std::string> ownWords(const CLI::App& app, const std::vector<std::string>& words) {
+  std::vector<std::string> own;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::string name = words[i].substr(0, words[i].find('='));
+    const CLI::Option* option = name.starts_with("--") ? app.get_option_no_throw(name) : nullptr;
+    if (!option) {
+      own.push_back(words[i]);
+    } else if (option->get_expected_min() > 0 && name == words[i]) {
+      ++i;
+    }
+  }
+  return own;
+}
+
 /// "foo" of "kivhost --debug foo": the word that stands where a command should.
 std::string wordInstead(const CLI::App& app, const std::vector<std::string>& words) {
   const auto isCommand = [&](const std::string& word) {
     return !app.get_subcommands([&](const CLI::App* command) { return command->check_name(word); }).empty();
   };
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    if (words[i] == "--room" || words[i] == "--log" || words[i] == "--library") {
-      ++i;
-    } else if (!words[i].starts_with('-') && !isCommand(words[i])) {
-      return words[i];
-    }
+  for (const std::string& word : ownWords(app, words)) {
+    if (!word.starts_with('-') && !isCommand(word)) return word;
   }
   return "";
 }
@@ -61,10 +73,20 @@ bool readCommandLine(const std::vector<std::string>& words, CommandLine& command
   app.add_option("--library", options.session.library, "The DLL to load")->type_name("DLL");
   auto* simulate =
       app.add_flag("--simulate", options.session.simulate, "A simulated tape room, not the hardware");
-  app.add_option("--room", options.session.room,
-                 "The simulated tape room in this file, which keeps the levels")
+  auto* room = app.add_option("--room", options.session.room,
+                              "The simulated tape room in this file, which keeps the levels")
+                   ->type_name("FILE")
+                   ->excludes(simulate);
+  auto* record = app.add_option("--record", options.record,
+                                "Write every call for a device, and its answer, into this new file")
+                     ->type_name("FILE");
+  app.add_flag("--mask", options.mask, "Record other serial numbers, barcodes and world wide names")
+      ->needs(record);
+  app.add_option("--replay", options.session.replay, "Answer from this recording, not from hardware")
       ->type_name("FILE")
-      ->excludes(simulate);
+      ->excludes(simulate)
+      ->excludes(room)
+      ->excludes(record);
 
   const auto add = [&](const char* name, const char* text, int (*command)(Run&)) {
     CLI::App* subcommand = app.add_subcommand(name, text);
@@ -111,6 +133,9 @@ bool readCommandLine(const std::vector<std::string>& words, CommandLine& command
   command->add_option("FILE", options.file)->required();
   command->add_option("LEVEL", options.level, "Four characters")->required();
   command->add_option("SIZE", options.size, "Bytes")->required();
+  command = add("mask", "Copy a recording with other serial numbers, barcodes and world wide names", mask);
+  command->add_option("FILE", options.file)->required();
+  command->add_option("COPY", options.copy)->required();
 
   // A document is due whatever is wrong with the other words.
   options.json = std::find(words.begin(), words.end(), "--json") != words.end();
@@ -123,6 +148,10 @@ bool readCommandLine(const std::vector<std::string>& words, CommandLine& command
     if ((used->get_name() == "update" || used->get_name() == "params") && options.selection.empty())
       throw HostError(exitUsage, used->get_name() +
                                      " needs a selection: INDEX, --serial, --address, --product or --all.");
+    if (!options.record.empty())
+      options.session.record = options.mask ? unmaskedFile(options.record) : options.record;
+    for (const std::string& word : ownWords(app, words))
+      options.session.command += (options.session.command.empty() ? "" : " ") + word;
     return true;
   } catch (const CLI::CallForHelp&) {
     refusal.help = app.help();

@@ -11,15 +11,17 @@
 namespace host {
 namespace {
 
-/// The end of every run: a sentence for people, a document for programs.
-int finish(const Options& options, const Json& found, const std::vector<Warning>& warnings, int status,
-           const std::string& message) {
-  if (!message.empty()) Output(options.json).complain(message);
-  if (options.json) {
-    const std::string text = dump(document(found, warnings, status, message));
-    std::fwrite(text.data(), 1, text.size(), stdout);
+/// What is missing from a recording, or from a replay, comes behind what the command has to say.
+void finishRecordings(const Run& run, int& status, std::string& message) {
+  std::string missing;
+  if (!run.options.record.empty()) {
+    missing = finishRecording(run.options.record, run.options.mask);
+  } else if (run.replay && status != exitRecording) {
+    missing = run.replay->leftAtTheEnd().sentence();
   }
-  return status;
+  if (missing.empty()) return;
+  message += (message.empty() ? "" : "\n") + missing;
+  if (status == KIV_OK || run.replay) status = exitRecording;
 }
 
 int run(const CommandLine& commandLine) {
@@ -36,6 +38,12 @@ int run(const CommandLine& commandLine) {
   } catch (const std::exception& error) {
     message =
         fmt::format("Something unforeseen happened ({}): run the command again with --log.", error.what());
+  }
+  try {
+    if (run) finishRecordings(*run, status, message);
+  } catch (const std::exception& error) {
+    status = status == KIV_OK ? exitRecording : status;
+    message += (message.empty() ? "" : "\n") + std::string(error.what());
   }
   return finish(options, run ? run->document : Json::object(), run ? run->warnings : std::vector<Warning>(),
                 status, message);

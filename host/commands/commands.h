@@ -18,6 +18,8 @@ struct Options {
   bool debug = false;
   std::string log;
   SessionOptions session;
+  std::string record;  ///< file of a recording
+  bool mask = false;
 
   Selection selection;
   UpdateFlags update;
@@ -26,19 +28,20 @@ struct Options {
   bool elements = false;
   bool xml = false;
   std::vector<std::string> settings;  ///< NAME=VALUE
-  std::string file, level;
+  std::string file, copy, level;
   std::size_t size = 0;
 };
 
 /// One run of the program.
 struct Run {
-  explicit Run(const Options& given) : options(given), output(given.json), log(given.log, given.debug) {}
+  explicit Run(const Options& given);
 
   const Options& options;
   Output output;
   Log log;
   Json document = Json::object();  ///< beyond what every command tells
   std::vector<Warning> warnings;
+  std::optional<Replay> replay;
 
   Session openSession();
   /// Throws HostError with KIV_ALREADY_RUNNING while an update holds the lock.
@@ -49,6 +52,10 @@ struct Run {
   void tell(const std::vector<Unreachable>& unreachable);
 };
 
+/// The end of every run: a sentence for people, a document for programs. Returns the exit status.
+int finish(const Options& options, const Json& found, const std::vector<Warning>& warnings, int status,
+           const std::string& message);
+
 int scan(Run& run);
 int plan(Run& run);
 int update(Run& run);
@@ -58,6 +65,7 @@ int elements(Run& run);
 int version(Run& run);
 int makeRoom(Run& run);
 int makeImage(Run& run);
+int mask(Run& run);
 
 /// The process of one drive: its order comes on standard input.
 int driveProcess();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 
 #include "host/commands/commands.h"
@@ -58,23 +59,41 @@ Json update(const DriveOrder& order, Session& session) {
   return outcome(result, outcomeSentence(*drive, result));
 }
 
-}  // namespace
+/// The replay is over, here and where this process was started.
+[[noreturn]] void depart(const std::string& sentences) {
+  tell(departureLine(sentences));
+  std::_Exit(KIV_OK);
+}
 
-int driveProcess() {
-  std::string text;
-  std::getline(std::cin, text);
-  const DriveOrder order = parseOrder(text);
-  try {
-    Session::LogLine sink;
-    if (order.log) sink = [](std::string_view line) { tell(logLine(line)); };
-    Session session(order.session, sink);
+void carryOut(DriveOrder& order) {
+  order.session.command =
+      fmt::format("{} {} {}", driveProcessWord, order.askOnly ? "level" : "update", order.serial);
+  std::optional<Replay> replay;
+  if (!order.session.replay.empty()) replay.emplace(order.session.replay, order.recording, depart);
+  Session::LogLine sink;
+  if (order.log) sink = [](std::string_view line) { tell(logLine(line)); };
+  {
+    Session session(order.session, sink, replay ? &*replay : nullptr);
     if (order.askOnly) {
       const std::optional<Device> drive = findDrive(order);
       tell(levelLine(drive ? drive->level : ""));
     } else {
       tell(outcomeLine(update(order, session)));
     }
+  }
+  if (replay) tell(leftLine(replay->left()));
+}
+
+}  // namespace
+
+int driveProcess() {
+  std::string text;
+  std::getline(std::cin, text);
+  DriveOrder order = parseOrder(text);
+  try {
+    carryOut(order);
   } catch (const HostError& error) {
+    if (error.status == exitRecording) depart(error.what());
     tell(outcomeLine(outcome(error.status, "", "", 0, error.what())));
   } catch (const std::exception& error) {
     tell(outcomeLine(outcome(exitUnforeseen, "", "", 0, error.what())));

@@ -13,4 +13,9 @@ int makeImage(Run& run) {
   return KIV_OK;
 }
 
+int mask(Run& run) {
+  maskRecording(run.options.file, run.options.copy);
+  return KIV_OK;
+}
+
 }  // namespace host

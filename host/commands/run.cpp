@@ -1,15 +1,39 @@
 #include <fmt/format.h>
 
+#include <cstdio>
+#include <cstdlib>
+
 #include "host/commands/commands.h"
 #include "host/core/error.h"
 #include "host/platform/platform.h"
 
 namespace host {
 
+Run::Run(const Options& given) : options(given), output(given.json), log(given.log, given.debug) {
+  if (!options.record.empty()) refuseExisting(options.record, options.mask);
+  if (options.session.replay.empty()) return;
+  // Between two calls of the library nothing of this program can be unwound.
+  replay.emplace(options.session.replay, 0, [this](const std::string& sentences) {
+    finish(options, document, warnings, exitRecording, sentences);
+    std::fflush(nullptr);
+    std::_Exit(exitRecording);
+  });
+}
+
+int finish(const Options& options, const Json& found, const std::vector<Warning>& warnings, int status,
+           const std::string& message) {
+  if (!message.empty()) Output(options.json).complain(message);
+  if (options.json) {
+    const std::string text = dump(document(found, warnings, status, message));
+    std::fwrite(text.data(), 1, text.size(), stdout);
+  }
+  return status;
+}
+
 Session Run::openSession() {
   Session::LogLine sink;
   if (log.wanted()) sink = [this](std::string_view line) { log.write(line); };
-  return {options.session, sink};
+  return {options.session, sink, replay ? &*replay : nullptr};
 }
 
 void Run::refuseDuringUpdate() const {

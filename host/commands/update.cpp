@@ -59,8 +59,10 @@ Json updateOne(Run& run, const PlannedDrive& planned) {
   Device drive = planned.drive;
   drive.level = planned.plan.level;
   try {
-    return updateInProcess(orderFor(run, drive, planned.plan), drive, run.output, run.log);
+    return updateInProcess(orderFor(run, drive, planned.plan), drive, run.output, run.log,
+                           run.replay ? &*run.replay : nullptr);
   } catch (const HostError& error) {
+    if (error.status == exitRecording) throw;
     return outcome(error.status, drive.level, "", 0, fmt::format("{}: {}", drive.name(), error.what()));
   }
 }

@@ -11,6 +11,9 @@ std::string toLine(const DriveOrder& order) {
   return line({{"library", order.session.library},
                {"room", order.session.room},
                {"simulate", order.session.simulate},
+               {"record", order.session.record},
+               {"replay", order.session.replay},
+               {"recording", order.recording},
                {"address", order.address},
                {"serial", order.serial},
                {"wanted", order.wanted},
@@ -24,16 +27,20 @@ std::string toLine(const DriveOrder& order) {
 
 DriveOrder parseOrder(const std::string& text) {
   const Json json = Json::parse(text);
-  return {
-      .session = {.library = json.at("library"), .room = json.at("room"), .simulate = json.at("simulate")},
-      .address = json.at("address"),
-      .serial = json.at("serial"),
-      .wanted = json.at("wanted"),
-      .sha256 = json.at("sha256"),
-      .flags = {.force = json.at("force"), .eject = json.at("eject")},
-      .restartLimit = json.at("restartLimit"),
-      .log = json.at("log"),
-      .askOnly = json.at("askOnly")};
+  return {.session = {.library = json.at("library"),
+                      .room = json.at("room"),
+                      .simulate = json.at("simulate"),
+                      .record = json.at("record"),
+                      .replay = json.at("replay")},
+          .address = json.at("address"),
+          .serial = json.at("serial"),
+          .wanted = json.at("wanted"),
+          .sha256 = json.at("sha256"),
+          .flags = {.force = json.at("force"), .eject = json.at("eject")},
+          .restartLimit = json.at("restartLimit"),
+          .log = json.at("log"),
+          .askOnly = json.at("askOnly"),
+          .recording = json.at("recording")};
 }
 
 std::string progressLine(const Progress& progress) {
@@ -46,6 +53,8 @@ std::string progressLine(const Progress& progress) {
 std::string logLine(std::string_view text) { return line({{"log", text}}); }
 std::string levelLine(const std::string& level) { return line({{"level", level}}); }
 std::string outcomeLine(const Json& outcome) { return line({{"outcome", outcome}}); }
+std::string departureLine(const std::string& sentences) { return line({{"departure", sentences}}); }
+std::string leftLine(const CallsLeft& left) { return line({{"left", left.count}, {"first", left.first}}); }
 
 DriveNews parseNews(const std::string& text) {
   const Json json = Json::parse(text, nullptr, false);
@@ -56,6 +65,8 @@ DriveNews parseNews(const std::string& text) {
   if (json.contains("log")) news.log = json.at("log");
   if (json.contains("level")) news.level = json.at("level");
   if (json.contains("outcome")) news.outcome = json.at("outcome");
+  if (json.contains("departure")) news.departure = json.at("departure");
+  if (json.contains("left")) news.left = {json.at("left"), json.at("first")};
   return news;
 }
 

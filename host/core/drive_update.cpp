@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "host/core/error.h"
 #include "host/core/report.h"
 #include "host/core/sentences.h"
 #include "host/platform/platform.h"
@@ -32,12 +33,19 @@ constexpr const char* whatLeavingMeans =
     "Until its last chunk a drive keeps its old firmware; after its last chunk it must not be switched off "
     "before \"kivhost scan\" shows it again.";
 
+/// What the process of a drive tells of a replay.
+void takeReplay(const DriveNews& news, Replay* replay) {
+  if (news.departure) throw HostError(exitRecording, *news.departure);
+  if (replay) replay->add(news.left);
+}
+
 class Watch {
  public:
-  Watch(const DriveOrder& order, const Output& output, Log& log)
+  Watch(const DriveOrder& order, const Output& output, Log& log, Replay* replay)
       : order_(order),
         output_(output),
         log_(log),
+        replay_(replay),
         view_([&](std::string_view text) { output.say(text); }, output.isTerminal(), order.restartLimit) {}
 
   /// Follows the process until it has told its outcome, or must not be waited for any longer.
@@ -67,6 +75,7 @@ class Watch {
 
  private:
   void take(const DriveNews& news) {
+    takeReplay(news, replay_);
     if (news.log) log_.write(*news.log);
     if (!news.outcome.is_null()) outcome = news.outcome;
     if (!news.progress) return;
@@ -95,6 +104,7 @@ class Watch {
   const DriveOrder& order_;
   const Output& output_;
   Log& log_;
+  Replay* replay_;
   ProgressView view_;
   unsigned interrupts_ = platform::interrupts();
   Clock::time_point lastWord_ = Clock::now();
@@ -102,22 +112,27 @@ class Watch {
 };
 
 /// Which level the drive runs now; empty when it does not say. In a process, too: the drive may be what hung.
-std::string askLevel(DriveOrder order) {
+std::string askLevel(DriveOrder order, Replay* replay) {
   order.askOnly = true;
   order.log = false;
+  if (replay) order.recording = replay->passOn();
   platform::Process process(driveProcessWord, toLine(order));
   const auto end = Clock::now() + longestAnswer;
   std::string line, level;
   while (Clock::now() < end && platform::interrupts() < 2) {
     const auto event = process.next(line, glance);
     if (event == platform::Process::Event::End) return level;
-    if (event == platform::Process::Event::Line) level = parseNews(line).level.value_or("");
+    if (event != platform::Process::Event::Line) continue;
+    const DriveNews news = parseNews(line);
+    takeReplay(news, replay);
+    level = news.level.value_or(level);
   }
   process.terminate();
   return level;
 }
 
-Json answerFor(End end, const DriveOrder& order, const Device& drive, const Progress& progress) {
+Json answerFor(End end, const DriveOrder& order, const Device& drive, const Progress& progress,
+               Replay* replay) {
   const bool lastChunkSent = progress.total > 0 && progress.bytes == progress.total;
   const std::string step = fmt::format("in the step \"{}\", after {} of {} bytes",
                                        kiv_phase_name(std::max<int>(progress.phase, KIV_PHASE_CHECK)),
@@ -128,7 +143,7 @@ Json answerFor(End end, const DriveOrder& order, const Device& drive, const Prog
   if (end == End::Interrupt)
     return answer(KIV_INTERRUPTED, "", fmt::format("interrupted {}. {}", step, whatLeavingMeans));
 
-  const std::string level = askLevel(order);
+  const std::string level = askLevel(order, replay);
   if (lastChunkSent && level == order.wanted && level != drive.level) {
     Json good = answer(
         KIV_OK, level,
@@ -154,13 +169,14 @@ Json answerFor(End end, const DriveOrder& order, const Device& drive, const Prog
 
 }  // namespace
 
-Json updateInProcess(const DriveOrder& order, const Device& drive, const Output& output, Log& log) {
+Json updateInProcess(DriveOrder order, const Device& drive, const Output& output, Log& log, Replay* replay) {
+  if (replay) order.recording = replay->passOn();
   platform::Process process(driveProcessWord, toLine(order));
-  Watch watch(order, output, log);
+  Watch watch(order, output, log, replay);
   const End end = watch.follow(process);
   if (end == End::Outcome) return watch.outcome;
   process.terminate();
-  const Json answer = answerFor(end, order, drive, watch.progress);
+  const Json answer = answerFor(end, order, drive, watch.progress, replay);
   addToReport(drive, answer["result"]);
   return answer;
 }

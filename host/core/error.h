@@ -15,6 +15,8 @@ struct HostError : std::runtime_error {
 
 inline constexpr int exitUsage = KIV_BAD_ARGUMENT;
 inline constexpr int exitUnforeseen = KIV_UNEXPECTED;
+/// A recording that is damaged, or a replay that is not as recorded.
+inline constexpr int exitRecording = 65;
 
 /// The exit status for a result of the library: those that only a programmer can do something about are one.
 inline int exitStatus(int result) {

@@ -17,6 +17,8 @@ std::vector<std::string> arguments(int count, char** words);
 /// Standard output as it is written, with a line feed alone at a line's end.
 void useBinaryOutput();
 std::string computerName();
+/// "Windows 10.0.19045"
+std::string systemVersion();
 /// Windows' words for one of its error numbers, without the full stop.
 std::string windowsWords(std::uint32_t error);
 /// In hexadecimal; empty when the file cannot be read to its end.
@@ -29,7 +31,7 @@ std::optional<std::string> readLine();
 
 /// Binds the functions of kiv_c.h to a DLL, by default the kiv.dll beside this program. Throws HostError.
 void loadLibrary(const std::string& file);
-/// Points the library's Windows calls at the simulator, whose room stands by then.
+/// Points the library's Windows calls at the simulator, whose room, recorder or player stands by then.
 void enterRoom();
 
 /// Ends with the last process that holds it: those that were started meanwhile hold it, too.

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/utsname.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,6 +26,11 @@ void useBinaryOutput() {}
 std::string computerName() {
   std::array<char, 256> name{};
   return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
+std::string systemVersion() {
+  utsname system{};
+  return uname(&system) == 0 ? fmt::format("{} {}", system.sysname, system.release) : "";
 }
 
 std::string windowsWords(std::uint32_t error) {

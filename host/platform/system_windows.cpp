@@ -55,6 +55,18 @@ std::string computerName() {
   return GetComputerNameW(name.data(), &size) ? narrow({name.data(), size}) : "";
 }
 
+std::string systemVersion() {
+  // GetVersionEx tells a program of the Windows that its manifest names.
+  using Function = LONG(WINAPI*)(OSVERSIONINFOW*);
+  const auto address = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion");
+  OSVERSIONINFOW version{};
+  version.dwOSVersionInfoSize = sizeof version;
+  if (!address || reinterpret_cast<Function>(reinterpret_cast<void*>(address))(&version) != 0)
+    return "Windows";
+  return fmt::format("Windows {}.{}.{}", version.dwMajorVersion, version.dwMinorVersion,
+                     version.dwBuildNumber);
+}
+
 std::string windowsWords(std::uint32_t error) {
   std::array<wchar_t, 512> words{};
   const DWORD size = FormatMessageW(

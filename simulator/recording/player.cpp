@@ -9,39 +9,51 @@ namespace {
 constexpr std::uintptr_t handleMark = 0x51A8'0000'0000'0000;
 constexpr std::uintptr_t handleMarkBits = 0xFFFF'0000'0000'0000;
 
-}  // namespace
-
-std::string Player::complaint() const {
-  std::string text = departure_;
-  const std::size_t left = recording_.lines.size() - next_;
-  if (left > 0) {
-    const Line& line = recording_.lines[next_];
-    text += (text.empty() ? "" : "\n") + std::to_string(left) +
-            (left == 1 ? " recorded call" : " recorded calls") + " never came, the first in line " +
-            std::to_string(line.number) + ": " + line.call + " " + line.asked.dump();
-  }
-  return text;
+/// One call as a line of a recording shows it.
+std::string textOf(const std::string& call, const Json& asked) {
+  return call + " " + asked.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-void Player::depart(const std::string& call, const Json& asked) {
-  const bool ended = next_ == recording_.lines.size();
-  const std::size_t number =
-      ended ? (next_ == 0 ? 1 : recording_.lines.back().number) : recording_.lines[next_].number;
-  departure_ =
-      ended ? (recording_.complete ? "The recording ends with line " : "The recording breaks off after line ")
-            : "The replay departs from the recording in line ";
-  departure_ += std::to_string(number) + ".\n  expected: " +
-                (ended ? "no further call"
-                       : recording_.lines[next_].call + " " + recording_.lines[next_].asked.dump()) +
-                "\n  actual:   " + call + " " + asked.dump();
+}  // namespace
+
+void CallsLeft::add(const CallsLeft& later) {
+  if (count == 0) first = later.first;
+  count += later.count;
+}
+
+std::string CallsLeft::sentence() const {
+  if (count == 0) return "";
+  return std::to_string(count) + (count == 1 ? " recorded call" : " recorded calls") +
+         " never came, the first in " + first + ".";
+}
+
+CallsLeft callsOf(std::span<const Line> lines) {
+  if (lines.empty()) return {};
+  const Line& line = lines.front();
+  return {lines.size(), "line " + std::to_string(line.number) + ": " + textOf(line.call, line.asked)};
+}
+
+std::string Player::differenceTo(const std::string& call, const Json& asked) const {
+  std::string text = "The replay departs from the recording in line ";
+  std::string expected = "no further call";
+  if (rest().empty()) {
+    text = recording_.complete ? "The recording ends with line " : "The recording breaks off after line ";
+    text += std::to_string(recording_.lastNumber());
+  } else {
+    text += std::to_string(rest().front().number);
+    expected = textOf(rest().front().call, rest().front().asked);
+  }
+  return text + ".\n  expected: " + expected + "\n  actual:   " + textOf(call, asked);
+}
+
+void Player::depart(std::string sentence) {
+  departure_ = std::move(sentence);
+  if (departed_) departed_(*this);
 }
 
 bool Player::hold(const char* call, Json asked, const Behind&, const Description& description) {
-  const bool more = next_ < recording_.lines.size();
-  if (departure_.empty() &&
-      (!more || recording_.lines[next_].call != call || recording_.lines[next_].asked != asked)) {
-    depart(call, asked);
-  }
+  if (departure_.empty() && (rest().empty() || rest().front().call != call || rest().front().asked != asked))
+    depart(differenceTo(call, asked));
   if (departure_.empty()) {
     Line& line = recording_.lines[next_++];
     now_ = recording_.start + line.at + line.took;
@@ -52,7 +64,7 @@ bool Player::hold(const char* call, Json asked, const Behind&, const Description
       if (line.error) SetLastError(*line.error);
       return true;
     } catch (const std::runtime_error& error) {
-      departure_ = "Line " + std::to_string(line.number) + " of the recording " + error.what() + ".";
+      depart("Line " + std::to_string(line.number) + " of the recording " + error.what() + ".");
     }
   }
   if (asked.contains("milliseconds")) now_ += asked["milliseconds"].get<std::int64_t>();
@@ -62,10 +74,8 @@ bool Player::hold(const char* call, Json asked, const Behind&, const Description
 
 // The library looks at the clock behind a command, and again before the next one, which may come much later.
 __time64_t Player::time64() {
-  const bool more = departure_.empty() && next_ < recording_.lines.size();
-  if (std::exchange(timeAsked_, true) && more) {
-    now_ = std::max(now_, recording_.start + recording_.lines[next_].at);
-  }
+  if (std::exchange(timeAsked_, true) && departure_.empty() && !rest().empty())
+    now_ = std::max(now_, recording_.start + rest().front().at);
   return now_ / 1000;
 }
 

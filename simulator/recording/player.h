@@ -1,17 +1,36 @@
 #pragma once
 
+#include <functional>
+#include <span>
+
 #include "simulator/recording/transcript.h"
 
 namespace simulator::recording {
+
+/// Recorded calls that have not come.
+struct CallsLeft {
+  std::size_t count = 0;
+  std::string first{};  ///< "line 37: CloseHandle {...}"
+
+  /// Those of a later recording of the file.
+  void add(const CallsLeft& later);
+  /// Empty if there are none.
+  std::string sentence() const;
+};
+CallsLeft callsOf(std::span<const Line> lines);
 
 /// Answers the library from a recording. Time runs as recorded, and nothing waits. After the first call that
 /// is not the recorded one every call fails, so that the library comes to its end.
 class Player : public Transcript {
  public:
-  explicit Player(Recording recording) : recording_(std::move(recording)), now_(recording_.start) {}
+  using Departed = std::function<void(const Player&)>;
+  /// `departed` is called at the first call that is not the recorded one, and need not return.
+  explicit Player(Recording recording, Departed departed = {})
+      : recording_(std::move(recording)), departed_(std::move(departed)), now_(recording_.start) {}
 
-  /// What was not as recorded, in sentences; empty if all was.
-  std::string complaint() const;
+  /// The first call that was not as recorded, in a sentence; empty if all was.
+  const std::string& departure() const { return departure_; }
+  CallsLeft left() const { return callsOf(rest()); }
 
   bool hold(const char* call, Json asked, const Behind& behind, const Description& description) override;
   __time64_t time64() override;
@@ -20,13 +39,16 @@ class Player : public Transcript {
   void closed(const void*) override {}
 
  private:
-  void depart(const std::string& call, const Json& asked);
+  std::span<const Line> rest() const { return std::span(recording_.lines).subspan(next_); }
+  std::string differenceTo(const std::string& call, const Json& asked) const;
+  void depart(std::string sentence);
 
   Recording recording_;
+  Departed departed_;
   std::size_t next_ = 0;
-  std::int64_t now_;         ///< milliseconds since 1970
-  bool timeAsked_ = false;   ///< since the last call
-  std::string departure_{};  ///< the first call that was not as recorded
+  std::int64_t now_;        ///< milliseconds since 1970
+  bool timeAsked_ = false;  ///< since the last call
+  std::string departure_{};
 };
 
 }  // namespace simulator::recording

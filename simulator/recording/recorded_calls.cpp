@@ -11,8 +11,9 @@
 namespace simulator::recording {
 namespace {
 
-// Commands that carry firmware, and blocks of a cartridge.
-constexpr std::uint8_t bulkCommands[] = {0x0A, 0x3B, 0x8A};
+// WRITE(6), WRITE BUFFER, WRITE(16) and SECURITY PROTOCOL OUT carry blocks of a cartridge, firmware, and
+// keys.
+constexpr std::uint8_t digestedCommands[] = {0x0A, 0x3B, 0x8A, 0xB5};
 
 /// "\\.\Tape0" or "\\?\pci#...", and not a file named that way, such as "\\?\C:\Config.txt".
 bool isDevice(LPCSTR name) {
@@ -52,7 +53,7 @@ std::size_t meaningful(DWORD code, std::size_t size) {
   return size;
 }
 
-/// What is known again without being kept: firmware, and the data of a cartridge.
+/// What is known again without being kept.
 Json digestOf(const void* data, std::size_t size) {
   return {{"length", size}, {"sha256", sha256({static_cast<const std::uint8_t*>(data), size})}};
 }
@@ -86,8 +87,8 @@ BOOL passThrough(HANDLE device, void* block, DWORD size, LPDWORD returned, Behin
               {"senseLength", request.SenseInfoLength},
               {"timeOut", request.TimeOutValue}};
     if (request.DataIn != SCSI_IOCTL_DATA_OUT) return json;
-    const bool bulk = std::ranges::find(bulkCommands, request.Cdb[0]) != std::end(bulkCommands);
-    json["data"] = bulk ? digestOf(data.data(), data.size()) : Json(hexOf(data.data(), data.size()));
+    const bool digested = std::ranges::find(digestedCommands, request.Cdb[0]) != std::end(digestedCommands);
+    json["data"] = digested ? digestOf(data.data(), data.size()) : Json(hexOf(data.data(), data.size()));
     return json;
   };
   return converse("DeviceIoControl", device, FALSE, asked, behind, [&](Answer& answer, bool failed) {

@@ -11,6 +11,7 @@ namespace {
 
 constexpr const char* formatName = "kiv recording";
 constexpr int formatVersion = 1;
+constexpr const char* fetchAgain = "get the file once more from where it was made.";
 /// Three thousand years: what stands beyond is no time.
 constexpr std::uint64_t longestTime = 100'000'000'000'000;
 
@@ -50,11 +51,26 @@ std::optional<std::int64_t> dateOf(const std::string& text) {
   return duration_cast<milliseconds>(time.time_since_epoch()).count();
 }
 
+/// Null for what is no line of a recording. No line is nested deeper than its fields' fields.
 Json parse(std::size_t number, const std::string& text) {
-  Json line = Json::parse(text, nullptr, false);
-  if (!line.is_object())
-    fail(number, "is damaged or cut off: get the file once more from where it was made.");
-  return line;
+  constexpr int deepest = 3;
+  const auto shallow = [&](int depth, Json::parse_event_t, const Json&) {
+    if (depth > deepest) fail(number, "is nested too deeply: " + std::string(fetchAgain));
+    return true;
+  };
+  Json line = Json::parse(text, shallow, false);
+  return line.is_object() ? line : Json();
+}
+
+Recording begun(std::size_t number, Json fields) {
+  if (fields.is_null() || fields.value("format", Json()) != formatName)
+    fail(number, "is not the beginning of a recording: name a file that kivhost --record has written.");
+  if (fields.value("version", Json()) != formatVersion)
+    fail(number, "tells of another version of the format: replay it with the kivhost that it was made with.");
+  const Json date = fields.value("date", Json());
+  const auto start = date.is_string() ? dateOf(date.get_ref<const std::string&>()) : std::nullopt;
+  if (!start) fail(number, "has no date: " + std::string(fetchAgain));
+  return {.number = number, .header = std::move(fields), .start = *start};
 }
 
 Line call(std::size_t number, Json& fields) {
@@ -75,7 +91,7 @@ Line call(std::size_t number, Json& fields) {
     line.took = static_cast<std::int64_t>(numberIn(fields, "took"));
     return line;
   } catch (const std::runtime_error& error) {
-    fail(number, error.what() + std::string(": get the file once more from where it was made."));
+    fail(number, error.what() + std::string(": ") + fetchAgain);
   }
 }
 
@@ -101,38 +117,34 @@ std::string headerText(const Json& header) {
 
 std::string endText(std::size_t calls) { return Json{{"end", calls}}.dump(); }
 
-Recording Recording::read(std::istream& in) {
-  Recording recording;
+Recordings readRecordings(std::istream& in) {
+  Recordings recordings;
+  std::size_t torn = 0;
   std::string text;
   for (std::size_t number = 1; std::getline(in, text); ++number) {
-    if (recording.complete) fail(number, "stands behind the end: delete it and what follows.");
-    if (number == 1) {
-      recording.header = Json::parse(text, nullptr, false);
-      const Json& header = recording.header;
-      if (!header.is_object() || !header.contains("format") || header["format"] != formatName)
-        fail(number, "is not the beginning of a recording: name a file that kivhost --record has written.");
-      if (!header.contains("version") || header["version"] != formatVersion)
-        fail(number,
-             "tells of another version of the format: replay it with the kivhost that it was made with.");
-      const auto date = header.contains("date") && header["date"].is_string()
-                            ? dateOf(header["date"].get_ref<const std::string&>())
-                            : std::nullopt;
-      if (!date) fail(number, "has no date: get the file once more from where it was made.");
-      recording.start = *date;
+    Json fields = parse(number, text);
+    if (recordings.empty() || fields.contains("format")) {
+      recordings.push_back(begun(number, std::move(fields)));
+      torn = 0;
       continue;
     }
-    Json fields = parse(number, text);
-    if (fields.contains("end")) {
-      if (fields["end"] != recording.lines.size())
-        fail(number, "counts other calls than there are: lines are missing or were added.");
+    // Whatever tore the last line of a process is not damage; in the middle it is.
+    if (torn != 0) fail(torn, "is damaged: " + std::string(fetchAgain));
+    Recording& recording = recordings.back();
+    if (recording.complete) fail(number, "stands behind the end: delete it.");
+    if (fields.is_null()) {
+      torn = number;
+    } else if (!fields.contains("end")) {
+      recording.lines.push_back(call(number, fields));
+    } else if (fields["end"] == recording.lines.size()) {
       recording.complete = true;
     } else {
-      recording.lines.push_back(call(number, fields));
+      fail(number, "counts other calls than there are: lines are missing or were added.");
     }
   }
-  if (recording.header.is_null())
+  if (recordings.empty())
     fail(1, "is missing, the file is empty: name a file that kivhost --record has written.");
-  return recording;
+  return recordings;
 }
 
 void Recording::write(std::ostream& out) const {

@@ -5,6 +5,9 @@
 //     {"call":"CreateFileA","asked":{"name":"\\\\.\\scsi0:",...},"answered":{"handle":1},"at":3,"took":0}
 //     {"end":1}
 //
+// A file holds one recording behind the other: one for every process that took part, in the order in which
+// they ran.
+//
 // "at" is when the call was made, in milliseconds from the date, and "took" how long it took. "error" is the
 // last error that it left, where it failed or changed it. Bytes are hexadecimal, without the zeros at their
 // end. Handles are numbered in the order in which they were opened.
@@ -35,15 +38,21 @@ struct Line {
 };
 
 struct Recording {
-  Json header;
+  std::size_t number = 1;  ///< of the header's line in the file
+  Json header{};
   std::int64_t start = 0;  ///< milliseconds since 1970
   std::vector<Line> lines{};
   bool complete = false;  ///< the recorder came to its end
 
-  /// Throws std::runtime_error with a sentence that names the line at fault.
-  static Recording read(std::istream& in);
+  /// The line that was written last.
+  std::size_t lastNumber() const { return number + lines.size() + (complete ? 1 : 0); }
   void write(std::ostream& out) const;
 };
+using Recordings = std::vector<Recording>;
+
+/// One recording or more. A line that was torn when a process ended is left out. Throws std::runtime_error
+/// with a sentence that names the line at fault.
+Recordings readRecordings(std::istream& in);
 
 /// The header of a recording that begins at a time, with what the caller adds, such as versions.
 Json headerOf(std::int64_t start, const Json& more);

@@ -92,7 +92,7 @@ void Secrets::designator(std::uint8_t codeSet, std::uint8_t type, Data identifie
                  [](char c) { return c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c; });
   const auto bytes = string.starts_with("iqn.") ? std::nullopt : fromHex(digits);
   if (bytes) return name(*bytes);
-  texts_.insert(string);
+  text({reinterpret_cast<const std::uint8_t*>(string.data()), string.size()});
 }
 
 void Secrets::designators(Data list) {
@@ -154,7 +154,7 @@ void Secrets::cartridgeLocations(Data records) {
 }
 
 void Secrets::command(Data cdb, Data data) {
-  if (cdb.empty() || data.size() < 4) return;
+  if (cdb.size() < 6 || data.size() < 4) return;
   switch (cdb[0]) {
     case 0x12:  // INQUIRY
       if (!(cdb[1] & 1)) break;
@@ -192,8 +192,9 @@ void Secrets::learn(const Line& line) {
     CHANGER_READ_ELEMENT_STATUS request{};
     const Bytes in = bytes(line.asked, "in");
     std::memcpy(&request, in.data(), std::min(in.size(), sizeof request));
-    elementRecords(out, line.asked.value("room", 0u) ==
-                            request.ElementList.NumberOfElements * sizeof(CHANGER_ELEMENT_STATUS_EX));
+    const auto room = line.asked.find("room");
+    elementRecords(out, room != line.asked.end() && *room == request.ElementList.NumberOfElements *
+                                                                 sizeof(CHANGER_ELEMENT_STATUS_EX));
   } else if (code == calls::controlName(protocol::cartridgeLocations)) {
     cartridgeLocations(out);
   } else if (code == calls::controlName(protocol::logSense)) {

@@ -4,12 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <functional>
 #include <sstream>
-#include <string>
 
 #include "kiv/kiv.h"
 #include "kiv/sdk.h"
@@ -19,18 +15,20 @@
 #include "tests/support/hex.h"
 #include "tests/support/working_directory.h"
 
-/// What is done in a session. It returns what the library made of the room.
-using Session = std::function<std::string()>;
+using simulator::recording::Player;
+using simulator::recording::Recordings;
 
-inline std::string recordingPath(const std::string& name) { return KIV_TEST_DATA "/recordings/" + name; }
-inline bool updatesRecordings() { return std::getenv("KIV_UPDATE_DATA") != nullptr; }
+/// What is done in a session. It returns what the library made of the room.
+using Session = std::string (*)();
+
 inline std::string contentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
+inline std::string dataFile(const std::string& name) { return KIV_TEST_DATA "/recordings/" + name; }
 
 /// A session from the library's beginning to its end, in a working directory of its own.
-inline std::string runSession(const Session& session) {
+inline std::string runSession(Session session) {
   const WorkingDirectory directory;
   kivInit();
   std::string told = session();
@@ -38,43 +36,48 @@ inline std::string runSession(const Session& session) {
   return told;
 }
 
-/// Records a session in the room that stands, or without one in the real system.
-inline std::string recorded(const Session& session, std::string& told) {
+inline Recordings read(const std::string& recording) {
+  std::istringstream in(recording);
+  return simulator::recording::readRecordings(in);
+}
+
+/// Replays a session and expects that all comes as recorded.
+inline std::string replayed(Session session, const std::string& recording) {
+  const Player player(read(recording).at(0));
+  std::string told = runSession(session);
+  EXPECT_EQ(player.departure() + player.left().sentence(), "");
+  return told;
+}
+
+/// Records a session in the room that stands, or without one in the real system, and replays it. With
+/// KIV_UPDATE_DATA set the recording goes into the tree.
+inline void recordAndReplay(Session session, const std::string& name) {
   std::ostringstream out;
+  std::string told;
   {
     const simulator::recording::Recorder recorder(out, {{"library", getKivVersion()}});
     told = runSession(session);
   }
-  return out.str();
+  EXPECT_EQ(replayed(session, out.str()), told);
+  if (!std::getenv("KIV_UPDATE_DATA")) return;
+  std::ofstream(dataFile(name + ".jsonl"), std::ios::binary) << out.str();
+  std::ofstream(dataFile(name + ".txt"), std::ios::binary) << told;
 }
 
-inline simulator::recording::Recording read(const std::string& recording) {
-  std::istringstream in(recording);
-  return simulator::recording::Recording::read(in);
-}
-
-/// Replays a session and expects that all comes as recorded.
-inline std::string replayed(const Session& session, const std::string& recording) {
-  simulator::recording::Player player(read(recording));
-  std::string told = runSession(session);
-  EXPECT_EQ(player.complaint(), "");
+/// Carries out commands, and tells the operation code, the result, and the data or sense data of each.
+template <class... Commands>
+std::string outcomesOf(ScsiTarget& target, Commands&&... commands) {
+  std::string told;
+  const auto carryOut = [&](GenericScsiCommand& command) {
+    const ReturnCode result = target.scsiExecCDB(command);
+    auto data = result == CMD_OK ? command.ioDataSpan() : command.senseSpan();
+    if (result == CMD_OK && command.getDataDirection() != SCSI_DATA_IN) data = {};
+    while (!data.empty() && data.back() == 0) data = data.first(data.size() - 1);
+    const std::uint8_t code[] = {static_cast<std::uint8_t>(command.getCmdCode())};
+    told += hex(code) + " -> " + std::to_string(result) + " " + hex(data) + "\n";
+  };
+  (carryOut(commands), ...);
   return told;
-}
-
-/// Writes a recording and what the library told of it into the tree.
-inline void keepRecording(const std::string& name, const std::string& recording, const std::string& told) {
-  std::ofstream(recordingPath(name + ".jsonl"), std::ios::binary) << recording;
-  std::ofstream(recordingPath(name + ".txt"), std::ios::binary) << told;
-}
-
-/// Carries out a command, and tells its operation code, its result, and its data or sense data.
-inline std::string outcomeOf(ScsiTarget& target, GenericScsiCommand&& command) {
-  const ReturnCode result = target.scsiExecCDB(command);
-  auto data = result == CMD_OK ? command.ioDataSpan() : command.senseSpan();
-  if (result == CMD_OK && command.getDataDirection() != SCSI_DATA_IN) data = {};
-  while (!data.empty() && data.back() == 0) data = data.first(data.size() - 1);
-  const std::uint8_t code[] = {static_cast<std::uint8_t>(command.getCmdCode())};
-  return hex(code) + " -> " + std::to_string(result) + " " + hex(data) + "\n";
 }
 
 /// A scan, and its inventory.
@@ -92,12 +95,11 @@ inline std::string scannedWithElements() {
     ChangerCmdElementInformation elements;
     target->scsiExecCDB(elements);
     const std::uint16_t slot = elements.getFirstStorageElementAddress();
-    for (const bool moved : {false, true}) {
-      if (moved) told += outcomeOf(*target, ChangerMoveMedium(1, slot, static_cast<std::uint16_t>(slot + 7)));
-      told += outcomeOf(*target, ChangerCmdReadElementStatus(ELEMENT_STORAGE, 0, 100, true, false, 8192));
-    }
-    told += outcomeOf(*target, ChangerCmdReadElementStatus(ELEMENT_DATA_TRANSFER, 0, 100, true, true, 8192));
-    told += outcomeOf(*target, ChangerMoveMedium(1, static_cast<std::uint16_t>(slot + 7), slot));
+    const auto other = static_cast<std::uint16_t>(slot + 7);
+    ChangerCmdReadElementStatus slots(ELEMENT_STORAGE, 0, 100, true, false, 8192);
+    ChangerCmdReadElementStatus bays(ELEMENT_DATA_TRANSFER, 0, 100, true, true, 8192);
+    told += outcomesOf(*target, slots, ChangerMoveMedium(1, slot, other), slots, bays,
+                       ChangerMoveMedium(1, other, slot));
     target->closeDevice();
   }
   return told;

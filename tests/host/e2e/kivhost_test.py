@@ -3,14 +3,16 @@
     kivhost_test.py KIVHOST...        the program, with its runner before it
 """
 import hashlib
+import json
 import os
 import signal
 import sys
 import time
 import unittest
 
-from room import A, B, C, CHUNK, COMMAND, CONFIG, PX6, PX8, Room, fault, image
+from room import A, B, C, CHUNK, COMMAND, CONFIG, PX6, PX8, ROOT, Room, fault, image
 
+COMMANDS = os.path.join(ROOT, "tests", "data", "recordings", "commands")
 WINDOWS = COMMAND[-1].endswith(".exe")
 CLAIMED = {"claimed": True, "className": "Tape7"}
 UNOPENED = {"call": "CreateFileA", "device": "\\\\.\\Tape7", "times": 0}
@@ -179,13 +181,87 @@ class Processes(unittest.TestCase):
     @unittest.skipIf(WINDOWS, "looks for the process in /proc")
     def test_a_process_that_dies_is_answered_for(self):
         room = Room(**self.SLOW)
-        process = self.begin(room, "--json")
+        process = self.begin(room, "--record", "killed.jsonl", "--json")
         with open(f"/proc/{process.pid}/task/{process.pid}/children", encoding="ascii") as children:
             os.kill(int(children.read().split()[0]), signal.SIGKILL)
         drives = room.document(process.communicate()[0])["drives"]
         self.assertEqual([d["result"] for d in drives], [70, 0, 0])
         self.assertIn("still runs its old firmware", drives[0]["message"])
         self.assertEqual(room.report(), {"0,0,3,0": 70, "0,0,4,0": 0, "0,0,5,0": 0})
+        # What was said until then is there, and what was said after it.
+        status, _, error = room.run("--replay", "killed.jsonl", "update", "--all", "--yes")
+        self.assertEqual(status, 65)
+        self.assertRegex(error, r"breaks off after line \d+\.\n  expected: no further call\n  actual:   \w+ \{")
+        self.assertIn(f'"command":"drive-process level {A}"', room.read("killed.jsonl"))
+
+
+class Recordings(unittest.TestCase):
+    def test_recorded_commands_say_what_they_said(self):
+        for name in sorted(f[:-6] for f in os.listdir(COMMANDS) if f.endswith(".jsonl")):
+            with open(os.path.join(COMMANDS, name + ".jsonl"), encoding="utf-8") as file:
+                recording = file.read()
+            room = Room(files={"recorded.jsonl": recording})
+            words = json.loads(recording.splitlines()[0])["command"].split()
+            status, out, error = room.run("--replay", "recorded.jsonl", *words)
+            said = f"{out}{error}exit status {status}\n"
+            if "KIV_UPDATE_DATA" in os.environ:
+                with open(os.path.join(COMMANDS, name + ".txt"), "w", encoding="utf-8") as file:
+                    file.write(said)
+            with open(os.path.join(COMMANDS, name + ".txt"), encoding="utf-8") as file:
+                self.assertEqual(said, file.read(), name)
+
+    def test_an_update_replays_and_shows_no_serial_numbers(self):
+        room = Room(drives={B: {"cartridge": True}}, faults=[fault(target=5, nth=2, sense="05 26 00")],
+                    more={"changers": [{"target": 9, "model": "TAPELIB-40", "serial": "00QR78M1340", "bays": [C],
+                                        "cartridges": [{"element": 4097, "barcode": "QOR001L6"}]}]})
+        words = ["update", "--all", "--yes", "--eject", "--json"]
+        status, document, _ = room.run("--record", "update.jsonl", "--mask", *words)
+        self.assertEqual((status, [d["result"] for d in document["drives"]]), (4, [0, 0, 4]))
+        masked = room.read("update.jsonl")
+        for secret in (A, B, C, "00QR78M1340", "QOR001L6"):
+            self.assertNotIn(secret, masked)
+            self.assertNotIn(secret.encode().hex(" ").upper(), masked)
+        self.assertNotIn("update.jsonl.unmasked", os.listdir(room.path))
+
+        levels = room.levels()
+        status, again, _ = room.run("--replay", "update.jsonl", *words)
+        self.assertEqual(status, 4)
+        for drive in (*document["drives"], *again["drives"]):
+            drive["message"] = drive["message"].replace(drive.pop("serial"), "SERIAL")
+            drive.pop("library")
+        self.assertEqual(again["drives"], document["drives"])
+        self.assertEqual(room.levels(), levels)
+
+    def test_a_departure_ends_a_replay(self):
+        room = Room()
+        self.assertEqual(room.run("--record", "scan.jsonl", "scan")[0], 0)
+        scan = room.read("scan.jsonl")
+        room.write("edited.jsonl", scan.replace("12 01 80 00", "12 01 B0 00", 1))
+        room.write("cut.jsonl", scan[:len(scan) // 2])
+        room.write("damaged.jsonl", scan.replace('"asked"', "asked", 1))
+        room.write("longer.jsonl", scan + scan)
+        line = scan[:scan.index("12 01 80 00")].count("\n") + 1
+        for file, words, sentences in (
+                ("edited.jsonl", ["scan"], [f"departs from the recording in line {line}.\n  expected: DeviceIoControl",
+                                            '"12 01 B0 00', "\n  actual:   DeviceIoControl", '"12 01 80 00', "never came"]),
+                ("cut.jsonl", ["scan"], ["breaks off after line"]), ("damaged.jsonl", ["scan"], ["Line 2 ", "damaged"]),
+                ("px6.bin", ["scan"], ["px6.bin", "Line 1 "]), ("scan.jsonl", ["plan"], ["expected: no further call"]),
+                ("scan.jsonl", ["version"], ["recorded calls never came, the first in line 2: QueryDosDeviceA"]),
+                ("longer.jsonl", ["scan"], ["recorded calls never came"])):
+            status, document, error = room.run("--replay", file, *words, "--json")
+            self.assertEqual((status, document["status"]), (65, 65), error)
+            for sentence in sentences:
+                self.assertIn(sentence, document["message"])
+
+    def test_no_recording_is_written_over(self):
+        room = Room(files={"there.jsonl": "x"})
+        for words, sentence in ((["--record", "there.jsonl", "scan"], "there already"), (["--mask", "scan"], "--record"),
+                                (["--record", "no/such.jsonl", "scan"], "cannot be written"),
+                                (["mask", "px6.bin", "there.jsonl"], "there already")):
+            status, document, _ = room.run(*words, "--json")
+            self.assertEqual(status, 64)
+            self.assertIn(sentence, document["message"])
+        self.assertEqual(room.read("there.jsonl"), "x")
 
 
 class Others(unittest.TestCase):

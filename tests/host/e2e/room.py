@@ -65,7 +65,8 @@ class Room:
         return {d["serial"]: now for d, now in zip(self.before, self.levels().values()) if d["level"] != now}
 
     def start(self, *words, **options):
-        return subprocess.Popen([*COMMAND, *words, "--room", self.name], cwd=self.path, text=True, encoding="utf-8",
+        room = [] if "--replay" in words else ["--room", self.name]
+        return subprocess.Popen([*COMMAND, *words, *room], cwd=self.path, text=True, encoding="utf-8",
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, stdin=subprocess.DEVNULL, **options)
 
     def run(self, *words):
