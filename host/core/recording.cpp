@@ -49,7 +49,7 @@ SessionRecorder::SessionRecorder(const SessionOptions& options)
     : file_(openForMore(options.record)),
       recorder_(file_, {{"command", options.command},
                         {"library", kiv_version()},
-                        {"host", "kivhost " KIVHOST_VERSION},
+                        {"tool", "kivhost " KIVHOST_VERSION},
                         {"system", platform::systemVersion()}}) {}
 
 void refuseExisting(const std::string& file, bool mask) {
