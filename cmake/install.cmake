@@ -11,7 +11,8 @@ if(WIN32)
   endif()
   write_basic_package_version_file(${PROJECT_BINARY_DIR}/kivConfigVersion.cmake COMPATIBILITY SameMajorVersion)
   install(FILES cmake/kivConfig.cmake ${PROJECT_BINARY_DIR}/kivConfigVersion.cmake DESTINATION lib/cmake/kiv)
-  install(FILES docs/host.md docs/kivhost.schema.json docs/fleet.md docs/embedding.md docs/sdk.md docs/rooms.md DESTINATION docs)
+  install(FILES docs/host.md docs/kivhost.schema.json docs/fleet.md docs/embedding.md docs/recordings.md docs/sdk.md docs/rooms.md
+    DESTINATION docs)
   install(DIRECTORY docs/samples/ DESTINATION samples)
   install(FILES bindings/python/kiv.py DESTINATION samples/python)
   # Not what a roll-out from this tree has left.
