@@ -33,11 +33,12 @@ void scan() {
 
 Recording recordedScan() {
   simulator::Room room;
-  auto& drive = room.addDrive({.target = 1, .serial = "1068000451"}, {.cartridge = true});
-  room.addDrive({.target = 2, .claimed = true, .driver = simulator::DriverOptions{}});
-  const simulator::ChangerOptions bay{.drives = {0x0100, 1}, .bays = {&drive}};
-  room.addChanger({.target = 3}, bay);
-  room.addChanger({.target = 4, .claimed = true, .driver = simulator::DriverOptions{}}, bay);
+  const simulator::DriverOptions driver;
+  auto& first = room.addDrive({.target = 1, .serial = "1068000451"}, {.cartridge = true});
+  auto& second = room.addDrive({.target = 2, .serial = "1068000452", .claimed = true, .driver = driver});
+  room.addChanger({.target = 3}, {.drives = {0x0100, 1}, .bays = {&first}});
+  room.addChanger({.target = 4, .claimed = true, .driver = driver},
+                  {.drives = {0x0100, 1}, .bays = {&second}});
   std::stringstream text;
   {
     const simulator::recording::Recorder recorder(text, Json::object());
