@@ -51,8 +51,9 @@ void row(const char* work, bool identifiers) {
   const auto decode = [&] {
     keep(ChangerElementStatusData(data.data(), static_cast<ulong32>(data.size()), identifiers));
   };
-  const double floor = secondsOf([&] { lookOnce(data); }, 50);
-  print({work, "one pass over the bytes", "<= 3", secondsOf(decode, 50) / floor});
+  print({work, "one pass over the bytes", "<= 3",
+         ratioOf(
+             decode, [&] { lookOnce(data); }, 50)});
   const std::size_t before = allocationCount();
   decode();
   print({"    allocations, each", "", "<= 1", static_cast<double>(allocationCount() - before) / ELEMENTS});

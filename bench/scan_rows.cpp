@@ -13,7 +13,7 @@ constexpr unsigned DEVICES = ADAPTERS * DEVICES_PER_ADAPTER;
 double scanOf(unsigned driverDevices) {
   hollow::become({.hostAdapters = 1, .devicesPerAdapter = 0, .driverDevices = driverDevices});
   DeviceController controller;
-  return secondsOf([&] { controller.rescanSCSIBus(true, "", "", ""); });
+  return shortestOf([&] { controller.rescanSCSIBus(true, "", "", ""); }, 9);
 }
 
 }  // namespace
@@ -22,7 +22,7 @@ void scanRows() {
   hollow::become({.hostAdapters = ADAPTERS, .devicesPerAdapter = DEVICES_PER_ADAPTER});
   DeviceController controller;
   const auto scan = [&] { controller.rediscoverSCSIBus(false, "", "", ""); };
-  print({"scan of unclaimed devices, each", "", "<= 10", secondsOf(scan) / DEVICES * 1e6, " us"});
+  print({"scan of unclaimed devices, each", "", "<= 10", shortestOf(scan, 9) / DEVICES * 1e6, " us"});
   const std::size_t before = allocationCount();
   scan();
   print({"    its allocations", "", "<= 60", static_cast<double>(allocationCount() - before) / DEVICES});

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t IMAGE_LENGTH = 16'777'216;
 constexpr std::size_t CHUNK = 32768;
-constexpr int UPDATES = 10;
+constexpr int UPDATES = 100;
 
 std::vector<unsigned char> chunk(CHUNK);
 
@@ -56,14 +56,8 @@ void updateRows() {
   require(scanScsiBus(KIV_OUTPUT_NONE) == FW_NO_ERROR, "scan");
 
   const auto update = [] { require(updateFirmware(0, 0, true) == FW_NO_ERROR, "update"); };
-  const auto several = [](auto work) {
-    return [=] {
-      for (int i = 0; i < UPDATES; ++i) work();
-    };
-  };
-  const double floor = secondsOf(several(readAndCopy));
   print({"updates of 16 MiB one after the other", "read the file and copy it once", "<= 1.05",
-         secondsOf(several(update)) / floor});
+         ratioOf(update, readAndCopy, UPDATES)});
 
   ScsiTarget& drive = *listOfSupportedDevices[0];
   drive.openDevice();
@@ -72,7 +66,8 @@ void updateRows() {
     require(UpdateFirmware().performFirmwareUpdate(&drive, image.data(), IMAGE_LENGTH) == FW_NO_ERROR,
             "download");
   };
-  const double copy = secondsOf(several([&] { copyInChunks(image.data()); }));
-  print({"download loop alone", "the copy", "<= 1.05", secondsOf(several(download)) / copy});
+  print({"download loop alone", "the copy", "<= 1.05",
+         ratioOf(
+             download, [&] { copyInChunks(image.data()); }, UPDATES)});
   drive.closeDevice();
 }

@@ -44,15 +44,16 @@ bool ElemStatusDescriptor::bit(std::size_t byte, unsigned int number) const {
 }
 
 void ElemStatusDescriptor::decodeData() {
-  elementAddress = readBe16(bytes(), 0);
+  const auto data = bytes();
+  elementAddress = readBe16(data, 0);
   full = bit(2, 0);
   except = bit(2, 2);
-  asc = readByte(bytes(), 4);
-  ascq = readByte(bytes(), 5);
+  asc = readByte(data, 4);
+  ascq = readByte(data, 5);
   srcValid = bit(9, 7);
-  srcStorageElemAddress = readBe16(bytes(), 10);
+  srcStorageElemAddress = readBe16(data, 10);
   if (primVolumeTagValid && bytesAvailable >= LEAST_WITH_VOLUME_TAG) {
-    const std::string_view tag = viewText(bytes(), DESCRIPTOR_HEADER, VOLUME_TAG);
+    const std::string_view tag = viewText(data, DESCRIPTOR_HEADER, VOLUME_TAG);
     // Of blanks one is kept: a tag of nothing else is not an empty one.
     guarded([&] { primVolumeTag = tag.substr(0, std::max<std::size_t>(1, tag.find_last_not_of(' ') + 1)); });
   }

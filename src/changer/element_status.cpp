@@ -71,6 +71,7 @@ void ChangerElementStatusPage::decodeData() {
   auto rest = page.subspan(PAGE_HEADER);
   rest = rest.first(std::min<std::size_t>(rest.size(), byteDescAvailable));
   logDump("SCSI", "ChangerElementStatusPage::decodeData, page", page.first(PAGE_HEADER + rest.size()));
+  if (descriptorLength != 0) descriptors.reserve(std::min(rest.size() / descriptorLength, MOST_DESCRIPTORS));
   while (descriptorLength != 0 && rest.size() >= descriptorLength && descriptors.size() < MOST_DESCRIPTORS) {
     auto descriptor = makeDescriptor(typeCode, withIdentifier, rest.data(), static_cast<ulong32>(rest.size()),
                                      descriptorLength, primaryVolumeTag);

@@ -35,8 +35,10 @@ bool ConfigFilename::addEntry(std::string line) {
   entry.setUCodeLevel(std::string(level));
   // The product begins the line.
   line.resize(product.size());
-  const auto [place, isNew] = table.try_emplace(std::move(line), std::move(entry));
-  if (!isNew) {
+  // In a file that is in order the place is the end.
+  const std::size_t before = table.size();
+  const auto place = table.try_emplace(table.end(), std::move(line), std::move(entry));
+  if (table.size() == before) {
     logger->logDebug("CFGC", 0, "Component ID %s is already configured, item will be ignored",
                      place->first.c_str());
   }
