@@ -20,11 +20,16 @@ class Association {
  public:
   Association(std::uint8_t hostAdapter, std::uint8_t busNumber, std::uint64_t target, std::uint64_t unit)
       : host(hostAdapter), bus(busNumber), targetId(target), lun(unit) {
-    note("ScsiTarget::openDevice Host:" + std::to_string(host) + " Bus :" + std::to_string(bus) +
-         " Target:" + std::to_string(targetId) + " Lun:" + std::to_string(lun));
+    note("ScsiTarget::openDevice Host:", host, " Bus :", bus, " Target:", targetId, " Lun:", lun);
   }
 
-  void note(const std::string& step) { trace += step + "\n"; }
+  /// Adds a step, given in parts. What the log would leave out is not written down.
+  template <typename... Parts>
+  void note(const Parts&... parts) {
+    if (!logger->writes(LOG_ERROR)) return;
+    (append(parts), ...);
+    trace += '\n';
+  }
 
   /// Looks the address up in the port driver's list.
   std::optional<InquiryRecord> findRecord(HANDLE port);
@@ -33,6 +38,8 @@ class Association {
   void logFailure(const std::string& name, bool byName) const;
 
  private:
+  void append(std::string_view part) { trace += part; }
+  void append(std::uint64_t number) { trace += std::to_string(number); }
   std::optional<InquiryRecord> notListed();
   Handle openIfSame(const std::string& path);
 
@@ -57,7 +64,7 @@ std::optional<InquiryRecord> Association::findRecord(HANDLE port) {
     logger->logError("SCSI", 0,
                      "ScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=%d (%s) buffersize:%d",
                      static_cast<int>(error), text.c_str(), static_cast<int>(INQUIRY_BUFFER_LIMIT));
-    note("ScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=" + std::to_string(error));
+    note("ScsiTarget::openDevice IOCTL_SCSI_GET_INQUIRY_DATA failed, errno=", error);
     return std::nullopt;
   }
   if (list->busCount() <= bus) {
@@ -97,7 +104,7 @@ Handle Association::openIfSame(const std::string& path) {
   Handle device = openShared(path);
   if (!device) return {};
   logger->logDebug("SCSI", 0, "Class Driver opened %s", path.c_str());
-  note("Class Driver opened " + path);
+  note("Class Driver opened ", path);
 
   const auto address = askScsiAddress(device.get());
   if (!address) {
@@ -105,7 +112,7 @@ Handle Association::openIfSame(const std::string& path) {
     const std::string text = systemErrorText(error);
     logger->logError("SCSI", 0, "ScsiTarget::IOCTL_SCSI_GET_ADDRESS for %s failed, errno=%d (%s)",
                      path.c_str(), static_cast<int>(error), text.c_str());
-    note("IOCTL_SCSI_GET_ADDRESS failed, errno=" + std::to_string(error));
+    note("IOCTL_SCSI_GET_ADDRESS failed, errno=", error);
     return {};
   }
   if (address->PortNumber == host && address->PathId == bus && address->TargetId == targetId &&
@@ -121,7 +128,7 @@ Handle Association::findClassDevice(std::uint8_t deviceType, std::string& path) 
   const char* prefix = classDevicePrefix(deviceType);
   if (prefix == nullptr) {
     logger->logError("SCSI", 0, "ScsiTarget::open try to open unsupporteddevice typ:%d", deviceType);
-    note("unsupported device type " + std::to_string(deviceType));
+    note("unsupported device type ", deviceType);
     return {};
   }
   for (int index = 0; index < CLASS_DEVICE_COUNT; ++index) {
@@ -221,17 +228,17 @@ ReturnCode ScsiTarget::openDeviceNoInq(std::uint8_t hostAdapter, std::uint64_t t
     logger->logDebug("SCSI", 0, "Generic Port Driver will be used");
     if (!wantedName.empty()) {
       logger->logDebug("SCSI", 0, "Driver Name: %s", wantedName.c_str());
-      association.note("Driver Name:" + wantedName);
+      association.note("Driver Name:", wantedName);
     }
 
     // The port stays the driver name of a target that cannot be opened: a bus rescan through it can bring the
     // device back.
     driverName = portPath(hostAdapter);
-    association.note("ScsiTarget::openDevice standard windows driver: " + driverName +
-                     " WinDrvVer:" + tapeDrvVersion);
+    association.note("ScsiTarget::openDevice standard windows driver: ", driverName,
+                     " WinDrvVer:", tapeDrvVersion);
     Handle device = openShared(driverName);
     if (!device) return fail();
-    association.note("Open passes :" + driverName);
+    association.note("Open passes :", driverName);
     const auto record = association.findRecord(device.get());
     if (!record) return fail();
     deviceTyp = record->deviceType;
@@ -244,7 +251,7 @@ ReturnCode ScsiTarget::openDeviceNoInq(std::uint8_t hostAdapter, std::uint64_t t
       device = association.findClassDevice(record->deviceType, path);
       if (!device) return fail();
       logger->logDebug("SCSI", 0, "drivername for claimed device is %s", path.c_str());
-      association.note("drivername for claimed device is " + path);
+      association.note("drivername for claimed device is ", path);
     }
     driverName.swap(path);
     deviceHandle = device.release();

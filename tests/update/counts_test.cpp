@@ -3,6 +3,7 @@
 
 #include "frame/log_dump.h"
 #include "kiv/changer/element_status.h"
+#include "kiv/scsi/big_endian.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/update/update_firmware.h"
 #include "tests/support/memory.h"
@@ -61,7 +62,11 @@ TEST_F(Counts, OfOneMoreDeviceChunkCommandAndElement) {
        [&] { controller.rediscoverSCSIBus(false, "", "", ""); },
        {1, 4, 60}},
       {"chunk of a download",
-       [&](unsigned count) { bytes = simulator::makeFirmwareImage("B300", count * std::size_t{32768}); },
+       [&](unsigned count) {
+         // Never the whole image, which would have the drive restart.
+         bytes = simulator::makeFirmwareImage("B300", 64 * std::size_t{32768});
+         bytes.resize(count * std::size_t{32768});
+       },
        [&] {
          UpdateFirmware().performFirmwareUpdate(&target, bytes.data(), static_cast<ulong32>(bytes.size()));
        },
@@ -76,7 +81,8 @@ TEST_F(Counts, OfOneMoreDeviceChunkCommandAndElement) {
        repeat([&] { logDump("SCSI", "Standard Inquiry Page 0x00", bytes); }),
        {0, 0, 0}},
   };
-  openDrive({});
+  room.addDrive({.target = 5});
+  ASSERT_EQ(openAt(target, 0, 0, 5), CMD_OK);
   for (const Work& work : works) {
     constexpr unsigned FEW = 4;
     constexpr unsigned MORE = 16;
