@@ -8,58 +8,25 @@
 #include "host/core/progress_view.h"
 #include "host/core/text.h"
 #include "kiv/kiv_c.h"
+#include "tests/support/record.h"
 
 namespace {
 
 using testing::HasSubstr;
 
-/// "3: quotes are ..." for each warning.
-std::string shown(const std::vector<host::Warning>& warnings) {
-  std::string text;
-  for (const host::Warning& warning : warnings)
-    text += std::to_string(warning.line) + ": " + warning.message.substr(0, 20) + "\n";
-  return text;
-}
-
 TEST(ConfigLint, TellsEveryLineThatIsNotReadAsItLooks) {
   using namespace std::string_literals;
   const std::string good = "# comment\r\n\r\n \t\nQOR-A:SAS\t a.bin  E6Q4\r\n\n  #x\nQOR-B b.bin 3.20";
-  const struct {
-    std::string text, config, devlist;
-  } rows[] = {
-      {"", "", ""},
-      {good, "", ""},
-      {"\xEF\xBB\xBF" + good, "1: the file begins with\n", "1: the file begins with\n"},
-      {"\xFF\xFEQ\0O\0\n\0\n\0"s, "1: the file is in UTF-1\n", "1: the file is in UTF-1\n"},
-      {"Q\0O\0\n\0\n\0"s, "1: the file is in UTF-1\n", "1: the file is in UTF-1\n"},
-      {"\n\nQOR-A \"a.bin\" E6Q4\n", "3: quotes are read as p\n", "3: quotes are read as p\n"},
-      {"QOR-A a.bin\n\nQOR-A\n", "1: the line is not read,\n3: the line is not read,\n",
-       "3: the line is not read:\n"},
-      {"QOR-A a.bin E6Q4 # new\n", "1: the level reads \"E6Q\n", ""},
-      {"QOR-A my image.bin E6Q4\n", "1: the level reads \"imag\n", ""},
-      {"QOR-A a.bin 1\n\nQOR-A  a.bin 1\n", "3: QOR-A stands in line \n", "3: a.bin 1 stands in lin\n"},
-      {"QOR-A a.bin 1\rQOR-B b.bin 1\r", "1: carriage returns alon\n1: the level reads \"1 QO\n",
-       "1: carriage returns alon\n"},
-      {"LibraryCheck=true\nAutomationReadyCheck=false\n",
-       "1: the line is not read,\n2: the line is not read,\n", ""},
-      {"LibraryCheck = true\nLibraryChek=true\n", "2: the line is not read,\n",
-       "1: a switch is one word\n2: the line is not read:\n"},
-      {"AutomationReadyCheck=false\n1 QOR-A:SAS:AutomationReady\n",
-       "1: the line is not read,\n2: the line is not read,\n", "1: AutomationReadyCheck=\n"},
-  };
-  const auto cut = [](std::string text) {  // the rows' words, as shown() cuts them
-    std::string result;
-    for (std::size_t at = 0; at < text.size();) {
-      const std::size_t end = text.find('\n', at);
-      const std::size_t words = text.find(": ", at) + 2;
-      result += text.substr(at, std::min(end, words + 20) - at) + "\n";
-      at = end + 1;
-    }
-    return result;
-  };
-  for (const auto& [text, config, devlist] : rows) {
-    EXPECT_EQ(shown(host::lintConfig(text)), cut(config)) << text;
-    EXPECT_EQ(shown(host::lintDevlist(text)), cut(devlist)) << text;
+  Record record;
+  for (const std::string& text :
+       {""s, good, "\xEF\xBB\xBF" + good, "\xFF\xFEQ\0O\0\n\0\n\0"s, "Q\0O\0\n\0\n\0"s,
+        "\n\nQOR-A \"a.bin\" E6Q4\n"s, "QOR-A a.bin\n\nQOR-A\n"s, "QOR-A a.bin E6Q4 # new\n"s,
+        "QOR-A my image.bin E6Q4\n"s, "QOR-A a.bin 1\n\nQOR-A  a.bin 1\n"s, "QOR-A a.bin 1\rQOR-B b.bin 1\r"s,
+        "LibraryCheck=true\nAutomationReadyCheck=false\n"s, "LibraryCheck = true\nLibraryChek=true\n"s,
+        "AutomationReadyCheck=false\n1 QOR-A:SAS:AutomationReady\n"s}) {
+    record(text);
+    for (const host::Warning& w : host::lintConfig(text)) record("  Config.txt", w.line, w.message);
+    for (const host::Warning& w : host::lintDevlist(text)) record("  Devlist.txt", w.line, w.message);
   }
   std::vector<host::ConfigEntry> entries;
   host::lintConfig(good, &entries);

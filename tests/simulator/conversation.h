@@ -5,11 +5,12 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <sstream>
 #include <string>
 
 #include "simulator/room/room.h"
 #include "tests/simulator/device_client.h"
-#include "tests/support/hex.h"
+#include "tests/support/record.h"
 
 namespace simulator {
 
@@ -49,6 +50,30 @@ class Conversation : public DeviceClient {
       std::string got = step.out ? send(step.cdb, bytes(step.out)) : fetch(step.cdb, 2048);
       if (got.empty()) got = toHex(std::span(data).subspan(std::min(step.from, data.size())));
       EXPECT_EQ(got.substr(0, expected.empty() ? got.size() : expected.size()), expected) << step.cdb;
+    }
+  }
+
+  /// Follows a part of tests/data/conversations/SUITE.TEST.txt, from the line "== PART" on. A line is a
+  /// command, "< " and data that go out with it, "> " and what it should bring, "@N" from byte N on.
+  void follow(int part) {
+    const std::string begin = "== " + std::to_string(part);
+    std::istringstream script(testData("conversations/" + testName() + ".txt"));
+    std::string line;
+    while (line != begin && std::getline(script, line)) {
+    }
+    ASSERT_TRUE(script) << "no " << begin;
+    while (std::getline(script, line) && !line.starts_with("==")) {
+      if (line.empty() || line.starts_with('#')) continue;
+      const std::size_t brings = line.find(" >"), sends = std::min(line.find(" < "), brings);
+      const std::string cdb = line.substr(0, sends);
+      const std::string out = sends < brings ? line.substr(sends + 3, brings - sends - 3) : "";
+      std::string expected = line.size() > brings + 3 ? line.substr(brings + 3) : "";
+      std::size_t from = 0;
+      if (expected.starts_with('@')) {
+        from = std::stoul(expected.substr(1));
+        expected.erase(0, expected.find(' ') + 1);
+      }
+      follow({{cdb.c_str(), expected.c_str(), from, sends < brings ? out.c_str() : nullptr}});
     }
   }
 

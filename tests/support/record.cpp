@@ -15,18 +15,7 @@
 
 namespace {
 
-/// SUITE.TEST of the test that runs, or SUITE.TEST.PARAMETER.
-std::string dataFile() {
-  const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
-  std::string name = std::string(test.test_suite_name()) + "." + test.name();
-  std::ranges::replace(name, '/', '.');
-  return std::string(KIV_TEST_DATA) + "/" + name + ".txt";
-}
-
-std::string read(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+constexpr const char* DATA = KIV_TEST_DATA "/";
 
 /// Bytes that are no text, as \xNN.
 std::string printable(const std::string& value) {
@@ -48,15 +37,27 @@ std::string nameOf(const QORScsiCommand* twin) {
 
 }  // namespace
 
+std::string testName() {
+  const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+  std::string name = std::string(test.test_suite_name()) + "." + test.name();
+  std::ranges::replace(name, '/', '.');
+  return name;
+}
+
+std::string testData(const std::string& name) {
+  std::ifstream file(DATA + name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 Record::~Record() {
   if (text.empty() || testing::Test::IsSkipped()) return;
-  const std::string name = dataFile();
+  const std::string name = testName() + ".txt";
   if (std::getenv("KIV_UPDATE_DATA") != nullptr) {
-    std::filesystem::create_directories(KIV_TEST_DATA);
-    std::ofstream(name, std::ios::binary) << text;
+    std::filesystem::create_directories(DATA);
+    std::ofstream(DATA + name, std::ios::binary) << text;
     return;
   }
-  const std::string expected = read(name);
+  const std::string expected = testData(name);
   if (text == expected) return;
   const auto [actual, wanted] = std::mismatch(text.begin(), text.end(), expected.begin(), expected.end());
   const auto line = [](const std::string& whole, std::string::const_iterator at) {
@@ -65,7 +66,7 @@ Record::~Record() {
     return at == whole.begin() ? whole.substr(0, whole.find('\n'))
                                : whole.substr(begin, whole.find('\n', begin) - begin);
   };
-  ADD_FAILURE() << name << ":" << 1 + std::count(text.begin(), actual, '\n') << ": expected\n  "
+  ADD_FAILURE() << DATA << name << ":" << 1 + std::count(text.begin(), actual, '\n') << ": expected\n  "
                 << line(expected, wanted) << "\nbut was\n  " << line(text, actual)
                 << "\nKIV_UPDATE_DATA=1 writes the file anew.";
 }

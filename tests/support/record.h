@@ -11,6 +11,11 @@
 
 class GenericScsiCommand;
 
+/// SUITE.TEST of the test that runs, or SUITE.TEST.PARAMETER.
+std::string testName();
+/// A file of tests/data.
+std::string testData(const std::string& name);
+
 /// What a test saw, line by line. In the end the whole is compared with tests/data/SUITE.TEST.txt. With
 /// KIV_UPDATE_DATA set in the environment it is written there instead, to be reviewed as a difference.
 class Record {
