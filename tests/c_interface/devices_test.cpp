@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "kiv/scsi/big_endian.h"
 #include "tests/c_interface/c_interface_test.h"
 
 namespace {
@@ -18,6 +19,16 @@ class Devices : public CInterfaceTest {
                           .interface = simulator::Interface::Sas,
                           .claimed = claimed});
   }
+  /// Records an element, unless it is an empty slot; the last is the drive at 257.
+  static std::int32_t tellElement(const kiv_element* e, void* user) {
+    auto& out = *static_cast<Record*>(user);
+    if (e->type != KIV_ELEMENT_STORAGE || e->full)
+      out("element", e->type, e->address, e->full, e->access, e->except, e->asc, e->ascq, e->import_enabled,
+          e->export_enabled, e->operator_placed, e->source_valid, e->invert, e->lun_valid, e->lun,
+          e->id_valid, e->bus_address, e->not_bus, e->source, e->barcode, e->drive_serial);
+    return e->address == 257 ? 1 : 0;
+  }
+
   std::uint8_t targets = 0;
 };
 
@@ -83,21 +94,33 @@ TEST_F(Devices, StandInLibrariesThatAreAskedOnce) {
   EXPECT_EQ(room.journal().count("B8"), 1u);
   tellDevices("found");
   const kiv_device tapeLibrary = kiv_device_find("LIB");
-  const auto take = [](const kiv_element* e, void* user) {
-    auto& out = *static_cast<Record*>(user);
-    if (e->type != KIV_ELEMENT_STORAGE || e->full)
-      out("element", e->type, e->address, e->full, e->access, e->except, e->asc, e->ascq, e->import_enabled,
-          e->export_enabled, e->operator_placed, e->source_valid, e->invert, e->lun_valid, e->lun,
-          e->id_valid, e->bus_address, e->not_bus, e->source, e->barcode, e->drive_serial);
-    return e->address == 257 ? 1 : 0;
-  };
-  tellResult("elements", kiv_elements(tapeLibrary, take, &record));
+  tellResult("elements", kiv_elements(tapeLibrary, tellElement, &record));
   for (int i = 0; i < 2; ++i) tellResult("move", kiv_move_medium(tapeLibrary, 0, 10999, 1000));
   EXPECT_NE(library.element(1000).cartridge, nullptr);
   room.addFault({.cdb = "A5", .sense = Sense{5, 0x53, 2}});
   tellResult("kept", kiv_move_medium(tapeLibrary, 1, 1000, 10999));
   room.addFault({.cdb = "A5", .status = 0x18});
   tellResult("reserved", kiv_move_medium(tapeLibrary, 1, 1000, 10999));
+}
+
+TEST_F(Devices, TellEveryBitOfAnElement) {
+  const std::uint16_t first[] = {0, 0, 1000, 16, 256};
+  room.addChanger({.target = 3, .model = "TAPELIB-40", .serial = "LIB"},
+                  {.importExport = {first[3], 24}, .drives = {first[4], 24}, .slots = {first[2], 24}});
+  ASSERT_EQ(kiv_scan(0), KIV_OK);
+  for (const std::uint8_t type : std::initializer_list<std::uint8_t>{2, 3, 4}) {
+    Bytes report(16 + 24 * 12);
+    writeBigEndian(report, 0, 8, std::uint64_t{first[type]} << 48 | std::uint64_t{24} << 32 | (8 + 24 * 12));
+    report[8] = type, report[11] = 12;
+    writeBigEndian(report, 13, 3, 24 * 12);
+    for (std::size_t k = 0; k < 24; ++k) {  // one bit of byte 2, 6 or 9 each
+      writeBigEndian(report, 16 + k * 12, 2, first[type] + k);
+      report[16 + k * 12 + std::array{2, 6, 9}[k / 8]] = static_cast<std::uint8_t>(1u << k % 8);
+    }
+    room.addFault({.cdb = "B8 1" + std::to_string(type), .times = 0, .reply = report});
+  }
+  const auto all = [](const kiv_element* e, void* user) { return tellElement(e, user) & 0; };
+  tellResult("elements", kiv_elements(kiv_device_find("LIB"), all, &record));
 }
 
 TEST_F(Devices, TakeCommandsAndParameters) {

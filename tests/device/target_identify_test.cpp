@@ -103,7 +103,7 @@ TEST_F(TargetIdentify, TellsTheInterface) {
   for (const std::uint32_t length : {38u, 39u}) {
     room.addFault({.cdb = "12 00 00 00 60", .transfer = length});
     room.addFault({.cdb = "12 01 83", .sense = Sense{.key = 5, .asc = 0x24}});
-    identify();
+    record("log", logOf([&] { identify(); }));
     record("bytes of standard data", length, target.getInterfaceType());
   }
 }

@@ -127,6 +127,7 @@ TEST(TapeCommands, ExchangeInformation) {
   COMMAND(TapeCmdLogSelect(true, 3, 0x0102));
   COMMAND(TapeCmdLogSelect(true, 3, 0x0102), c.setPcrFlag(false), c.setPageControl(5), c.setAllocLength(9));
   COMMAND(TapeCmdReportDensitySupport(true, 0x0204));
+  COMMAND(TapeCmdReportDensitySupport(false, 4), c.setMediaFlag(true));
   COMMAND(TapeCmdReportDensitySupport(true, 4), c.setMediaFlag(false), c.setAllocationLength(0x0103));
   COMMAND(TapeCmdReportTimeStamp(0x01000C));
   COMMAND(TapeCmdReportDynamicRuntimeInformation(0xE1, 0x0102, 0x0304, 0x010203));

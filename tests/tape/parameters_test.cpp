@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr std::uint8_t SENSE = 32;
+constexpr std::uint8_t SENSE = 24;
 
 class Parameters : public RoomTest {
  protected:
@@ -12,7 +12,8 @@ class Parameters : public RoomTest {
     TapeMetaCmdSetParam command(&device, type, value, SENSE);
     observe("set " + std::to_string(type) + " to " + std::to_string(value),
             [&] { return command.setParameter(); });
-    TELL(command.getExecutionStatus(), command.getSenseKey(), command.getAdditionalFailureCode());
+    TELL(command.getExecutionStatus(), command.getSenseKey(), command.getAdditionalFailureCode(),
+         command.getSenseDataLength());
   }
   /// "Name=value" of all that a query finds.
   void query(TapeMetaCmdQueryParam command) {
@@ -23,6 +24,9 @@ class Parameters : public RoomTest {
       found.push_back(entry->getParameterName() + "=" + entry->getDecodedValue());
     }
     record("found", found);
+    const ReturnCode again = command.queryParameter();  // finds the same, not the same once more
+    const ParameterVector& all = command.getAllParameters();
+    TELL(again, all.getParameterCount(), all.getChangeableParameterCount(), command.getSenseDataLength());
   }
 
   simulator::VirtualDrive& drive = openDrive({.model = "ULTRIUM-PX6"});

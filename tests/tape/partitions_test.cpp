@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::uint8_t SENSE = 32;
+constexpr std::uint8_t SENSE = 24;
 
 /// Partitions of 100, 101, ... units, the last of which takes what is left.
 struct Layout : TapeCmdCreatePartition {
@@ -27,7 +27,8 @@ class Partitions : public RoomTest {
   void create(const std::string& what, Layout command) {
     command.gotParameters = false;
     observe("create " + what, [&] { return command.createPartitions(); });
-    TELL(command.gotParameters, command.numberPartitions, command.getExecutionStatus());
+    TELL(command.gotParameters, command.numberPartitions, command.getExecutionStatus(),
+         command.getSenseDataLength());
   }
   void query(const std::string& what, CmdQueryTapePartition command) {
     observe("query " + what, [&] { return command.getParameters(); });
@@ -37,7 +38,7 @@ class Partitions : public RoomTest {
          command.getNumberOfPartitions(number), command.getActivePartition(active));
     TELL(command.getDataPartitionType(method), command.getPartitionUnits(units),
          command.getPartitionType(type));
-    TELL(most, additional, number, active, method, units, type);
+    TELL(command.getSenseDataLength(), most, additional, number, active, method, units, type);
     for (std::uint16_t i = 0; i <= number % 99 + 1; ++i) {
       std::uint16_t size = 99;
       const ReturnCode result = command.getSize(i, size);
