@@ -36,7 +36,7 @@ TEST(Timeouts, StandInTheProperties) {
   ScsiTarget target = targetOf("R477 W12 PX7");
   TELL(target.getProperty("TIMEOUT_0x1B"), target.getProperty("TIMEOUT_0xE3"),
        target.getProperty("TIMEOUT_0x1b"));
-  for (const char* text : {"42", "0x20", "text", "", "-1", "99999999999", "7 s"}) {
+  for (const char* text : {"42", "1", "0", "0x20", "text", "", "-1", "99999999999", "7 s"}) {
     target.setProperty("TIMEOUT_0x0B", text);
     record(text, target.getTimeoutForOpcode(0x0b));
   }

@@ -160,6 +160,7 @@ TEST(TapeCommands, DisplayMessages) {
   COMMAND(TapeCmdDisplayMessage("LOADING TAPE", nullptr, 0x60, 0x08));
   COMMAND(TapeCmdDisplayMessage("A", "B", 0xE0, 0x1C), c.setControl(0x04), c.setMessage(1, "CD"));
   COMMAND(TapeCmdDisplayMessage("A", "B", 0xE0, 0x1C), c.setMessage(1, "12345678"), c.setMessage(1, "CD"), c.setMessage(-1, "X"), c.setMessage(2, "X"), c.setControl(0x04), c.setType(0x20));
+  COMMAND(TapeCmdDisplayMessage("A", "B", 0xE1, 0x1C), c.setControl(0x04), c.updateIoData());
   COMMAND(TapeCmdDisplayMessage("A", "B", 0xE0, 0x1C), c.initializeMessage(), c.updateIoData());
   for (const std::string& line : logOf([] { delete TapeCmdDisplayMessage("TOO LONG", "B", 0x20, 0x04).createQORCommand(); }))
     record(line);
