@@ -41,21 +41,28 @@ Json update(const DriveOrder& order, Session& session) {
                                order.serial, order.address));
   const Plan plan = makePlan(*drive, order.flags);
   Json json = toJson(*drive, plan);
-  if (!plan.writes()) {
-    addOutcome(json, plan, fmt::format("{}: {} Nothing was written.", drive->name(), plan.why));
-    return json;
-  }
-  if (plan.wanted != order.wanted || !plan.image || plan.image->sha256 != order.sha256)
+  // Also where the drive happens to run what Config.txt names now: that is not what was agreed to.
+  if ((!plan.wanted.empty() && plan.wanted != order.wanted) ||
+      (plan.image && plan.image->sha256 != order.sha256))
     return outcome(
         KIV_IMAGE_MISMATCH, plan.level, plan.level, 0,
         fmt::format("{}: Config.txt or the image was changed after the plan was shown, and nothing was "
                     "written: update again.",
                     drive->name()));
+  if (!plan.writes()) {
+    addOutcome(json, plan, fmt::format("{}: {} Nothing was written.", drive->name(), plan.why));
+    return json;
+  }
   kiv_set_restart_limit(order.restartLimit);
   kiv_update_result result{};
   result.size = sizeof result;
-  kiv_update(drive->handle, order.flags.bits() | KIV_REPORT_APPEND, onProgress, &session, &result);
+  const int status =
+      kiv_update(drive->handle, order.flags.bits() | KIV_REPORT_APPEND, onProgress, &session, &result);
   session.keepRoom();
+  // An update that could not begin leaves the result as it was.
+  if (status != KIV_OK && result.result == KIV_OK)
+    return outcome(status, plan.level, plan.level, 0,
+                   fmt::format("{}: {} Nothing was written.", drive->name(), lastErrorText(status)));
   return outcome(result, outcomeSentence(*drive, result));
 }
 

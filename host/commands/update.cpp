@@ -55,11 +55,9 @@ std::string unwritten(const Device& drive, const Plan& plan) {
 }
 
 /// What one drive can do to this process must not keep the next one from its update.
-Json updateOne(Run& run, const PlannedDrive& planned) {
-  Device drive = planned.drive;
-  drive.level = planned.plan.level;
+Json updateOne(Run& run, const Device& drive, const Plan& plan) {
   try {
-    return updateInProcess(orderFor(run, drive, planned.plan), drive, run.output, run.log,
+    return updateInProcess(orderFor(run, drive, plan), drive, run.output, run.log,
                            run.replay ? &*run.replay : nullptr);
   } catch (const HostError& error) {
     if (error.status == exitRecording) throw;
@@ -67,23 +65,32 @@ Json updateOne(Run& run, const PlannedDrive& planned) {
   }
 }
 
+void report(const Device& drive, Json& entry) {
+  const std::string lost = "The report scsiExe.txt could not be written.";
+  std::string message = entry["message"];
+  if (addToReport(drive, entry["result"]) || message.ends_with(lost)) return;
+  entry["message"] = message + ' ' + lost;
+}
+
 /// One drive after the other. Returns the exit status.
 int updateDrives(Run& run, const std::vector<PlannedDrive>& drives) {
   int status = KIV_OK;
   std::size_t good = 0;
   for (std::size_t i = 0; i < drives.size(); ++i) {
-    const auto& [drive, plan] = drives[i];
+    auto [drive, plan] = drives[i];
+    if (!plan.level.empty()) drive.level = plan.level;
     Json& entry = run.document["drives"][i];
     if (platform::interrupts() > 0) break;
     if (plan.writes()) {
       run.output.say(fmt::format("\nDrive {} of {}: {} at {}, {} to {}\n", i + 1, drives.size(), drive.name(),
                                  addressText(drive.address), plan.level, plan.wanted));
-      entry.update(updateOne(run, drives[i]));
+      entry.update(updateOne(run, drive, plan));
+      report(drive, entry);
       run.output.say(entry["message"].get<std::string>() + '\n');
     } else {
       // People have read below the plan why nothing is written.
       addOutcome(entry, plan, unwritten(drive, plan));
-      if (plan.status != KIV_OK) addToReport(drive, plan.status);
+      if (plan.status != KIV_OK) report(drive, entry);
     }
     if (entry["result"] == KIV_OK) {
       ++good;

@@ -6,7 +6,6 @@
 #include <chrono>
 
 #include "host/core/error.h"
-#include "host/core/report.h"
 #include "host/core/sentences.h"
 #include "host/platform/platform.h"
 
@@ -176,9 +175,7 @@ Json updateInProcess(DriveOrder order, const Device& drive, const Output& output
   const End end = watch.follow(process);
   if (end == End::Outcome) return watch.outcome;
   process.terminate();
-  const Json answer = answerFor(end, order, drive, watch.progress, replay);
-  addToReport(drive, answer["result"]);
-  return answer;
+  return answerFor(end, order, drive, watch.progress, replay);
 }
 
 }  // namespace host

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <string>
 
+#include "host/core/error.h"
 #include "host/core/text.h"
 
 namespace host {
@@ -51,7 +52,7 @@ std::string wholeEntries() {
 
 void startReport() { replaceFile(fileName, fmt::format("{}{}", header, trailer)); }
 
-void addToReport(const Device& drive, int result) {
+bool addToReport(const Device& drive, int result) {
   std::string report = wholeEntries();
   const std::string address = fmt::format("enum=\"{}\"", addressText(drive.address));
   if (report.find(address) == std::string::npos) {
@@ -67,7 +68,12 @@ void addToReport(const Device& drive, int result) {
         escapeXml(drive.component), address, product.substr(0, product.find(':')), product,
         escapeXml(drive.level), result == KIV_OK, result, messageOf(result), entryEnd);
   }
-  replaceFile(fileName, report + std::string(trailer));
+  try {
+    replaceFile(fileName, report + std::string(trailer));
+  } catch (const HostError&) {
+    return false;
+  }
+  return true;
 }
 
 }  // namespace host

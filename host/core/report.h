@@ -10,7 +10,7 @@ namespace host {
 void startReport();
 
 /// Adds a drive, unless the library has told of it in this run already. What a process left torn when it was
-/// ended goes.
-void addToReport(const Device& drive, int result);
+/// ended goes. Returns whether the report could be written.
+bool addToReport(const Device& drive, int result);
 
 }  // namespace host

@@ -133,6 +133,11 @@ class Processes(unittest.TestCase):
                 return process
         raise AssertionError(process.stderr.read())
 
+    @staticmethod
+    def kill_child(process):
+        with open(f"/proc/{process.pid}/task/{process.pid}/children", encoding="ascii") as children:
+            os.kill(int(children.read().split()[0]), signal.SIGKILL)
+
     def test_one_update_at_a_time(self):
         room = Room(**self.SLOW)
         first = self.begin(room)
@@ -170,20 +175,34 @@ class Processes(unittest.TestCase):
     @unittest.skipIf(WINDOWS, "needs a terminal")
     def test_asks_on_a_terminal(self):
         import pty
-        for answer, status in (("n", 14), ("y", 0)):
+        for answer, meanwhile, status in (("n", CONFIG, 14), ("y", CONFIG, 0), ("y", CONFIG.replace("E6Q4", "E6Q3"), 13)):
             room = Room()
             ours, theirs = pty.openpty()
             process = room.start("update", "0", preexec_fn=lambda: (os.dup2(theirs, 0), os.dup2(theirs, 2)))
+            asked = b""
+            while b"[y/N]" not in asked:
+                asked += os.read(ours, 100)
+            room.write("Config.txt", meanwhile)
             os.write(ours, (answer + "\n").encode())
             process.communicate()
             self.assertEqual((process.returncode, bool(room.changed())), (status, status == 0))
+            self.assertEqual(status == 14 or room.report(), status == 14 or {"0,0,3,0": status})
 
     @unittest.skipIf(WINDOWS, "looks for the process in /proc")
     def test_a_process_that_dies_is_answered_for(self):
+        room = Room(**self.SLOW, drives={B: {"cartridge": True}})
+        process = self.begin(room, "--json")
+        os.makedirs(room.file("scsiExe.txt.new/x"))  # no report can be written from now on
+        self.kill_child(process)
+        drives = room.document(process.communicate()[0])["drives"]
+        self.assertEqual([d["result"] for d in drives], [70, 11, 70])
+        for drive, sentence in zip(drives, ("could not be written", "could not be written", "cannot be written")):
+            self.assertIn(sentence, drive["message"])
+        self.assertEqual(room.changed(), {})
+
         room = Room(**self.SLOW)
         process = self.begin(room, "--record", "killed.jsonl", "--json")
-        with open(f"/proc/{process.pid}/task/{process.pid}/children", encoding="ascii") as children:
-            os.kill(int(children.read().split()[0]), signal.SIGKILL)
+        self.kill_child(process)
         drives = room.document(process.communicate()[0])["drives"]
         self.assertEqual([d["result"] for d in drives], [70, 0, 0])
         self.assertIn("still runs its old firmware", drives[0]["message"])
