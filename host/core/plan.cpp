@@ -27,7 +27,7 @@ constexpr Verdict verdicts[] = {
     {KIV_PLAN_DOWNGRADE, "downgrade", KIV_INVALID_UCODE, " Here that is --force."},
     {KIV_PLAN_CARTRIDGE_LOADED, "cartridge loaded", KIV_IN_USE, " Here that is --eject."},
     // Whether the cartridge comes out is seen when it is taken out.
-    {KIV_PLAN_REMOVAL_PREVENTED, "update", KIV_OK},
+    {KIV_PLAN_REMOVAL_PREVENTED, "update", KIV_OK, " It is updated only if the cartridge comes out by then."},
     {KIV_PLAN_CURRENT, "current", KIV_OK},
     {KIV_PLAN_UPDATE, "update", KIV_OK},
 };

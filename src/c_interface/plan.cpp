@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "c_interface/call.h"
 #include "c_interface/code_page.h"
@@ -40,6 +41,20 @@ std::int32_t resultOf(std::int32_t verdict) {
     default:
       return KIV_OK;
   }
+}
+
+/// Why an open drive does not pass for the one that the scan has seen; nothing when it does.
+std::optional<Failure> differentDrive(const FoundDevice& device, ScsiTarget& drive) {
+  const Answer serial = askSerialNumber(drive);
+  const std::string now = deviceText(serial.text);
+  if (now == device.info.serial) return std::nullopt;
+  if (serial.given)
+    return Failure{KIV_STALE_DEVICE,
+                   "A drive with the serial number \"" + now + "\" stands in its place: scan again."};
+  return Failure{KIV_NO_ACCESS,
+                 "Does not tell its serial number any more (" + outcomeText(serial.outcome) +
+                     "): check power and cabling, and scan again.",
+                 serial.outcome.windowsError, serial.outcome.sense};
 }
 
 /// The checks of one plan, in the order of the verdicts. Each settles the verdict, or leaves it open.
@@ -106,7 +121,12 @@ class Planning {
              level.outcome);
       return;
     }
-    requireSameDrive(device, drive);
+    if (const auto failure = differentDrive(device, drive)) {
+      settle(KIV_PLAN_NOT_REACHABLE, failure->text,
+             {.windowsError = failure->windowsError, .sense = failure->sense});
+      plan.info.result = failure->result;
+      return;
+    }
     plan.level = deviceText(level.text);
     copyText(plan.info.level, plan.level);
   }
@@ -185,7 +205,7 @@ class Planning {
   void askRemoval(ScsiTarget& drive) {
     if (!has(KIV_EJECT)) {
       settle(KIV_PLAN_CARTRIDGE_LOADED, "Holds a cartridge: take it out, or let the update eject it.");
-    } else if (isRemovalPrevented(drive)) {
+    } else if (!isCurrent() && isRemovalPrevented(drive)) {
       settle(KIV_PLAN_REMOVAL_PREVENTED, "Holds a cartridge that a host keeps in: end the job that uses it.");
     }
   }
@@ -208,13 +228,7 @@ void requireDriveAndFlags(const FoundDevice& device, std::uint32_t flags) {
 }
 
 void requireSameDrive(const FoundDevice& device, ScsiTarget& drive) {
-  const Answer serial = askSerialNumber(drive);
-  if (deviceText(serial.text) == device.info.serial) return;
-  throw Failure{KIV_STALE_DEVICE, "Where " + nameOf(device) + " stood, " +
-                                      (serial.given ? "a drive with the serial number \"" +
-                                                          deviceText(serial.text) + "\" answers"
-                                                    : "no drive tells its serial number") +
-                                      ": scan again."};
+  if (auto failure = differentDrive(device, drive)) throw std::move(*failure);
 }
 
 KIV_API std::int32_t kiv_plan(kiv_device device, std::uint32_t flags, kiv_plan_info* info) {

@@ -12,7 +12,7 @@ struct Plan {
   std::string image;   ///< as Config.txt names it
 };
 
-/// Finds that out on the drive itself. Throws a failure when another drive stands at its address now.
+/// Finds that out on the drive itself.
 Plan planUpdate(const FoundDevice& device, std::uint32_t flags);
 
 /// Throws a failure unless this is a drive and the flags are those of an update.

@@ -81,6 +81,7 @@ TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
   addDrive("HIGHER", {}, "C333");
   addDrive("LOADED", {.cartridge = true});
   addDrive("KEPT", {.cartridge = true, .removalPrevented = true});
+  addDrive("DONE", {.cartridge = true, .removalPrevented = true}, "B222");
   addDrive("RESERVED", {.reserved = true});
   room.addFault({.cdb = "00", .device = addDrive("MANUAL").address(), .times = 0, .sense = Sense{2, 4, 3}});
   room.addFault({.cdb = "00", .device = addDrive("BUSY").address(), .nth = 2, .times = 0, .status = 8});
@@ -100,6 +101,7 @@ TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
                                                         {"LOADED", 0},
                                                         {"LOADED", KIV_EJECT},
                                                         {"KEPT", KIV_EJECT},
+                                                        {"DONE", KIV_EJECT},
                                                         {"RESERVED", KIV_FORCE},
                                                         {"MANUAL", KIV_FORCE},
                                                         {"STUCK", 0},
@@ -191,7 +193,7 @@ TEST_F(PlanAndUpdate, NothingIsWrittenToAnotherDriveOrWithoutAReport) {
   drive.options().serial = "OTHER";
   result = update("DUE");
   EXPECT_EQ(result.result, KIV_STALE_DEVICE);
-  EXPECT_THAT(result.text, testing::HasSubstr("OTHER"));
+  EXPECT_THAT(result.text, testing::HasSubstr("serial number \"OTHER\" stands in its place"));
   EXPECT_EQ(chunksSentTo(drive), 0u);
 }
 

@@ -53,11 +53,18 @@ UPDATES = {
                                  {A: 0, C: 0}, ""),
     "not elevated": (dict(drives={A: CLAIMED, B: None, C: None}, faults=[UNOPENED | {"error": 5}]), "--all", 12, {},
                      "run as administrator"),
+    "silent after the scan": (dict(faults=[fault("12 01 80", nth=2, times=0, error=1117),
+                                           fault("12 01 80", target=4, nth=3, times=0, error=1117)]), "--all", 12,
+                              {A: "not reachable", B: 12, C: 0}, "does not tell its serial number any more"),
+    "task set full once": (dict(faults=[fault("??", nth=n, status=0x28) for n in (2, 9)]), "--all", 0,
+                           {A: 0, B: 0, C: 0}, ""),
     # In use.
     "cartridge": (dict(drives={A: {"cartridge": True}}), A, 11, {A: "cartridge loaded"}, "--eject"),
     "cartridge, ejected": (dict(drives={A: {"cartridge": True}}), A + " --eject", 0, {A: 0}, "ejected"),
     "removal prevented": (dict(drives={A: {"cartridge": True, "removalPrevented": True}}), A + " --eject", 11, {A: 11},
                           "a host keeps in"),
+    "removal prevented, current": (dict(drives={A: {"level": "E6Q4", "cartridge": True, "removalPrevented": True}}),
+                                   A + " --eject", 0, {A: "current"}, "already"),
     "reserved": (dict(drives={A: {"reserved": True}}), A, 11, {A: "reserved"}, "reserv"),
     # Every refusal reads differently.
     "refused chunk": (dict(faults=[fault(nth=2, sense="05 24 00")]), A, 4, {A: 4}, "chunk 2 of 3 the drive refused the image"),
@@ -98,6 +105,7 @@ class Updates(unittest.TestCase):
         for serial, expected in results.items():
             drive = drives[serial]
             name = {"current": 0, "downgrade": 7, "not configured": 8, "cartridge loaded": 11, "reserved": 11,
+                    "not reachable": 12,
                     "image missing": 2, "image unusable": 3, "image mismatch": 13}
             self.assertEqual(drive["result"], name.get(expected, expected), drive["message"])
             if isinstance(expected, str):
