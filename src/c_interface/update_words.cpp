@@ -12,11 +12,26 @@ Failure failure(std::int32_t result, std::string text, const Outcome& outcome = 
   return {result, std::move(text), outcome.windowsError, outcome.sense};
 }
 
+/// What the outcomes mean that any command may have; empty for one whose cause depends on the step.
+std::string commonCause(const Outcome& outcome) {
+  if (outcome.status == STATUS_BUSY) return "is busy: end the job that uses it, and try again";
+  if (outcome.sense.valid && outcome.sense.key == UNIT_ATTENTION)
+    return "tells that something happened to it meanwhile: try again";
+  if (!outcome.sense.valid && outcome.status == 0xFF)
+    return "cannot be reached any more: check power and cabling, scan, and try again";
+  return {};
+}
+
 Failure ejectFailure(const FailedStep& step) {
   constexpr SenseTriple REMOVAL_PREVENTED = {5, 0x53, 0x02};
   if (is(step.outcome.sense, REMOVAL_PREVENTED))
     return failure(KIV_IN_USE,
                    "A host keeps the cartridge in: end the job that uses it. Nothing was written.",
+                   step.outcome);
+  if (const std::string cause = commonCause(step.outcome); !cause.empty())
+    return failure(step.result,
+                   "Before the download the drive " + cause + " (" + outcomeText(step.outcome) +
+                       "). Nothing was written.",
                    step.outcome);
   return failure(step.result,
                  "The drive did not get ready for a download (" + outcomeText(step.outcome) +
@@ -31,9 +46,8 @@ std::string refusal(const Outcome& outcome) {
   if (is(sense, INVALID_FIELD_IN_CDB) || is(sense, BAD_MICROCODE) || is(sense, INVALID_FIELD_IN_LIST))
     return "refused the image: check that Config.txt names the image for this product, and fetch it again";
   if (sense.valid && sense.key == HARDWARE_ERROR) return "reports a hardware error: have it serviced";
-  if (outcome.status == STATUS_BUSY) return "is busy: end the job that uses it, and try again";
-  if (sense.valid) return "refused it: mend what it complains of, and try again";
-  return "cannot be reached any more: check power and cabling, scan, and try again";
+  const std::string cause = commonCause(outcome);
+  return cause.empty() ? "refused it: mend what it complains of, and try again" : cause;
 }
 
 Failure downloadFailure(const FailedStep& step) {

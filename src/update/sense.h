@@ -12,6 +12,7 @@ struct SenseTriple {
 };
 
 inline constexpr std::uint8_t HARDWARE_ERROR = 4;
+inline constexpr std::uint8_t UNIT_ATTENTION = 6;
 
 inline constexpr SenseTriple BECOMING_READY = {2, 0x04, 0x01};
 inline constexpr SenseTriple INITIALIZATION_REQUIRED = {2, 0x04, 0x02};

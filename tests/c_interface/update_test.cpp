@@ -135,7 +135,7 @@ TEST_F(PlanAndUpdate, FailuresSayWhatFailedAndWhatTheDriveRunsNow) {
   const auto chunk = [this](Fault effect, unsigned nth = 2) {
     return [=, this](simulator::VirtualDrive& drive) {
       Fault fault = effect;
-      fault.cdb = "3B";
+      if (fault.cdb.empty()) fault.cdb = "3B";
       fault.device = drive.address();
       fault.nth = nth;
       room.addFault(fault);
@@ -151,6 +151,10 @@ TEST_F(PlanAndUpdate, FailuresSayWhatFailedAndWhatTheDriveRunsNow) {
       {"BUSY", chunk({.status = 0x08}, 1)},
       {"TAKEN", chunk({.status = 0x18})},
       {"CABLE", chunk({.error = 1167}, 3)},
+      {"RESET", chunk({.sense = Sense{6, 0x29, 0}})},
+      {"READY-BUSY", chunk({.cdb = "00", .times = 0, .status = 0x08}, 3)},
+      {"READY-RESET", chunk({.cdb = "00", .times = 0, .sense = Sense{6, 0x29, 0}}, 3)},
+      {"READY-CABLE", chunk({.cdb = "00", .times = 0, .error = 1167}, 3)},
       {"GONE", nothing, gone},
       {"STUCK", nothing, {.cartridge = true, .stuckCartridge = true}},
       {"LIAR", [](simulator::VirtualDrive& drive) { drive.options().level = "A111"; }},
