@@ -64,8 +64,10 @@ Plan makePlan(const Device& drive, const UpdateFlags& flags) {
   plan.sense = info.sense;
   plan.why = text(info.text);
   Verdict verdict = verdictOf(info.verdict);
-  if (info.verdict > KIV_PLAN_IMAGE_MISSING) plan.image = Image{text(info.image), info.image_bytes, ""};
-  if (info.verdict > KIV_PLAN_IMAGE_UNUSABLE) {
+  // A reserved drive is called that even without an image.
+  if (info.verdict > KIV_PLAN_IMAGE_MISSING && *info.image_path)
+    plan.image = Image{text(info.image), info.image_bytes, ""};
+  if (plan.image && info.verdict > KIV_PLAN_IMAGE_UNUSABLE) {
     const ImageCheck check = checkImage(toPath(text(info.image_path)));
     plan.image->sha256 = check.sha256;
     if (!check.complaint.empty()) {

@@ -11,6 +11,8 @@ struct FoundDevice {
   ScsiTarget* target;  ///< the device controller's; null when it could not be opened
   kiv_info info;
   std::string product;  ///< the name in the configuration files, as it is written there
+  /// By another host, so that it does not tell whether that name has one suffix more.
+  bool reserved = false;
 };
 
 /// Replaces the devices of an earlier scan, whose numbers are stale from here on.

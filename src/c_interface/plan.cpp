@@ -106,6 +106,10 @@ class Planning {
     copyText(plan.info.text, sentence);
   }
 
+  void settleReserved(const Outcome& outcome) {
+    settle(KIV_PLAN_RESERVED, "Reserved: end the job that uses it, here or on another host.", outcome);
+  }
+
   std::optional<OpenDevice> open() try {
     return std::optional<OpenDevice>(std::in_place, device);
   } catch (const Failure& failure) {
@@ -129,6 +133,7 @@ class Planning {
     }
     plan.level = deviceText(level.text);
     copyText(plan.info.level, plan.level);
+    if (device.reserved) settleReserved({});
   }
 
   void readConfiguration() {
@@ -183,8 +188,7 @@ class Planning {
       case Readiness::Empty:
         return;
       case Readiness::Reserved:
-        return settle(KIV_PLAN_RESERVED, "Reserved: end the job that uses it, here or on another host.",
-                      outcome);
+        return settleReserved(outcome);
       case Readiness::NotReady:
         return settle(KIV_PLAN_NOT_READY, "Not ready (" + outcomeText(outcome) + "): wait and try again.",
                       outcome);

@@ -93,11 +93,31 @@ void lookUp(FoundDevice& device, Configuration& configuration) {
     copyText(info.component, fromCodePage(configuration.components.getId4InquiryData(device.product)));
 }
 
+/// A drive that left a question open may be another product than it seems, and is no drive to update.
+void doubt(FoundDevice& drive, const Doubt& why, const Configuration& configuration) {
+  kiv_info& info = drive.info;
+  if (why.reserved) {
+    drive.reserved = true;
+    std::string other = drive.product;
+    const std::string protocol = std::string(":") + info.interface_type;
+    other.insert(other.rfind(protocol) + protocol.size(), ":AutomationReady");
+    info.configured = info.configured || configuration.firmware.isValid(other);
+    return;
+  }
+  drive.target = nullptr;
+  drive.product.clear();
+  info.reachable = info.configured = 0;
+  info.windows_error = why.error;
+  copyText(info.interface_type, "N/A");
+  copyText(info.product_string, "");
+  copyText(info.component, "");
+}
+
 /// Those of the maker, and those of others that the configuration names all the same.
 std::vector<FoundDevice> keepOurs(std::vector<FoundDevice> devices, const Configuration& configuration) {
   std::vector<FoundDevice> ours;
   for (FoundDevice& device : devices) {
-    if (configuration.supports(device.product)) {
+    if (device.target != nullptr && configuration.supports(device.product)) {
       device.info.supported_index = static_cast<std::int32_t>(listOfSupportedDevices.size());
       listOfSupportedDevices.push_back(device.target);
     } else if (!isMakers(device.info.vendor)) {
@@ -129,6 +149,8 @@ void scan(bool driver, bool libraries) {
   for (FoundDevice& device : devices) {
     lookUp(device, configuration);
     device.target->closeDevice();
+    const auto why = witness.doubtAbout(*device.target);
+    if (why && device.info.type == KIV_TYPE_DRIVE) doubt(device, *why, configuration);
   }
   // A drive may seem to stand outside of its library for this alone.
   if (memory.ranShort()) throw Failure{KIV_NO_MEMORY, {}};

@@ -4,6 +4,22 @@
 #include <utility>
 
 #include "device/dos_devices.h"
+#include "kiv/scsi/big_endian.h"
+
+namespace {
+
+ScsiAddress addressOf(ScsiTarget& target) {
+  return {target.getHostAdapterId(), target.getBusNumber(), target.getTargetId(), target.getLun()};
+}
+
+/// In fixed format, or in descriptor format (SPC-4).
+unsigned senseKeyOf(const ScsiCommand& command) {
+  constexpr std::uint8_t DESCRIPTOR_FORMAT = 0x72;
+  const auto sense = command.senseSpan();
+  return readByte(sense, (readByte(sense, 0) & 0x7F) >= DESCRIPTOR_FORMAT ? 1 : 2) & 0x0F;
+}
+
+}  // namespace
 
 bool isSamePath(std::string_view a, std::string_view b) {
   return a.size() == b.size() && startsWithIgnoringCase(a, b);
@@ -27,4 +43,26 @@ void ScanWitness::failed() {
 
 void ScanWitness::failed(std::uint8_t hostAdapter, const InquiryRecord& record) {
   if (current) current->devices.push_back({std::exchange(current->refusals, {}), record, hostAdapter});
+}
+
+void ScanWitness::unanswered(ScsiTarget& target, const ScsiCommand& command) {
+  constexpr unsigned NOT_READY = 2;
+  constexpr unsigned ILLEGAL_REQUEST = 5;
+  constexpr std::uint8_t RESERVATION_CONFLICT = 0x18;
+  const unsigned key = senseKeyOf(command);
+  if (current == nullptr || key == ILLEGAL_REQUEST) return;
+  const bool waits = key == NOT_READY || command.getExecutionStatus() == CMD_BUSY;
+  const auto error = static_cast<DWORD>(command.getAdditionalFailureCode());
+  current->doubts.push_back(
+      {addressOf(target),
+       {command.getTargetStatus() == RESERVATION_CONFLICT, waits                    ? ERROR_NOT_READY
+                                                           : error != ERROR_SUCCESS ? error
+                                                                                    : ERROR_IO_DEVICE}});
+}
+
+std::optional<Doubt> ScanWitness::doubtAbout(ScsiTarget& target) const {
+  std::optional<Doubt> worst;
+  for (const auto& [address, doubt] : doubts)
+    if (address == addressOf(target) && (!worst || worst->reserved)) worst = doubt;
+  return worst;
 }

@@ -20,13 +20,20 @@ constexpr std::uint8_t DEVICE_IDENTIFICATION_PAGE = 0x83;
 constexpr std::uint8_t PROTOCOL_SAS = 6;
 constexpr std::uint16_t SERIAL_ALLOCATION = 30;
 
+/// Sends a question that tells devices apart.
+bool isAnswered(ScsiTarget& target, ScsiCmdInquiry& inquiry) {
+  if (target.scsiExecCDB(inquiry) == CMD_OK) return true;
+  ScanWitness::unanswered(target, inquiry);
+  return false;
+}
+
 /// A tape drive of these families tells its protocol in the standard data.
 bool isSasByStandardInquiry(ScsiTarget& target) {
   const std::string model = target.getModelName();
   if (model.find("PX") == std::string::npos && model.find("RX") == std::string::npos) return false;
   logger->logDebug("SCSI", 0, "Check Interface Typ by Inquiry Page 0");
   ScsiCmdInquiry inquiry(0, false, 96);
-  if (target.scsiExecCDB(inquiry) != CMD_OK) return false;
+  if (!isAnswered(target, inquiry)) return false;
   const auto data = arrivedData(target, inquiry);
   if (readByte(data, 2) != 6 || readByte(data, 38) >> 4 != PROTOCOL_SAS) return false;
   logger->logDebug("SCSI", 0, "Interface Typ SAS detected by Inquiry Page 0");
@@ -36,7 +43,7 @@ bool isSasByStandardInquiry(ScsiTarget& target) {
 bool isSasByDeviceIdentification(ScsiTarget& target) {
   ScsiCmdInquiry inquiry(DEVICE_IDENTIFICATION_PAGE, true, 100);
   // A drive that refuses the page says nothing about its ports.
-  if (target.scsiExecCDB(inquiry) != CMD_OK) return false;
+  if (!isAnswered(target, inquiry)) return false;
   const auto data = arrivedData(target, inquiry);
   logDump("SCSI", (std::string("Inquiry Page 0x83 ") + target.getModelName()).c_str(), data);
 
@@ -112,7 +119,7 @@ void ScsiTarget::readSerialNumber() {
     return;
   }
   ScsiCmdInquiry inquiry(SERIAL_NUMBER_PAGE, true, SERIAL_ALLOCATION);
-  if (scsiExecCDB(inquiry) != CMD_OK) {
+  if (!isAnswered(*this, inquiry)) {
     logger->logError("SCSI", 0, "ScsiTarget::Inquiry page 0x80 failed");
     return;
   }

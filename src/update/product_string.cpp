@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "device/arrived_data.h"
+#include "device/scan_witness.h"
 #include "frame/guarded.h"
 #include "frame/log_dump.h"
 #include "kiv/device/controller.h"
@@ -58,8 +59,9 @@ const FeatureBit* featureBitOf(std::string_view model) {
 
 /// Sends a command that reads data. Nothing when it fails.
 std::optional<std::span<const std::uint8_t>> readFrom(ScsiTarget& target, GenericScsiCommand& command) {
-  if (target.scsiExecCDB(command) != CMD_OK) return std::nullopt;
-  return arrivedData(target, command);
+  if (target.scsiExecCDB(command) == CMD_OK) return arrivedData(target, command);
+  ScanWitness::unanswered(target, command);
+  return std::nullopt;
 }
 
 /// Logs the 64 bytes around a byte, as far as there are so many.

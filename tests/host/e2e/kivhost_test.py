@@ -17,6 +17,7 @@ WINDOWS = COMMAND[-1].endswith(".exe")
 CLAIMED = {"claimed": True, "className": "Tape7"}
 UNOPENED = {"call": "CreateFileA", "device": "\\\\.\\Tape7", "times": 0}
 SUM = hashlib.sha256(image("E6Q4")).hexdigest()
+READY_PX6 = f"{PX6}:AutomationReady px6.bin E6Q4\n"
 NOT_PX6 = CONFIG.replace(PX6, "#" + PX6)
 
 # What `update WORDS --yes --json` does: room, words, exit status, results by serial number ("verdict" or number; None
@@ -58,6 +59,16 @@ UPDATES = {
                               {A: "not reachable", B: 12, C: 0}, "does not tell its serial number any more"),
     "task set full once": (dict(faults=[fault("??", nth=n, status=0x28) for n in (2, 9)]), "--all", 0,
                            {A: 0, B: 0, C: 0}, ""),
+    # Which product it is, it does not tell; the line of its neighbour is not its own.
+    "doubt, reserved": (dict(drives={A: {"automationReady": True, "reserved": True}}, files={"Config.txt": READY_PX6}),
+                        "--all", 11, {A: "reserved"}, "reserved"),
+    "doubt, silent once": (dict(drives={A: {"automationReady": True}}, faults=[fault("3C", error=1117)],
+                                files={"Config.txt": CONFIG + READY_PX6}), "--all", 12, {B: 0, C: 0}, ""),
+    "doubt, aborted once": (dict(drives={A: {"automationReady": True}}, faults=[fault("3C", sense="0B 08 00")],
+                                 files={"Config.txt": CONFIG + READY_PX6}), "--all", 12, {B: 0, C: 0}, ""),
+    "doubt, silent after its name": (dict(faults=[fault("12", nth=2, times=0, error=1117)]), "--all", 12,
+                                     {B: 0, C: 0}, ""),
+    "no doubt, unknown question": (dict(faults=[fault("3C", times=0, sense="05 20 00")]), A, 0, {A: 0}, ""),
     # In use.
     "cartridge": (dict(drives={A: {"cartridge": True}}), A, 11, {A: "cartridge loaded"}, "--eject"),
     "cartridge, ejected": (dict(drives={A: {"cartridge": True}}), A + " --eject", 0, {A: 0}, "ejected"),
