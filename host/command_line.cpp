@@ -24,6 +24,16 @@ void addSelection(CLI::App& command, Selection& selection) {
   command.add_flag("--all", selection.all, "Every drive that Config.txt names");
 }
 
+/// The next option is not the value of one that lacks its own.
+void refuseOptionsAsValues(CLI::App& app) {
+  const CLI::Validator isValue(
+      [](std::string& word) { return word.starts_with("--") ? word + " stands where its value should" : ""; },
+      "");
+  for (CLI::Option* option : app.get_options())
+    if (option->get_expected_min() > 0 && option->nonpositional()) option->check(isValue);
+  for (CLI::App* command : app.get_subcommands({})) refuseOptionsAsValues(*command);
+}
+
 void addUpdateFlags(CLI::App& command, UpdateFlags& flags) {
   command.add_flag("--force", flags.force, "Also to a lower level, and to the level that a drive runs");
   command.add_flag("--eject", flags.eject, "Eject a loaded cartridge");
@@ -136,6 +146,8 @@ bool readCommandLine(const std::vector<std::string>& words, CommandLine& command
   command = add("mask", "Copy a recording with other serial numbers, barcodes and world wide names", mask);
   command->add_option("FILE", options.file)->required();
   command->add_option("COPY", options.copy)->required();
+
+  refuseOptionsAsValues(app);
 
   // A document is due whatever is wrong with the other words.
   options.json = std::find(words.begin(), words.end(), "--json") != words.end();

@@ -50,6 +50,8 @@ struct Run {
   void warn(const std::vector<Warning>& more);
   /// Puts the unreachable devices into the document, and says what they are.
   void tell(const std::vector<Unreachable>& unreachable);
+  /// Whether devices were asked for as a whole, and a part of them is unknown.
+  bool isIncomplete(const Inventory& inventory) const;
 };
 
 /// The end of every run: a sentence for people, a document for programs. Returns the exit status.

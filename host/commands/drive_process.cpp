@@ -63,7 +63,7 @@ Json update(const DriveOrder& order, Session& session) {
   if (status != KIV_OK && result.result == KIV_OK)
     return outcome(status, plan.level, plan.level, 0,
                    fmt::format("{}: {} Nothing was written.", drive->name(), lastErrorText(status)));
-  return outcome(result, outcomeSentence(*drive, result));
+  return outcome(result, outcomeSentence(*drive, plan, result));
 }
 
 /// The replay is over, here and where this process was started.

@@ -64,9 +64,11 @@ std::string elementsTable(const Json& elements) {
 
 int elements(Run& run) {
   run.document["elements"] = Json::array();
+  run.document["unreachable"] = Json::array();
   run.refuseDuringUpdate();
   const Session session = run.openSession();
   const Inventory inventory = scanDevices();
+  run.tell(inventory.unreachable);
   bool any = false;
   for (const Device& device : select(run.options.selection, inventory)) {
     if (!device.isLibrary()) {
@@ -82,7 +84,7 @@ int elements(Run& run) {
     throw HostError(inventory.unreachable.empty() ? KIV_NO_DRIVE_CONNECTED : KIV_NO_ACCESS,
                     "No tape library was found: look at \"kivhost scan\".");
   run.output.say(elementsTable(run.document["elements"]));
-  return KIV_OK;
+  return run.isIncomplete(inventory) ? KIV_NO_ACCESS : KIV_OK;
 }
 
 }  // namespace host

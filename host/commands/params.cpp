@@ -45,28 +45,40 @@ int params(Run& run) {
   const Session session = run.openSession();
   const std::vector<Setting> settings = readSettings(run.options.settings);
   const auto lock = settings.empty() ? std::nullopt : platform::Lock::take(run.options.session.lockName());
-  if (!lock) run.refuseDuringUpdate();
+  if (settings.empty()) {
+    run.refuseDuringUpdate();
+  } else if (!lock) {
+    throw HostError(KIV_ALREADY_RUNNING,
+                    "An update is running here, so nothing was set: wait until it ends.");
+  }
   const std::vector<Device> drives = selectDrives(run, scanDevices());
   if (drives.size() != 1)
     throw HostError(exitUsage, fmt::format("The selection fits {} drives: choose one.", drives.size()));
   const Device& drive = drives.front();
 
   int status = KIV_OK;
+  std::string told;  // for the document of a run that fails
   for (const auto& [name, value] : settings) {
     const int result = kiv_parameter_set(drive.handle, name.c_str(), value.c_str());
-    if (result == KIV_OK) {
-      run.output.say(fmt::format("{}: {} was set to {}.\n", drive.name(), name, value));
-      continue;
-    }
-    run.output.complain(
-        fmt::format("{}: {} was not set to {}: {}", drive.name(), name, value, lastErrorText(result)));
     status = exitStatus(result);
-    break;
+    const std::string sentence =
+        status == KIV_OK
+            ? fmt::format("{}: {} was set to {}.", drive.name(), name, value)
+            : fmt::format("{}: {} was not set to {}: {}", drive.name(), name, value, lastErrorText(result));
+    told += (told.empty() ? "" : "\n") + sentence;
+    if (status != KIV_OK) {
+      run.output.complain(sentence);
+      run.document["message"] = told;
+      break;
+    }
+    run.output.say(sentence + '\n');
   }
   Json& parameters = run.document["parameters"];
-  if (const int result = kiv_parameters(drive.handle, collect, &parameters); result != KIV_OK)
-    throw HostError(status != KIV_OK ? status : exitStatus(result),
-                    fmt::format("{}: {}", drive.name(), lastErrorText(result)));
+  if (const int result = kiv_parameters(drive.handle, collect, &parameters); result != KIV_OK) {
+    const std::string sentence = fmt::format("{}: {}", drive.name(), lastErrorText(result));
+    if (!told.empty()) run.document["message"] = told + '\n' + sentence;
+    throw HostError(status != KIV_OK ? status : exitStatus(result), sentence);
+  }
   std::vector<Row> rows = {{"NAME", "VALUE", "CHOICES"}};
   for (const Json& parameter : parameters)
     rows.push_back({parameter["name"], parameter["value"], parameter["choices"]});

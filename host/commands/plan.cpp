@@ -41,10 +41,7 @@ int plan(Run& run) {
   int status = KIV_OK;
   for (const PlannedDrive& planned : makePlans(run, inventory))
     if (planned.plan.status != KIV_OK) status = planned.plan.status;
-  // What was asked for as a whole is not all right while a part of it is unknown.
-  const bool whole = run.options.selection.empty() || run.options.selection.all;
-  if (whole && !inventory.unreachable.empty()) status = std::max<int>(status, KIV_NO_ACCESS);
-  return status;
+  return run.isIncomplete(inventory) ? std::max<int>(status, KIV_NO_ACCESS) : status;
 }
 
 }  // namespace host

@@ -56,6 +56,10 @@ void Run::tell(const std::vector<Unreachable>& unreachable) {
     output.complain(fmt::format("{} could not be opened: {}.", device.path, device.message));
 }
 
+bool Run::isIncomplete(const Inventory& inventory) const {
+  return (options.selection.empty() || options.selection.all) && !inventory.unreachable.empty();
+}
+
 std::vector<Device> selectDrives(const Run& run, const Inventory& inventory) {
   std::vector<Device> drives;
   for (const Device& device : select(run.options.selection, inventory)) {

@@ -130,8 +130,7 @@ int update(Run& run) {
   platform::countInterrupts(nullptr);
 
   const int status = updateDrives(run, drives);
-  if (!run.options.selection.all || inventory.unreachable.empty() || status >= KIV_NO_ACCESS) return status;
-  return KIV_NO_ACCESS;
+  return run.isIncomplete(inventory) ? std::max<int>(status, KIV_NO_ACCESS) : status;
 }
 
 }  // namespace host

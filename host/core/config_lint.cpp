@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 
@@ -17,7 +18,7 @@ namespace {
 constexpr const char* configName = "Config.txt";
 constexpr const char* devlistName = "Devlist.txt";
 constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
-constexpr std::size_t longestLevel = 4;
+constexpr std::size_t levelLength = 4;
 constexpr std::uintmax_t largestImage = 16 << 20;
 
 struct Line {
@@ -38,6 +39,18 @@ std::vector<std::string> splitFields(std::string_view line) {
 
 std::string join(const std::vector<std::string>& fields, std::size_t first) {
   return fmt::format("{}", fmt::join(fields.begin() + static_cast<std::ptrdiff_t>(first), fields.end(), " "));
+}
+
+/// An apostrophe within a name is a character like any other.
+bool isQuoted(const std::string& field) {
+  return field.find('"') != std::string::npos || field.starts_with('\'') || field.ends_with('\'');
+}
+
+bool isUtf8(std::string_view text) try {
+  static_cast<void>(nlohmann::json(text).dump());
+  return true;
+} catch (const nlohmann::json::type_error&) {
+  return false;
 }
 
 /// A file on its way through the checks that both files share.
@@ -81,8 +94,12 @@ class Reader {
   void take(std::size_t number, std::string_view text) {
     Line line{number, splitFields(text)};
     if (line.fields.empty() || line.fields[0].starts_with('#')) return;
-    if (text.find('"') != std::string_view::npos)
+    if (std::any_of(line.fields.begin(), line.fields.end(), isQuoted))
       warn(number, "quotes are read as part of the name: remove them, and use names without blanks.");
+    if (!isUtf8(text))
+      warn(number,
+           "the line is not in UTF-8, so its names are read as others: save the file as UTF-8 without a byte "
+           "order mark.");
     if (text.substr(0, text.size() - 1).find('\r') != std::string_view::npos)
       warn(number, "carriage returns alone end no line: save the file with Windows' line ends.");
     lines.push_back(std::move(line));
@@ -130,10 +147,11 @@ std::vector<Warning> lintConfig(std::string_view text, std::vector<ConfigEntry>*
       continue;
     }
     const ConfigEntry entry{line.number, line.fields[0], line.fields[1], join(line.fields, 2)};
-    if (entry.level.size() > longestLevel)
-      reader.warn(line.number, fmt::format("the level reads \"{}\", and a level has four characters: write "
-                                           "nothing behind it, and a file name without blanks before it.",
-                                           entry.level));
+    if (entry.level.size() != levelLength)
+      reader.warn(line.number,
+                  fmt::format("the level reads \"{}\", and a level has four characters: write it "
+                              "whole, nothing behind it, and a file name without blanks before it.",
+                              entry.level));
     reader.name(entry.product, line.number);
     if (entries) entries->push_back(entry);
   }

@@ -63,6 +63,7 @@ Plan makePlan(const Device& drive, const UpdateFlags& flags) {
   plan.windowsError = info.windows_error;
   plan.sense = info.sense;
   plan.why = text(info.text);
+  plan.cartridge = info.cartridge != 0;
   Verdict verdict = verdictOf(info.verdict);
   // A reserved drive is called that even without an image.
   if (info.verdict > KIV_PLAN_IMAGE_MISSING && *info.image_path)

@@ -27,6 +27,7 @@ struct Plan {
   std::string level;    ///< that the drive runs, asked now
   std::string wanted;   ///< that Config.txt names
   std::optional<Image> image;
+  bool cartridge = false;  ///< one is loaded
   std::uint32_t windowsError = 0;
   kiv_sense sense{};
   std::string why;  ///< a sentence, with what to do

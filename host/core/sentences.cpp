@@ -41,11 +41,13 @@ std::string levelSentence(const std::string& before, const std::string& after) {
   return fmt::format("Asked for its level, it runs {}.", after);
 }
 
-std::string outcomeSentence(const Device& drive, const kiv_update_result& result) {
+std::string outcomeSentence(const Device& drive, const Plan& plan, const kiv_update_result& result) {
   std::uint32_t seconds = 0;
   for (int phase = 0; phase < KIV_PHASE_COUNT; ++phase) seconds += result.seconds[phase];
   std::string sentence = fmt::format("{}: {}", drive.name(), text(result.text));
   if (result.ejected) sentence += " A cartridge was ejected.";
+  if (plan.cartridge && !result.ejected && result.bytes_written > 0)
+    sentence += " Its cartridge could not be ejected and is still inside.";
   if (result.result != KIV_OK && result.phase == KIV_PHASE_CHECK)
     return sentence + fmt::format(" Nothing was written, it still runs {}.", text(result.before));
   return sentence + fmt::format(" It took {} s.", seconds);

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host/core/device.h"
+#include "host/core/plan.h"
 #include "kiv/kiv_c.h"
 
 namespace host {
@@ -16,7 +16,7 @@ std::string lastErrorText(int result);
 std::string reasonForNoAccess(std::uint32_t windowsError);
 
 /// After an update: what was done, or what failed at which step and what to do next, in the library's words.
-std::string outcomeSentence(const Device& drive, const kiv_update_result& result);
+std::string outcomeSentence(const Device& drive, const Plan& plan, const kiv_update_result& result);
 
 /// What a drive runs now, as it was asked; `after` is empty when it did not answer.
 std::string levelSentence(const std::string& before, const std::string& after);

@@ -21,7 +21,9 @@ TEST(ConfigLint, TellsEveryLineThatIsNotReadAsItLooks) {
   for (const std::string& text :
        {""s, good, "\xEF\xBB\xBF" + good, "\xFF\xFEQ\0O\0\n\0\n\0"s, "Q\0O\0\n\0\n\0"s,
         "\n\nQOR-A \"a.bin\" E6Q4\n"s, "QOR-A a.bin\n\nQOR-A\n"s, "QOR-A a.bin E6Q4 # new\n"s,
-        "QOR-A my image.bin E6Q4\n"s, "QOR-A a.bin 1\n\nQOR-A  a.bin 1\n"s, "QOR-A a.bin 1\rQOR-B b.bin 1\r"s,
+        "QOR-A my image.bin E6Q4\n"s, "QOR-A a.bin 1000\n\nQOR-A  a.bin 1000\n"s,
+        "QOR-A a.bin 1\rQOR-B b.bin 1\r"s, "'QOR-A' o'b.bin E6Q4\nQOR-B o'b.bin E6Q\n"s,
+        "#\xFC\nQOR-A \xFC.bin E6Q4\nQOR-B \u00FC.bin E6Q4\n"s,
         "LibraryCheck=true\nAutomationReadyCheck=false\n"s, "LibraryCheck = true\nLibraryChek=true\n"s,
         "AutomationReadyCheck=false\n1 QOR-A:SAS:AutomationReady\n"s}) {
     record(text);

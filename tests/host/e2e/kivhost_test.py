@@ -72,6 +72,8 @@ UPDATES = {
     # In use.
     "cartridge": (dict(drives={A: {"cartridge": True}}), A, 11, {A: "cartridge loaded"}, "--eject"),
     "cartridge, ejected": (dict(drives={A: {"cartridge": True}}), A + " --eject", 0, {A: 0}, "ejected"),
+    "cartridge, stuck": (dict(drives={A: {"cartridge": True, "stuckCartridge": True}}), A + " --eject", 0, {A: 0},
+                         "still inside"),
     "removal prevented": (dict(drives={A: {"cartridge": True, "removalPrevented": True}}), A + " --eject", 11, {A: 11},
                           "a host keeps in"),
     "removal prevented, current": (dict(drives={A: {"level": "E6Q4", "cartridge": True, "removalPrevented": True}}),
@@ -306,6 +308,7 @@ class Others(unittest.TestCase):
     def test_usage_names_the_wrong_word(self):
         room = Room()
         for words, word in ((["foo"], "foo"), (["scan", "--foo"], "--foo"), (["update"], "selection"),
+                            (["update", "--yes", "--serial"], "--serial: --json"), (["scan", "--log"], "--log: --json"),
                             (["update", "0"], "--yes"), (["update", "--all", "0"], "0"), (["plan", "--serial", ""], "serial"),
                             (["plan", "--address", "0,0,3"], "0,0,3"), (["update", "0", "--max-reboot", "x"], "x"),
                             (["scan", "--xml"], "--xml"), (["params", "0", "--set", "speed=9"], "speed"),
@@ -340,7 +343,10 @@ class Others(unittest.TestCase):
         self.assertEqual(document["drives"][1]["library"]["serial"], "L")
         self.assertEqual([(e["address"], e["barcode"]) for e in document["elements"] if e["type"] == "slot"],
                          [(4096, ""), (4097, "QOR001L6"), (4098, "")])
-        self.assertEqual(room.run("elements", "--json")[1]["elements"], document["elements"])
+        for words, status in (([], 12), (["--serial", "L"], 0)):
+            found, elements, _ = room.run("elements", *words, "--json")
+            self.assertEqual((found, elements["elements"]), (status, document["elements"]))
+            self.assertEqual(elements["unreachable"], document["unreachable"])
         import xml.etree.ElementTree as ElementTree
         drive = ElementTree.fromstring(room.run("scan", "--xml")[1]).find("Drive")
         self.assertEqual(drive.get("product"), 'PX6<&">')
@@ -352,6 +358,8 @@ class Others(unittest.TestCase):
         self.assertNotEqual(status, 0)
         self.assertIn("compression was set to off", out)
         self.assertIn("block-size was not set to 512", error)
+        self.assertRegex(room.run(*words, "--json")[1]["message"],
+                         "(?s)compression was set to off.*block-size was not set to 512.*4/44/00")
         self.assertEqual(room.run("params", "0", "--json")[1]["parameters"][0]["name"], "compression")
 
     def test_log_and_version(self):
