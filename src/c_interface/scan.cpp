@@ -100,7 +100,8 @@ void doubt(FoundDevice& drive, const Doubt& why, const Configuration& configurat
     drive.reserved = true;
     std::string other = drive.product;
     const std::string protocol = std::string(":") + info.interface_type;
-    other.insert(other.rfind(protocol) + protocol.size(), ":AutomationReady");
+    const std::size_t at = other.rfind(protocol);
+    if (at != other.npos) other.insert(at + protocol.size(), ":AutomationReady");
     info.configured = info.configured || configuration.firmware.isValid(other);
     return;
   }
