@@ -18,7 +18,7 @@ std::string minutes(std::uint32_t seconds) { return fmt::format("{}:{:02}", seco
 
 /// "download [#####---------------]  25 % 1048576/4194304"
 std::string describe(const Progress& progress, bool withBar, std::uint32_t restartLimit) {
-  const std::string phase = kiv_phase_name(progress.phase);
+  std::string phase = kiv_phase_name(progress.phase);
   if (progress.phase == KIV_PHASE_RESTART)
     return fmt::format("{} {} of at most {}, leave it switched on", phase, minutes(progress.seconds),
                        minutes(restartLimit));
