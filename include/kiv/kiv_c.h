@@ -8,8 +8,8 @@
  *
  * Every function that returns an int32_t returns a result code (KIV_OK or one of kiv_result below) unless it
  * says otherwise, and keeps text, Windows error and sense data of a failure for kiv_last_error(). A host sets
- * the member `size` of every structure that it hands over to the structure's sizeof; within a major version
- * members are only added at the end, and a smaller structure of an older host is filled as far as it goes.
+ * the member `size` of every structure that it hands over to the structure's sizeof, any other one being
+ * KIV_BAD_ARGUMENT; structures do not change within a major version.
  *
  * One thread at a time. A call while another one runs, also from inside one of the functions that the host
  * handed over, is refused with KIV_CALL_RUNNING; kiv_result_name, kiv_result_text, kiv_sense_text,
@@ -278,11 +278,13 @@ typedef struct kiv_update_result {
   char after[8];          /**< and read back, after a failure too; empty when the drive does not answer */
   char text[512];         /**< what was done, or what failed at which step and what to do next: a sentence */
 } kiv_update_result;
-/** Brings one drive to the level that Config.txt names, and writes scsiExe.txt. Nothing is sent unless the
+/** Brings one drive to the level that Config.txt names, and writes scsiExe.txt, but for a drive that the scan
+ * could not open: then the report stays as it is. Nothing is sent unless it can be written, and unless the
  * plan says "update"; "current" is a success without a write. Before the first byte the drive at this address
  * is asked whether it is still the one that the scan found. In the end the level is read back: a drive that
  * runs another one than wanted is KIV_LEVEL_NOT_REACHED, whatever the report says. May take hours; see
- * kiv_set_restart_limit(). `progress` and `result` may be null. */
+ * kiv_set_restart_limit(). `progress` and `result` may be null. `result` is filled whatever comes in
+ * the way, an update that could not begin too, unless its size is wrong or another call runs. */
 int32_t kiv_update(kiv_device device, uint32_t flags, kiv_progress_function progress, void* user,
                    kiv_update_result* result);
 

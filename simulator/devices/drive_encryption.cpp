@@ -76,7 +76,7 @@ Bytes VirtualDrive::encryptionCapabilities() const {
   put16(algorithm, 2, algorithm.size() - 4);
   // AVFMV; distinguishes encrypted blocks; decrypts and encrypts by hardware.
   algorithm[4] = static_cast<std::uint8_t>(flag(fits, 7) | 0x1A);
-  algorithm[5] = static_cast<std::uint8_t>(flag(fits, 7) | 0x10);  // AVFCLP; nonces of its own
+  algorithm[5] = static_cast<std::uint8_t>(flag(fits, 7) | 0x18);  // AVFCLP; nonces of its own; KAD format
   put16(algorithm, 6, longestDescriptor[0]);
   put16(algorithm, 8, longestDescriptor[1]);
   put16(algorithm, 10, keySize);
@@ -91,8 +91,8 @@ Bytes VirtualDrive::encryptionStatus() const {
   Bytes data{static_cast<std::uint8_t>(e.scope << 5 | e.scope), e.mode, e.decryptionMode, e.algorithm};
   append(data, bigEndian(4, keyInstances_));
   // Parameters control: by hosts only. External mode check; whether raw decryption is off.
-  append(data,
-         {static_cast<std::uint8_t>(0x10 | e.externalModeCheck << 1 | flag(e.rawDecryption == 3, 0)), 0});
+  append(data, {static_cast<std::uint8_t>(0x10 | e.externalModeCheck << 1 | flag(e.rawDecryption == 3, 0)),
+                e.descriptorFormat});
   data.resize(20);
   append(data, e.keyDescriptors);
   return data;
@@ -136,6 +136,7 @@ void VirtualDrive::setEncryption(std::span<const std::uint8_t> page) {
   if (set.decryptionMode > 3) invalidParameter(7);
   if (needsKey && set.algorithm != algorithmIndex) invalidParameter(8);
   if (page[9] != 0) invalidParameter(9);  // a key that is not plain text
+  if (set.descriptorFormat > 2) invalidParameter(10);
   if ((length != 0 || needsKey) && length != keySize) invalidParameter(18);
   if (20 + length > page.size()) parameterListLengthError();
   if (needsKey) set.key = crc32(page.subspan(20, length)) | 1;

@@ -48,7 +48,9 @@ void VirtualDevice::reportOperationCodes(ScsiRequest& request) {
     if (options > 3 || (options == 1 && divided)) invalidField(2);
     if (options == 2 && !divided && commands_.contains(code)) invalidField(2);
     if (divided) code.second = static_cast<std::uint8_t>(action);
-    const auto row = action > serviceActionBits ? commands_.end() : commands_.find(code);
+    // Only option 1 pays no heed to the service action.
+    const bool fits = options == 1 || action <= (divided ? serviceActionBits : 0);
+    const auto row = fits ? commands_.find(code) : commands_.end();
     data[1] = notSupported;
     if (row != commands_.end()) {
       data[1] = asTheStandardSays | flag(timeouts, 7);

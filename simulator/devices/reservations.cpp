@@ -3,6 +3,15 @@
 #include "simulator/devices/medium_device.h"
 
 namespace simulator {
+namespace {
+
+constexpr std::uint8_t doRegister = 0x00;
+constexpr std::uint8_t registerAndIgnoreKey = 0x06;
+
+/// Of the logical unit, the only scope that there is.
+bool isReservationType(std::uint8_t type) { return type == 1 || type == 3 || (type >= 5 && type <= 8); }
+
+}  // namespace
 
 void MediumDevice::addReservationCommands() {
   const Bytes six{0xFF, 0, 0, 0, 0, 0};
@@ -31,25 +40,26 @@ void MediumDevice::addReservationCommands() {
     request.reply({0, 8, 0, 0x80, 0xEA, 0x01, 0, 0}, request.cdb16(7));
   });
 
-  const auto out = [this](std::uint8_t action, bool showsKey, auto change) {
+  const auto out = [this](std::uint8_t action, auto change) {
     const Bytes usage{0xFF, 0, 0xFF, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0};
-    onServiceAction(0x5F, action, usage, [this, showsKey, change](ScsiRequest& request) {
+    onServiceAction(0x5F, action, usage, [this, action, change](ScsiRequest& request) {
       if (request.cdb32(5) != 24) parameterListLengthError();
       const auto list = request.parameterList(24);
       if (list[20] & 0x01) invalidParameter(20);  // reservations do not survive a loss of power
       const ReserveOut asked{readNumber(list, 0, 8), readNumber(list, 8, 8), request.cdb[2]};
-      // Whoever does not show the key it registered with has no say.
-      if (showsKey && asked.key != persistent_.key) throw StatusOnly{statusReservationConflict};
+      // Whoever has not registered, or does not show the key it registered with, has no say.
+      const bool registered = asked.key == persistent_.key && (persistent_.key != 0 || action == doRegister);
+      if (!registered && action != registerAndIgnoreKey) throw StatusOnly{statusReservationConflict};
       (this->*change)(asked);
     });
   };
-  out(0x00, true, &MediumDevice::registerKey);
-  out(0x01, true, &MediumDevice::reservePersistently);
-  out(0x02, true, &MediumDevice::releasePersistently);
-  out(0x03, true, &MediumDevice::clearReservations);
-  out(0x04, true, &MediumDevice::preempt);
-  out(0x05, true, &MediumDevice::preempt);
-  out(0x06, false, &MediumDevice::registerKey);
+  out(doRegister, &MediumDevice::registerKey);
+  out(0x01, &MediumDevice::reservePersistently);
+  out(0x02, &MediumDevice::releasePersistently);
+  out(0x03, &MediumDevice::clearReservations);
+  out(0x04, &MediumDevice::preempt);
+  out(0x05, &MediumDevice::preempt);
+  out(registerAndIgnoreKey, &MediumDevice::registerKey);
 }
 
 Bytes MediumDevice::reservationKeys() const {
@@ -81,11 +91,9 @@ void MediumDevice::registerKey(const ReserveOut& asked) {
 }
 
 void MediumDevice::reservePersistently(const ReserveOut& asked) {
-  const std::uint8_t type = asked.type;
-  if (type == 0 || type == 2 || type == 4 || type > 8) invalidField(2);  // scope, and types that are none
-  if (persistent_.key == 0) throw StatusOnly{statusReservationConflict};
-  if (persistent_.type != 0 && persistent_.type != type) throw StatusOnly{statusReservationConflict};
-  persistent_.type = type;
+  if (!isReservationType(asked.type)) invalidField(2);
+  if (persistent_.type != 0 && persistent_.type != asked.type) throw StatusOnly{statusReservationConflict};
+  persistent_.type = asked.type;
 }
 
 void MediumDevice::releasePersistently(const ReserveOut& asked) {
@@ -100,8 +108,8 @@ void MediumDevice::clearReservations(const ReserveOut&) {
 /// There is nobody but the holder itself to be preempted.
 void MediumDevice::preempt(const ReserveOut& asked) {
   if (asked.newKey == 0 || asked.newKey != persistent_.key) throw StatusOnly{statusReservationConflict};
-  persistent_.type = 0;
-  reservePersistently(asked);
+  if (!isReservationType(asked.type)) invalidField(2);
+  persistent_.type = asked.type;
   ++persistent_.generation;
 }
 

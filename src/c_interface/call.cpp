@@ -34,11 +34,11 @@ std::int32_t keepFailure(const Failure& failure) noexcept {
   return failure.result;
 }
 
-std::int32_t keepThrown() noexcept {
+const kiv_error& keepThrown() noexcept {
   try {
     throw;
   } catch (const Failure& failure) {
-    return keepFailure(failure);
+    keepFailure(failure);
   } catch (const std::bad_alloc&) {
     keep(KIV_NO_MEMORY, "", 0, {});
   } catch (const std::exception& error) {
@@ -46,7 +46,7 @@ std::int32_t keepThrown() noexcept {
   } catch (...) {
     keep(KIV_UNEXPECTED, "", 0, {});
   }
-  return lastError.result;
+  return lastError;
 }
 
 std::string senseText(const kiv_sense& sense) {

@@ -18,8 +18,8 @@ class RunningCall {
   bool mine;
 };
 
-/// Keeps what is being thrown for kiv_last_error(); returns its result code.
-std::int32_t keepThrown() noexcept;
+/// Keeps what is being thrown for kiv_last_error(), and returns it.
+const kiv_error& keepThrown() noexcept;
 /// The same for a failure that is told in a structure of the host, too.
 std::int32_t keepFailure(const Failure& failure) noexcept;
 
@@ -33,7 +33,7 @@ std::int32_t runCall(Work work) noexcept {
     work();
     return KIV_OK;
   } catch (...) {
-    return keepThrown();
+    return keepThrown().result;
   }
 }
 

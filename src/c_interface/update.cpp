@@ -189,15 +189,33 @@ class Update {
   kiv_update_result result = {};
 };
 
+/// One update. What keeps it from beginning is its result, too.
+kiv_update_result updateDevice(kiv_device device, std::uint32_t flags, kiv_progress_function progress,
+                               void* user) {
+  try {
+    FoundDevice& found = foundDevice(device);
+    requireDriveAndFlags(found, flags);
+    return Update(found, flags, progress, user).run();
+  } catch (...) {
+    const kiv_error& error = keepThrown();
+    kiv_update_result result = {};
+    result.size = sizeof result;
+    result.result = error.result;
+    result.windows_error = error.windows_error;
+    result.sense = error.sense;
+    result.scsi_status = 0xFF;
+    copyText(result.text, error.text);
+    return result;
+  }
+}
+
 }  // namespace
 
 KIV_API std::int32_t kiv_update(kiv_device device, std::uint32_t flags, kiv_progress_function progress,
                                 void* user, kiv_update_result* result) {
   return runCall([&] {
     if (result != nullptr) requireStructure(result, "The result");
-    FoundDevice& found = foundDevice(device);
-    requireDriveAndFlags(found, flags);
-    const kiv_update_result outcome = Update(found, flags, progress, user).run();
+    const kiv_update_result outcome = updateDevice(device, flags, progress, user);
     if (result != nullptr) *result = outcome;
     if (outcome.result != KIV_OK)
       throw Failure{outcome.result, outcome.text, outcome.windows_error, outcome.sense};

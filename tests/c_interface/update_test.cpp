@@ -191,7 +191,11 @@ TEST_F(PlanAndUpdate, NothingIsWrittenToAnotherDriveOrWithoutAReport) {
   ASSERT_EQ(kiv_scan(0), KIV_OK);
   std::filesystem::create_directory(directory.path / "scsiExe.txt");
   auto result = sized<kiv_update_result>();
+  result.verified = 1;  // of an earlier update
   EXPECT_EQ(kiv_update(kiv_device_find("DUE"), 0, nullptr, nullptr, &result), KIV_UNEXPECTED);
+  EXPECT_EQ(result.result, KIV_UNEXPECTED);
+  EXPECT_FALSE(result.verified);
+  EXPECT_THAT(result.text, testing::HasSubstr("scsiExe.txt cannot be written"));
   std::filesystem::remove(directory.path / "scsiExe.txt");
 
   drive.options().serial = "OTHER";
@@ -199,6 +203,8 @@ TEST_F(PlanAndUpdate, NothingIsWrittenToAnotherDriveOrWithoutAReport) {
   EXPECT_EQ(result.result, KIV_STALE_DEVICE);
   EXPECT_THAT(result.text, testing::HasSubstr("serial number \"OTHER\" stands in its place"));
   EXPECT_EQ(chunksSentTo(drive), 0u);
+  EXPECT_EQ(update("DUE", 0x80).result, KIV_BAD_ARGUMENT);
+  EXPECT_EQ(update("NONE").result, KIV_STALE_DEVICE);
 }
 
 }  // namespace
