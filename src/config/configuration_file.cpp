@@ -1,6 +1,8 @@
 #include "config/configuration_file.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -17,6 +19,8 @@ constexpr std::string_view WHITE_SPACE = " \n\r\t";
 /// The whole file, with a line feed at its end. Binary, so that neither Ctrl-Z nor NUL ends it early.
 std::optional<std::string> readText(const char* fileName) {
   const File file = openFile(inDirectory(fileName), FileAccess::Read);
+  // What only memory was wanting for is not missing.
+  if (!file && errno == ENOMEM) throw std::bad_alloc();
   std::string text;
   if (!file || !readAll(file.get(), text)) return std::nullopt;
   std::replace(text.begin(), text.end(), '\t', ' ');
