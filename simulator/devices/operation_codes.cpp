@@ -50,9 +50,9 @@ void VirtualDevice::reportOperationCodes(ScsiRequest& request) {
     if (divided) code.second = static_cast<std::uint8_t>(action);
     // Only option 1 pays no heed to the service action.
     const bool fits = options == 1 || action <= (divided ? serviceActionBits : 0);
-    const auto row = fits ? commands_.find(code) : commands_.end();
+    const auto row = commands_.find(code);
     data[1] = notSupported;
-    if (row != commands_.end()) {
+    if (fits && row != commands_.end()) {
       data[1] = asTheStandardSays | flag(timeouts, 7);
       put16(data, 2, row->second.usage.size());
       append(data, row->second.usage);

@@ -60,8 +60,8 @@ std::string sha256(std::span<const std::uint8_t> data) {
   std::vector<std::uint8_t> tail(data.begin() + static_cast<std::ptrdiff_t>(whole), data.end());
   tail.push_back(0x80);
   while (tail.size() % 64 != 56) tail.push_back(0);
-  for (int shift = 56; shift >= 0; shift -= 8)
-    tail.push_back(static_cast<std::uint8_t>(std::uint64_t{data.size()} * 8 >> shift));
+  const std::uint64_t bits = std::uint64_t{data.size()} * 8;
+  for (int shift = 56; shift >= 0; shift -= 8) tail.push_back(static_cast<std::uint8_t>(bits >> shift));
   for (std::size_t at = 0; at < whole; at += 64) compress(state, &data[at]);
   for (std::size_t at = 0; at < tail.size(); at += 64) compress(state, &tail[at]);
 
