@@ -36,8 +36,7 @@ std::string_view trimmed(std::string_view text) {
 /// The line without white space at its ends, each run of blanks made one in its place.
 std::string_view tidied(std::span<char> line) {
   const auto bothBlank = [](char a, char b) { return a == ' ' && b == ' '; };
-  const auto repeats = std::ranges::unique(line, bothBlank);
-  return trimmed({line.data(), line.size() - repeats.size()});
+  return trimmed({line.begin(), std::unique(line.begin(), line.end(), bothBlank)});
 }
 
 /// Printf's precision for a text without its zero.
