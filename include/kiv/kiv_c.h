@@ -214,7 +214,7 @@ typedef struct kiv_plan_info {
   int32_t result;         /**< the result code that fits: KIV_OK for current and update */
   uint32_t windows_error; /**< of a device or an image that cannot be opened */
   kiv_sense sense;        /**< of the check that failed */
-  int32_t cartridge;      /**< 1: one is loaded */
+  int32_t cartridge;      /**< 1: one is loaded; 0 also when another verdict came first */
   uint64_t image_bytes;   /**< size of the image; 0 when it was not found */
   char level[8];          /**< that the drive runs, asked now */
   char wanted[64];        /**< that Config.txt names */

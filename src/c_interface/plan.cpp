@@ -227,7 +227,9 @@ void requireDriveAndFlags(const FoundDevice& device, std::uint32_t flags) {
   if ((flags & ~FLAGS) != 0)
     throw Failure{KIV_BAD_ARGUMENT,
                   "An update knows the flags KIV_FORCE, KIV_EJECT and KIV_REPORT_APPEND only."};
-  if (device.target != nullptr && device.info.type != KIV_TYPE_DRIVE)
+  // What a device is that does not open, the port driver may know.
+  if (device.info.type == KIV_TYPE_LIBRARY ||
+      (device.target != nullptr && device.info.type != KIV_TYPE_DRIVE))
     throw Failure{KIV_NOT_SUPPORTED, nameOf(device) + " is no tape drive: only tape drives are updated."};
 }
 

@@ -56,6 +56,10 @@ TEST_F(Devices, ThatDoNotOpenAreToldWithWindowsReason) {
   auto plan = sized<kiv_plan_info>();
   EXPECT_EQ(kiv_plan(kiv_device_at(1), 0, &plan), KIV_OK);
   TELL(plan.verdict, plan.windows_error, plan.level, said(plan.text));
+  room.addChanger({.target = 3, .model = "TAPELIB-40", .serial = "LIB", .claimed = true});
+  room.addFault({.call = "CreateFileA", .device = "\\\\.\\Changer0", .times = 0, .error = 32});
+  EXPECT_EQ(kiv_scan(KIV_SCAN_DRIVER), KIV_OK);
+  EXPECT_EQ(kiv_plan(kiv_device_at(2), 0, &plan), KIV_NOT_SUPPORTED) << "a library, though it does not open";
 
   room.addFault({.call = "CreateFileA", .device = "\\\\.\\scsi0:", .times = 0, .error = 5});
   EXPECT_EQ(kiv_scan(0), KIV_OK);
