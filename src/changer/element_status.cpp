@@ -1,6 +1,7 @@
 #include "kiv/changer/element_status.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "changer/element_status_layout.h"
 #include "frame/guarded.h"
@@ -15,29 +16,48 @@ constexpr std::size_t MOST_PAGES = 4;
 /// Element addresses have 16 bits.
 constexpr std::size_t MOST_DESCRIPTORS = 65535;
 
-template <typename Plain, typename WithIdentifier, typename... Arguments>
-std::unique_ptr<ElemStatusDescriptor> make(bool withIdentifier, Arguments... arguments) {
-  if (withIdentifier) return std::make_unique<WithIdentifier>(arguments...);
-  return std::make_unique<Plain>(arguments...);
+using Descriptors = std::vector<std::shared_ptr<ElemStatusDescriptor>>;
+
+/// Decodes as many descriptors as are whole. They share one block of memory: a library has thousands of
+/// slots.
+template <typename Descriptor>
+Descriptors decodeAs(std::span<const std::uint8_t> data, std::uint16_t length, bool volumeTag) {
+  const std::size_t count = std::min(data.size() / length, MOST_DESCRIPTORS);
+  const auto block = std::make_shared<std::vector<std::optional<Descriptor>>>(count);
+  Descriptors descriptors;
+  descriptors.reserve(count);
+  for (auto& place : *block) {
+    Descriptor& descriptor = place.emplace(data.data(), static_cast<ulong32>(data.size()), length, volumeTag);
+    descriptor.decodeData();
+    descriptors.emplace_back(block, &descriptor);
+    data = data.subspan(length);
+  }
+  return descriptors;
 }
 
-std::unique_ptr<ElemStatusDescriptor> makeDescriptor(ChangerElementTypeCode type, bool withIdentifier,
-                                                     const std::uint8_t* data, ulong32 available,
-                                                     std::uint16_t length, bool volumeTag) {
+template <typename Plain, typename WithIdentifier>
+Descriptors decodeEither(bool withIdentifier, std::span<const std::uint8_t> data, std::uint16_t length,
+                         bool volumeTag) {
+  return withIdentifier ? decodeAs<WithIdentifier>(data, length, volumeTag)
+                        : decodeAs<Plain>(data, length, volumeTag);
+}
+
+Descriptors decode(ChangerElementTypeCode type, bool withIdentifier, std::span<const std::uint8_t> data,
+                   std::uint16_t length, bool volumeTag) {
   switch (type) {
     case ELEMENT_MEDIUM_TRANSPORT:
-      return std::make_unique<MediumTransportElemStatusDescriptor>(data, available, length, volumeTag);
+      return decodeAs<MediumTransportElemStatusDescriptor>(data, length, volumeTag);
     case ELEMENT_STORAGE:
-      return make<StorageElemStatusDescriptor, StorageWithDVCIDElemStatusDescriptor>(
-          withIdentifier, data, available, length, volumeTag);
+      return decodeEither<StorageElemStatusDescriptor, StorageWithDVCIDElemStatusDescriptor>(
+          withIdentifier, data, length, volumeTag);
     case ELEMENT_IMPORT_EXPORT:
-      return make<IOElemStatusDescriptor, IOElemwDVCIDStatusDescriptor>(withIdentifier, data, available,
-                                                                        length, volumeTag);
+      return decodeEither<IOElemStatusDescriptor, IOElemwDVCIDStatusDescriptor>(withIdentifier, data, length,
+                                                                                volumeTag);
     case ELEMENT_DATA_TRANSFER:
-      return make<DataTransferElemStatusDescriptor, DataTransferwDVCIDElemStatusDescriptor>(
-          withIdentifier, data, available, length, volumeTag);
+      return decodeEither<DataTransferElemStatusDescriptor, DataTransferwDVCIDElemStatusDescriptor>(
+          withIdentifier, data, length, volumeTag);
     default:
-      return nullptr;
+      return {};
   }
 }
 
@@ -71,15 +91,8 @@ void ChangerElementStatusPage::decodeData() {
   auto rest = page.subspan(PAGE_HEADER);
   rest = rest.first(std::min<std::size_t>(rest.size(), byteDescAvailable));
   logDump("SCSI", "ChangerElementStatusPage::decodeData, page", page.first(PAGE_HEADER + rest.size()));
-  if (descriptorLength != 0) descriptors.reserve(std::min(rest.size() / descriptorLength, MOST_DESCRIPTORS));
-  while (descriptorLength != 0 && rest.size() >= descriptorLength && descriptors.size() < MOST_DESCRIPTORS) {
-    auto descriptor = makeDescriptor(typeCode, withIdentifier, rest.data(), static_cast<ulong32>(rest.size()),
-                                     descriptorLength, primaryVolumeTag);
-    if (descriptor == nullptr) return;
-    descriptor->decodeData();
-    descriptors.push_back(std::move(descriptor));
-    rest = rest.subspan(descriptorLength);
-  }
+  if (descriptorLength == 0) return;
+  descriptors = decode(typeCode, withIdentifier, rest, descriptorLength, primaryVolumeTag);
 }
 
 ElemStatusDescriptor* ChangerElementStatusPage::getDescriptor(std::uint16_t index) const {

@@ -44,10 +44,14 @@ TEST_F(Counts, OfOneMoreDeviceChunkCommandAndElement) {
     for (; drives < count; ++drives) room.addDrive({.target = static_cast<std::uint8_t>(drives + 6)});
   };
   const auto elements = [&](unsigned count) {
-    bytes.assign(16 + count * 48, ' ');
+    // With a volume tag and, as a blank is 32, an identifier of 32 bytes.
+    bytes.assign(16 + count * 84, ' ');
     for (auto [offset, width, value] :
-         {std::tuple{8u, 1u, 2u}, {9u, 1u, 0x80u}, {10u, 2u, 48u}, {13u, 3u, count * 48}})
+         {std::tuple{8u, 1u, 2u}, {9u, 1u, 0x80u}, {10u, 2u, 84u}, {13u, 3u, count * 84}})
       writeBigEndian(bytes, offset, width, value);
+  };
+  const auto decode = [&](bool identifiers) {
+    ChangerElementStatusData(bytes.data(), static_cast<ulong32>(bytes.size()), identifiers);
   };
   const auto repeat = [&](auto work) {
     return [&times, work] {
@@ -72,10 +76,8 @@ TEST_F(Counts, OfOneMoreDeviceChunkCommandAndElement) {
        },
        {0, 1, 0}},
       {"command", setTimes, repeat([&] { target.scsiExecCDB(ready); }), {0, 1, 0}},
-      {"element",
-       elements,
-       [&] { ChangerElementStatusData(bytes.data(), static_cast<ulong32>(bytes.size()), false); },
-       {0, 0, 1}},
+      {"element", elements, [&] { decode(false); }, {0, 0, 0}},
+      {"element with an identifier", elements, [&] { decode(true); }, {0, 0, 1}},
       {"filtered dump",
        setTimes,
        repeat([&] { logDump("SCSI", "Standard Inquiry Page 0x00", bytes); }),

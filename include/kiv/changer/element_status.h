@@ -307,7 +307,7 @@ class KIV_API ChangerElementStatusPage {
   bool alternateVolumeTag = false;
   std::uint16_t descriptorLength = 0;
   ulong32 byteDescAvailable = 0;
-  std::vector<std::unique_ptr<ElemStatusDescriptor>> descriptors;
+  std::vector<std::shared_ptr<ElemStatusDescriptor>> descriptors;
 };
 
 /// The data of a READ ELEMENT STATUS. At most four pages are decoded, one per element type.
