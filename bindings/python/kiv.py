@@ -16,7 +16,7 @@ import ctypes
 from ctypes import (CFUNCTYPE, POINTER, Structure, byref, c_char, c_char_p, c_int32, c_uint8, c_uint32, c_uint64, c_void_p,
                     sizeof)
 
-INTERFACE_VERSION = 0x00010000
+INTERFACE_VERSION = 0x00010001
 
 OK = 0
 SCAN_DRIVER, SCAN_LIBRARIES = 1, 2
@@ -118,6 +118,13 @@ class UpdateResult(Record):
         char before[8] wanted[64] after[8] text[512]""")
 
 
+class ReportEntry(Record):
+    _fields_ = _fields("""u32 size
+        i32 result
+        u32 adapter bus target lun
+        text product_string component level""")
+
+
 class Request(Record):
     _fields_ = _fields("""u32 size cdb_length
         u8 cdb[16]
@@ -170,6 +177,8 @@ _FUNCTIONS = {
     "device_info": ("code", c_uint64, POINTER(Info)),
     "plan": ("code", c_uint64, c_uint32, POINTER(Plan)),
     "update": ("code", c_uint64, c_uint32, _PROGRESS, c_void_p, POINTER(UpdateResult)),
+    "report_start": ("code",),
+    "report_add": ("code", POINTER(ReportEntry)),
     "command": ("code", c_uint64, POINTER(Request)),
     "parameters": ("code", c_uint64, _PARAMETER, c_void_p),
     "parameter_check": ("code", c_char_p, c_char_p),
@@ -276,6 +285,10 @@ class Kiv:
     def set_restart_limit(self, seconds):
         self.call("set_restart_limit", seconds)
 
+    def start_report(self):
+        """Begins scsiExe.txt anew; updates with append=True add to it."""
+        self.call("report_start")
+
 
 class Device:
     """A device of the last scan. Every member of kiv_info is an attribute."""
@@ -326,6 +339,16 @@ class Device:
             result.verdict = self._kiv.call("verdict_name", result.verdict_number)
         callback.finish()
         return result
+
+    def report(self, result):
+        """Tells scsiExe.txt of a device that update() was not called for, with a result code, unless it is told of."""
+        entry = ReportEntry()
+        entry.result = result
+        for name in ("adapter", "bus", "target", "lun"):
+            setattr(entry, name, getattr(self.info, name))
+        for name in ("product_string", "component", "level"):
+            setattr(entry, name, getattr(self.info, name).encode())
+        self._kiv.call("report_add", byref(entry))
 
     def command(self, cdb, length=0, data=b"", seconds=0):
         """One SCSI command: reads `length` bytes, or writes `data`. What was read; Error has the sense data."""

@@ -5,7 +5,7 @@
 #include "host/commands/commands.h"
 #include "host/core/drive_update.h"
 #include "host/core/error.h"
-#include "host/core/report.h"
+#include "host/core/sentences.h"
 #include "host/core/text.h"
 #include "host/platform/platform.h"
 
@@ -66,9 +66,13 @@ Json updateOne(Run& run, const Device& drive, const Plan& plan) {
 }
 
 void report(const Device& drive, Json& entry) {
+  const auto& [adapter, bus, target, lun] = drive.address;
+  const kiv_report_entry reported{
+      sizeof reported,         entry["result"],    adapter, bus, target, lun, drive.productString.c_str(),
+      drive.component.c_str(), drive.level.c_str()};
   const std::string lost = "The report scsiExe.txt could not be written.";
   std::string message = entry["message"];
-  if (addToReport(drive, entry["result"]) || message.ends_with(lost)) return;
+  if (kiv_report_add(&reported) == KIV_OK || message.ends_with(lost)) return;
   entry["message"] = message + ' ' + lost;
 }
 
@@ -126,7 +130,8 @@ int update(Run& run) {
       drives.begin(), drives.end(), [](const PlannedDrive& drive) { return drive.plan.writes(); }));
   if (writes > 0) agree(run, writes);
   if (platform::interrupts() > 0) throw HostError(KIV_INTERRUPTED, nothingWritten);
-  startReport();
+  if (const int result = kiv_report_start(); result != KIV_OK)
+    throw HostError(exitStatus(result), lastErrorText(result));
   platform::countInterrupts(nullptr);
 
   const int status = updateDrives(run, drives);

@@ -27,6 +27,8 @@
       (kiv_device device, uint32_t flags, kiv_progress_function progress, void* user,                        \
        kiv_update_result* result),                                                                           \
       (device, flags, progress, user, result))                                                               \
+  ROW(int32_t, kiv_report_start, (), ())                                                                     \
+  ROW(int32_t, kiv_report_add, (const kiv_report_entry* entry), (entry))                                     \
   ROW(int32_t, kiv_parameters, (kiv_device device, kiv_parameter_function function, void* user),             \
       (device, function, user))                                                                              \
   ROW(int32_t, kiv_parameter_check, (const char* name, const char* value), (name, value))                    \

@@ -2,7 +2,8 @@
  * The C interface of kiv.dll, for hosts in any language and of any compiler.
  *
  * Calling order: kiv_scan(), then anything about the devices that it found; kiv_close() before unloading.
- * Everything else may be called at any time. Texts go in and come out as UTF-8, ended by a zero byte; texts
+ * Everything else may be called at any time: kiv_report_start() before the updates of a run, kiv_report_add()
+ * after them. Texts go in and come out as UTF-8, ended by a zero byte; texts
  * that come from a device hold printable ASCII only, any other byte being shown as '?', without blanks at the
  * end.
  *
@@ -28,7 +29,7 @@ extern "C" {
  *  @{ */
 /** Major version in the high 16 bits, minor in the low ones. A host works with every DLL of the same major
  * version and the same or a higher minor one. */
-#define KIV_INTERFACE_VERSION 0x00010000u
+#define KIV_INTERFACE_VERSION 0x00010001u
 
 /** Result codes. 0 to 9 are those of kiv.h. */
 enum kiv_result {
@@ -287,6 +288,36 @@ typedef struct kiv_update_result {
  * the way, an update that could not begin too, unless its size is wrong or another call runs. */
 int32_t kiv_update(kiv_device device, uint32_t flags, kiv_progress_function progress, void* user,
                    kiv_update_result* result);
+
+/** @} */
+
+/** @name Report
+ *  scsiExe.txt of a run over several drives: kiv_report_start(); for each drive kiv_update() with
+ *  KIV_REPORT_APPEND, in this process or another one, but never in two at the same time; and kiv_report_add()
+ *  for each of which kiv_update() has not told. The file is replaced at once, so it is whole at any moment.
+ *  @{ */
+/** Begins the report anew, without a device. KIV_OK, or KIV_UNEXPECTED when it cannot be written; then it
+ * stays as it was. */
+int32_t kiv_report_start(void);
+/** What the report is to tell of one device. Its texts may be null for empty ones; any byte of them that is
+ * not printable ASCII is written as '?'. */
+typedef struct kiv_report_entry {
+  uint32_t size;              /**< the structure's sizeof */
+  int32_t result;             /**< how its update ended: 0 for a success; any number */
+  uint32_t adapter;           /**< the address, as in kiv_info: host adapter, */
+  uint32_t bus;               /**< path id, */
+  uint32_t target;            /**< SCSI target id, */
+  uint32_t lun;               /**< logical unit number */
+  const char* product_string; /**< the name in Config.txt */
+  const char* component;      /**< what Devlist.txt calls it */
+  const char* level;          /**< the firmware level that it runs, as far as is known */
+} kiv_report_entry;
+/** Adds a device that was refused before its update, or whose update ended without a word, to the report; the
+ * words are those of the results 0 to 8, and "Unknown failure" for any other. An address that the report
+ * tells of already is left as it is. What an update left torn goes, and a file that is no report is begun
+ * anew. Asks no device, and needs no scan. KIV_OK, KIV_BAD_ARGUMENT, or KIV_UNEXPECTED when it cannot be
+ * read or written; then the report stays as it was. */
+int32_t kiv_report_add(const kiv_report_entry* entry);
 
 /** @} */
 

@@ -13,35 +13,13 @@
 #include "c_interface/update_words.h"
 #include "kiv/api.h"
 #include "kiv/config/component_id.h"
+#include "kiv/frame/logger.h"
 #include "kiv/kiv.h"
 #include "kiv/update/update_firmware.h"
 #include "update/firmware_image.h"
 #include "update/report.h"
 
 namespace {
-
-std::string escaped(const std::string& text) {
-  std::string result;
-  for (const char c : deviceText(text)) {
-    switch (c) {
-      case '&':
-        result += "&amp;";
-        break;
-      case '<':
-        result += "&lt;";
-        break;
-      case '>':
-        result += "&gt;";
-        break;
-      case '"':
-        result += "&quot;";
-        break;
-      default:
-        result += c;
-    }
-  }
-  return result;
-}
 
 constexpr int MOST_READS = 5;
 constexpr DWORD READ_PAUSE = 1000;  // milliseconds
@@ -66,8 +44,7 @@ class Update {
       fail({KIV_NO_MEMORY, {}});
     }
     progress.finish(result);
-    if (report && !report->add(entry()))
-      copyText(result.text, std::string(result.text) + " The report scsiExe.txt could not be written.");
+    if (report) addTo(*report);
     // What the drive runs now is what the next update of this scan starts from.
     if (*result.after) {
       copyText(device.info.level, result.after);
@@ -172,15 +149,17 @@ class Update {
     copyText(result.text, failure.text.empty() ? kiv_result_text(failure.result) : failure.text);
   }
 
-  std::string entry() const {
+  void addTo(UpdateReport& report) try {
     ComponentId ids;
     ids.initialize("Devlist.txt");
     const std::string id = ids.isValid(device.product) ? ids.getId4InquiryData(device.product) : "";
     const std::string message =
         result.result <= KIV_NO_MEMORY ? resultMessage(result.result) : kiv_result_text(result.result);
-    return resultEntry(deviceEntryStart(*device.target, escaped(device.product), escaped(id),
-                                        escaped(device.target->getFirmwareVersion())),
-                       result.result, message);
+    report.add({addressOf(*device.target), device.product, id, device.target->getFirmwareVersion()},
+               result.result, message);
+  } catch (const Failure& failure) {
+    logger->logError("MAIN", 0, "%s", failure.text.c_str());
+    copyText(result.text, std::string(result.text) + " The report scsiExe.txt could not be written.");
   }
 
   FoundDevice& device;

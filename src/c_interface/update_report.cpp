@@ -1,21 +1,29 @@
 #include "c_interface/update_report.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <utility>
 
+#include "c_interface/call.h"
 #include "c_interface/code_page.h"
-#include "c_interface/failure.h"
+#include "c_interface/structure.h"
 #include "frame/directory.h"
 #include "frame/file.h"
-#include "kiv/frame/logger.h"
+#include "kiv/api.h"
 #include "platform/win32.h"
 #include "update/report.h"
 
 namespace {
 
+/// Empty when there is none. What cannot be read must not be lost by being begun anew.
 std::string readReport() {
+  const std::string name = inDirectory(RESULT_REPORT);
+  const File file = openFile(name, FileAccess::Read);
   std::string text;
-  if (const File file = openFile(inDirectory(RESULT_REPORT), FileAccess::Read)) readAll(file.get(), text);
+  if (!file && errno == ENOENT) return text;
+  if (!file || !readAll(file.get(), text))
+    throw Failure{KIV_UNEXPECTED,
+                  fromCodePage(name) + " cannot be read: end what holds it open, or begin it anew."};
   return text;
 }
 
@@ -28,6 +36,32 @@ std::string wholePart(const std::string& report) {
                                    : report.substr(0, last + sizeof END_OF_DEVICE - 1);
 }
 
+/// For an attribute, whatever a device or a host says.
+std::string escaped(const std::string& text) {
+  std::string result;
+  for (const char c : deviceText(text)) {
+    switch (c) {
+      case '&':
+        result += "&amp;";
+        break;
+      case '<':
+        result += "&lt;";
+        break;
+      case '>':
+        result += "&gt;";
+        break;
+      case '"':
+        result += "&quot;";
+        break;
+      default:
+        result += c;
+    }
+  }
+  return result;
+}
+
+std::string orEmpty(const char* text) { return text ? text : ""; }
+
 }  // namespace
 
 UpdateReport::UpdateReport(bool append)
@@ -35,13 +69,15 @@ UpdateReport::UpdateReport(bool append)
   write();
 }
 
-bool UpdateReport::add(const std::string& entry) try {
-  document += entry;
+bool UpdateReport::tellsOf(const std::string& address) const {
+  return document.find(" enum=\"" + address + '"') != std::string::npos;
+}
+
+void UpdateReport::add(const ReportedDevice& device, int result, const std::string& message) {
+  document += resultEntry(deviceEntryStart(device.address, escaped(device.product), escaped(device.component),
+                                           escaped(device.level)),
+                          result, message);
   write();
-  return true;
-} catch (const Failure& failure) {
-  logger->logError("MAIN", 0, "%s", failure.text.c_str());
-  return false;
 }
 
 void UpdateReport::write() const {
@@ -59,4 +95,19 @@ void UpdateReport::write() const {
                 fromCodePage(name) + " cannot be written" + (error ? ": " + windowsErrorText(error) : "") +
                     ": make room on the disk, and let the directory be written to.",
                 error};
+}
+
+KIV_API std::int32_t kiv_report_start() {
+  return runCall([] { const UpdateReport report(false); });
+}
+
+KIV_API std::int32_t kiv_report_add(const kiv_report_entry* entry) {
+  return runCall([&] {
+    requireStructure(entry, "The entry");
+    const std::string address = addressText(entry->adapter, entry->bus, entry->target, entry->lun);
+    UpdateReport report(true);
+    if (report.tellsOf(address)) return;
+    report.add({address, orEmpty(entry->product_string), orEmpty(entry->component), orEmpty(entry->level)},
+               entry->result, resultMessage(entry->result));
+  });
 }

@@ -2,6 +2,12 @@
 
 #include <string>
 
+/// A device as the report tells of it.
+struct ReportedDevice {
+  std::string address;  ///< "0,0,3,0"
+  std::string product, component, level;
+};
+
 /// The result report, scsiExe.txt, written so that the file is well-formed at any moment: a new one is made
 /// beside it and takes its place.
 class UpdateReport {
@@ -9,8 +15,9 @@ class UpdateReport {
   /// Starts the report anew, or goes on with the one that is there. Throws a failure when it cannot be
   /// written.
   explicit UpdateReport(bool append);
-  /// Adds one device. False when it cannot be written.
-  bool add(const std::string& entry);
+  bool tellsOf(const std::string& address) const;
+  /// Adds one device. Throws a failure when it cannot be written.
+  void add(const ReportedDevice& device, int result, const std::string& message);
 
  private:
   void write() const;

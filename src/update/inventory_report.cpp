@@ -21,8 +21,9 @@ void ScanBus::showScanResult(int outputMode, ComponentId& ids) {
     const bool listed = guarded(false, [&] {
       const std::string product = documentedProductString(*target);
       const std::string componentId = ids.isValid(product) ? ids.getId4InquiryData(product) : "";
-      entries.push_back(deviceEntryStart(*target, product, componentId, target->getFirmwareVersion()) +
-                        "</Application>\n  </Device>\n");
+      entries.push_back(
+          deviceEntryStart(addressOf(*target), product, componentId, target->getFirmwareVersion()) +
+          "</Application>\n  </Device>\n");
       return true;
     });
     if (!listed) logger->logError("MAIN", 0, "Inventory lacks a device: out of memory");

@@ -53,11 +53,17 @@ void writeReport(const char* fileName, int outputMode, ReportPart part, std::str
   if (!guarded(false, write)) guarded(false, write);
 }
 
-std::string deviceEntryStart(const ScsiTarget& target, const std::string& product,
+std::string addressText(std::uint64_t adapter, std::uint64_t bus, std::uint64_t target, std::uint64_t lun) {
+  return std::to_string(adapter) + "," + std::to_string(bus) + "," + std::to_string(target) + "," +
+         std::to_string(lun);
+}
+
+std::string addressOf(const ScsiTarget& target) {
+  return addressText(target.getHostAdapterId(), target.getBusNumber(), target.getTargetId(), target.getLun());
+}
+
+std::string deviceEntryStart(const std::string& address, const std::string& product,
                              const std::string& componentId, const std::string& version) {
-  const std::string address = std::to_string(target.getHostAdapterId()) + "," +
-                              std::to_string(target.getBusNumber()) + "," +
-                              std::to_string(target.getTargetId()) + "," + std::to_string(target.getLun());
   const std::string shortProduct = product.substr(0, product.find(':'));
   return "  <Device componentID=\"" + componentId + "\" enum=\"" + address + "\" display=\"" + shortProduct +
          "\">\n    <Application display=\"" + product + "\" componentType=\"FRMW\" version=\"" + version +

@@ -1,6 +1,7 @@
 // Writing the two XML reports.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,9 +18,13 @@ enum class ReportPart { Start, Continuation };
 /// silently; one that cannot be written whole is logged as an error.
 void writeReport(const char* fileName, int outputMode, ReportPart part, std::string_view text);
 
+/// "0,0,3,0"
+std::string addressText(std::uint64_t adapter, std::uint64_t bus, std::uint64_t target, std::uint64_t lun);
+std::string addressOf(const ScsiTarget& target);
+
 /// The opening tags of one device's entry, up to that of its application. No value is escaped: hosts compare
 /// them with their own texts as they stand.
-std::string deviceEntryStart(const ScsiTarget& target, const std::string& product,
+std::string deviceEntryStart(const std::string& address, const std::string& product,
                              const std::string& componentId, const std::string& version);
 
 /// The result report: its file, its first lines, one device's entry from its opening tags on, its last line.

@@ -29,9 +29,9 @@ std::string entryOf(ScsiTarget& target, int result) {
     logger->logDebug("MAIN", 0, "Componet IDs initialization failed (FW_CONFIG_ERROR)");
   if (memory.ranShort()) throw std::bad_alloc();
   if (!ids.isValid(product)) logger->logDebug("MAIN", 0, "Not supported product (FW_CONFIG_ERROR)");
-  return resultEntry(
-      deviceEntryStart(target, product, ids.getId4InquiryData(product), target.getFirmwareVersion()), result,
-      resultMessage(result));
+  return resultEntry(deviceEntryStart(addressOf(target), product, ids.getId4InquiryData(product),
+                                      target.getFirmwareVersion()),
+                     result, resultMessage(result));
 }
 
 }  // namespace

@@ -293,6 +293,7 @@ TEST_F(Devices, MisuseHasCodes) {
       {"scan inside", kiv_elements(library, nested, &scanInside) + scanInside},
       {"second thread", kiv_parameters(drive, fromThread, &otherThread) + otherThread},
       {"no error structure", kiv_last_error(nullptr)},
+      {"no entry", kiv_report_add(nullptr)},
   };
   for (const Row& row : rows) record(row.what, kiv_result_name(row.answer));
   tellResult("no log at all", kiv_set_log(KIV_LOG_NONE, nullptr, nullptr));

@@ -196,6 +196,9 @@ TEST_F(PlanAndUpdate, NothingIsWrittenToAnotherDriveOrWithoutAReport) {
   EXPECT_EQ(result.result, KIV_UNEXPECTED);
   EXPECT_FALSE(result.verified);
   EXPECT_THAT(result.text, testing::HasSubstr("scsiExe.txt cannot be written"));
+  const auto entry = sized<kiv_report_entry>();
+  EXPECT_EQ(kiv_report_start(), KIV_UNEXPECTED);
+  EXPECT_EQ(kiv_report_add(&entry), KIV_UNEXPECTED);
   std::filesystem::remove(directory.path / "scsiExe.txt");
 
   drive.options().serial = "OTHER";
@@ -205,6 +208,36 @@ TEST_F(PlanAndUpdate, NothingIsWrittenToAnotherDriveOrWithoutAReport) {
   EXPECT_EQ(chunksSentTo(drive), 0u);
   EXPECT_EQ(update("DUE", 0x80).result, KIV_BAD_ARGUMENT);
   EXPECT_EQ(update("NONE").result, KIV_STALE_DEVICE);
+}
+
+TEST_F(PlanAndUpdate, ReportsTellOfDevicesThatWereNeverHandedOver) {
+  addDrive("DUE");
+  ASSERT_EQ(kiv_scan(0), KIV_OK);
+  ASSERT_EQ(kiv_report_start(), KIV_OK);
+  record("started", directory.read("scsiExe.txt"));
+  EXPECT_EQ(update("DUE", KIV_REPORT_APPEND).result, KIV_OK);
+  const std::string whole = directory.read("scsiExe.txt");
+
+  auto entry = sized<kiv_report_entry>();
+  entry.adapter = UINT32_MAX;
+  entry.target = 1;
+  entry.result = KIV_CONFIG_ERROR;
+  entry.product_string = "A<&\">\x01\xFC:SAS";
+  entry.component = "4711 ";
+  auto told = sized<kiv_report_entry>();
+  told.target = 1;
+  told.result = KIV_UNEXPECTED;
+  const std::pair<const char*, std::string> rows[] = {
+      {"whole", whole},
+      {"torn", whole.substr(0, whole.find("<SPStatus"))},
+      {"something else", "<SVMExecution/>"},
+  };
+  for (const auto& [what, before] : rows) {
+    directory.write("scsiExe.txt", before);
+    for (const kiv_report_entry* each : {&entry, &told, &entry})
+      EXPECT_EQ(kiv_report_add(each), KIV_OK) << what;
+    record(what, directory.read("scsiExe.txt"));
+  }
 }
 
 }  // namespace

@@ -42,6 +42,10 @@ class Binding(unittest.TestCase):
         self.assertIn(("download", 65536), seen)
         self.assertTrue(any("Write Buffer completed" in line for line in self.lines))
         self.assertEqual(drive.plan().verdict, "current")
+        self.kiv.start_report()
+        drive.report(11)
+        with open(os.path.join(self.folder.name, "scsiExe.txt"), encoding="utf-8") as report:
+            self.assertRegex(report.read(), 'enum="0,0,3,0" .*\\n.* version="E6Q3">\\n.*\\n.* id="11"')
 
     def test_failures(self):
         drive = self.kiv.find("1068000451")
