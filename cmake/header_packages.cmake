@@ -1,4 +1,4 @@
-# Debian's header-only packages, for both targets. Each is reached through a link to its own folder: the cross
+# Debian's packages of headers, for both targets. Each is reached through a link to its own folder: the cross
 # compiler must not see the rest of /usr/include.
 function(kiv_header_package name folder)
   set(links ${PROJECT_BINARY_DIR}/packages/${name})
@@ -13,5 +13,4 @@ endfunction()
 
 kiv_header_package(cli11 CLI)
 kiv_header_package(fmt fmt)
-target_compile_definitions(fmt INTERFACE FMT_HEADER_ONLY)
 kiv_header_package(nlohmann_json nlohmann)
