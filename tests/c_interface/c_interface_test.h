@@ -36,6 +36,7 @@ class CInterfaceTest : public UpdateTest {
   /// Records how a call ended and, if it failed, what the last error tells.
   void tellResult(const std::string& what, std::int32_t result) {
     record(what, kiv_result_name(result));
+    EXPECT_EQ(room.openHandles(), 0u) << what;
     if (result == KIV_OK) return;
     auto error = sized<kiv_error>();
     EXPECT_EQ(kiv_last_error(&error), KIV_OK);

@@ -34,6 +34,7 @@ class Devices : public CInterfaceTest {
 
 TEST_F(Devices, AreFoundWhateverTheConfigurationNames) {
   directory.write("Config.txt", "QOR-ULTRIUM-PX6:SAS image.bin B222\nELSE-THING:SAS image.bin 1\n");
+  directory.write("Devlist.txt", "100106 QOR-ULTRIUM-PX6:SAS\n");
   addDrive("ONE");
   room.addDrive({.target = 9,
                  .vendor = "ELSE",
@@ -64,6 +65,19 @@ TEST_F(Devices, ThatDoNotOpenAreToldWithWindowsReason) {
   room.addFault({.call = "CreateFileA", .device = "\\\\.\\scsi0:", .times = 0, .error = 5});
   EXPECT_EQ(kiv_scan(0), KIV_OK);
   tellDevices("not elevated");
+  room.faults().clear();
+  room.addFault({.call = "CreateFileA", .device = "\\\\.\\scsi0:", .nth = 2, .error = 5});
+  EXPECT_EQ(kiv_scan(0), KIV_OK);
+  tellDevices("the adapter, once counted, does not open any more");
+  for (const Fault& fault :
+       {Fault{.error = 1117}, Fault{.sense = Sense{2, 4, 1}}, Fault{.sense = Sense{5, 0x20, 0}}}) {
+    Fault unanswered = fault;
+    unanswered.cdb = "3C", unanswered.times = 0;
+    room.addFault(unanswered);
+    EXPECT_EQ(kiv_scan(KIV_SCAN_DRIVER), KIV_OK);
+    tellDevices("a question left open");
+    room.faults().clear();
+  }
 }
 
 TEST_F(Devices, ThatAreBusyOrTellOfAResetStayWhatTheyAre) {
@@ -92,10 +106,12 @@ TEST_F(Devices, StandInLibrariesThatAreAskedOnce) {
   auto& library = room.addChanger({.target = 3, .model = "TAPELIB-40", .serial = "LIB"},
                                   {.importExport = {16, 2}, .drives = {256, 2}, .slots = {1000, 10000}});
   library.element(257).drive = &addDrive("ONE");
-  library.element(1000 + 9999).cartridge = simulator::makeCartridge("QOR001L6");
-  libraryMode = true;
-  ASSERT_EQ(kiv_scan(0), KIV_OK);
-  EXPECT_EQ(room.journal().count("B8"), 1u);
+  library.element(1000 + 9999).cartridge = simulator::makeCartridge({"QOR001\0L6", 9});
+  for (std::uint32_t asked = 0; asked < 3; ++asked) {
+    libraryMode = asked == 2;
+    ASSERT_EQ(kiv_scan(asked == 1 ? KIV_SCAN_LIBRARIES : 0), KIV_OK);
+    EXPECT_EQ(room.journal().count("B8"), asked);
+  }
   tellDevices("found");
   const kiv_device tapeLibrary = kiv_device_find("LIB");
   tellResult("elements", kiv_elements(tapeLibrary, tellElement, &record));
@@ -116,8 +132,8 @@ TEST_F(Devices, TellEveryBitOfAnElement) {
     Bytes report(16 + 24 * 12);
     writeBigEndian(report, 0, 8, std::uint64_t{first[type]} << 48 | std::uint64_t{24} << 32 | (8 + 24 * 12));
     report[8] = type, report[11] = 12;
-    writeBigEndian(report, 13, 3, 24 * 12);
-    for (std::size_t k = 0; k < 24; ++k) {  // one bit of byte 2, 6 or 9 each
+    writeBigEndian(report, 13, 3, 100 * 12);  // of which so many arrive
+    for (std::size_t k = 0; k < 24; ++k) {    // one bit of byte 2, 6 or 9 each
       writeBigEndian(report, 16 + k * 12, 2, first[type] + k);
       report[16 + k * 12 + std::array{2, 6, 9}[k / 8]] = static_cast<std::uint8_t>(1u << k % 8);
     }
@@ -250,10 +266,10 @@ TEST_F(Devices, MisuseHasCodes) {
   auto smallInfo = wrong(info, [](auto& it) { it.size = 8; });
   auto largeResult = wrong(result, [](auto& it) { it.size = 0xCCCCCCCC; });
   auto cdb = wrong(request, [](auto& it) { it.cdb_length = 7; });
-  auto noBuffer = wrong(request, [](auto& it) { it.direction = KIV_DATA_IN, it.data_length = 4; });
+  auto noBuffer = wrong(request, [](auto& it) { it.direction = KIV_DATA_IN, it.data_length = 1; });
   auto noDirection = wrong(request, [](auto& it) { it.data_length = 4; });
   const auto nested = [](const kiv_element*, void* user) -> std::int32_t {
-    *static_cast<std::int32_t*>(user) = kiv_scan(0);
+    *static_cast<std::int32_t*>(user) = kiv_scan(0) + static_cast<std::int32_t>(kiv_device_count());
     return 1;
   };
   std::int32_t scanInside = 0;
@@ -286,6 +302,7 @@ TEST_F(Devices, MisuseHasCodes) {
       {"no buffer", kiv_command(drive, &noBuffer)},
       {"no direction", kiv_command(drive, &noDirection)},
       {"element address", kiv_move_medium(library, 0, 65536, 1)},
+      {"the highest address", kiv_move_medium(library, 0, 65535, 1)},
       {"parameter", kiv_parameter_check("colour", "on")},
       {"parameter value", kiv_parameter_check("block-size", "big")},
       {"parameter without name", kiv_parameter_set(drive, nullptr, "on")},
@@ -299,7 +316,8 @@ TEST_F(Devices, MisuseHasCodes) {
   tellResult("no log at all", kiv_set_log(KIV_LOG_NONE, nullptr, nullptr));
   directory.write("file", "");
   for (const char* name : {"file", "nowhere", ""}) tellResult(name, kiv_set_directory(name));
-  EXPECT_EQ(kiv_device_find(nullptr), 0u);
+  for (const char* name : {static_cast<const char*>(nullptr), "", " ", "NOBODY"})
+    EXPECT_EQ(kiv_device_find(name), 0u);
   EXPECT_EQ(kiv_device_at(99), 0u);
   EXPECT_EQ(kiv_device_info(drive, &info), KIV_OK) << "none of it did harm";
   room.addFault({.call = "CreateFileA", .times = 0, .error = 2});

@@ -77,7 +77,7 @@ class PlanAndUpdate : public CInterfaceTest {
 
 TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
   addDrive("DUE");
-  addDrive("CURRENT", {}, "B222");
+  auto& current = addDrive("CURRENT");
   addDrive("HIGHER", {}, "C333");
   addDrive("LOADED", {.cartridge = true});
   addDrive("KEPT", {.cartridge = true, .removalPrevented = true});
@@ -90,7 +90,10 @@ TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
   addDrive("UNKNOWN", {}, "A111", "PX5");
   addDrive("NOIMAGE", {}, "A111", "PX7");
   addDrive("EMPTY", {}, "A111", "PX8");
+  room.addFault(
+      {.cdb = "12 00 00 00 24", .device = addDrive("SHORT").address(), .nth = 2, .times = 0, .transfer = 35});
   ASSERT_EQ(kiv_scan(0), KIV_OK);
+  current.options().level = "B222";  // updated behind our back
   room.journal().clear();
 
   const std::pair<const char*, std::uint32_t> rows[] = {{"DUE", 0},
@@ -114,7 +117,7 @@ TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
   for (const std::string& cdb : room.journal().cdbs())
     EXPECT_TRUE(std::regex_search(cdb, reading)) << cdb << " changes something";
   // The drives that stop answering have answered long enough for the scan.
-  for (const char* serial : {"BUSY", "LOST"}) plan(serial);
+  for (const char* serial : {"BUSY", "LOST", "SHORT"}) plan(serial);
 }
 
 TEST_F(PlanAndUpdate, TellsEveryPhaseAndReadsTheLevelBack) {
@@ -155,6 +158,7 @@ TEST_F(PlanAndUpdate, FailuresSayWhatFailedAndWhatTheDriveRunsNow) {
       {"READY-BUSY", chunk({.cdb = "00", .times = 0, .status = 0x08}, 3)},
       {"READY-RESET", chunk({.cdb = "00", .times = 0, .sense = Sense{6, 0x29, 0}}, 3)},
       {"READY-CABLE", chunk({.cdb = "00", .times = 0, .error = 1167}, 3)},
+      {"KEEPS", chunk({.cdb = "1B", .sense = Sense{5, 0x24, 0}}, 1), {.cartridge = true}},
       {"GONE", nothing, gone},
       {"STUCK", nothing, {.cartridge = true, .stuckCartridge = true}},
       {"LIAR", [](simulator::VirtualDrive& drive) { drive.options().level = "A111"; }},

@@ -22,7 +22,7 @@ TEST(ChangerCommands, BuildTheirCdbs) {
   COMMAND(ChangerCmdInitializeElementStatus());
   COMMAND(ChangerCmdInitializeElementStatusWithRange(0x102, 0x304, 0xE7));
   COMMAND(ChangerCmdInitializeElementStatusWithRange(1, 2, 0x37), c.setStartingElementAddress(0xA0B), c.setNbrOfElements(0xC0D));
-  COMMAND(ChangerCmdPreventAllowMediumRemoval(true));
+  COMMAND(ChangerCmdPreventAllowMediumRemoval(false), c.setActionCode(true));
   COMMAND(ChangerCmdPreventAllowMediumRemoval(true), c.setActionCode(false));
   COMMAND(ChangerOpenCloseImportExportElement(0x102, 0xE1));
   COMMAND(ChangerOpenCloseImportExportElement(1, 0), c.setIOElementAddress(0xA0B), c.setActionCode(0xFF));

@@ -48,7 +48,9 @@ TEST_F(ChangerTwins, TranslateTheirCdbs) {
     cdb<QORChangerMoveMedium>("A5 00 00 01 10 05 10 3C 00 00 00 00");
     cdb<QORChangerCmdExchangeMedium>("A6 00 00 01 10 05 01 02 00 13 00 00");
     cdb<QORChangerCmdExchangeMedium>("A6 00 00 01 10 05 01 02 00 14 00 00");
-    cdb<QORChangerCmdPositionToElement>("2B 00 00 01 01 02 00 00 00 00");
+    for (const char* move :
+         {"2B 00 00 01 01 02 00 00 00 00", "2B 00 00 02 01 02 00 00 00 00", "2B 00 00 01 01 04 00 00 00 00"})
+      cdb<QORChangerCmdPositionToElement>(move);
     cdb<QORChangerCmdInitializeElementStatus>("07 00 00 00 00 00");
     cdb<QORChangerCmdInitializeElementStatusWithRange>("37 01 10 05 00 00 02 03 00 00");
     cdb<QORChangerCmdInitializeElementStatusWithRange>("37 01 00 05 00 00 02 03 00 00");
@@ -169,6 +171,7 @@ TEST_F(ChangerTwins, RefuseWhatTheInterfaceCannotTell) {
   RUN(ChangerCmdReadElementStatus(4, 0x0101, 9, true, false, 8));
   script.refuses(IOCTL_CHANGER_GET_PARAMETERS, ERROR_IO_DEVICE);
   RUN(ChangerCmdReadElementStatus(4, 0x0100, 9, true, false, 8));
+  RUN(ChangerCmdReadCartridgeLocation(0x1000, 2));
 }
 
 TEST_F(ChangerTwins, TellPlainRecordsFromExtendedOnes) {
@@ -195,10 +198,10 @@ TEST_F(ChangerTwins, TakeNoMoreThanTheDriverReturns) {
     EXPECT_EQ(cmd.getNumberElementsAvail(), size / 100);
     EXPECT_EQ(cmd.getByteCntReportAvail(), size < 100 ? 0 : 8 + size / 100 * 12);
   }
-  script.answers(cartridgeLocations, bytes("02 00 00"));
-  RUN(ChangerCmdReadCartridgeLocation(0x1000, 2));
-  script.answers(cartridgeLocations, bytes("FF FF FF FF 00 10 00 00 09 80 30 03"));
-  RUN(ChangerCmdReadCartridgeLocation(0x1000, 2));
+  for (const char* answer : {"02 00 00", "02 00 00 00", "FF FF FF FF 00 10 00 00 09 80 30 03"}) {
+    script.answers(cartridgeLocations, bytes(answer));
+    RUN(ChangerCmdReadCartridgeLocation(0x1000, 2));
+  }
 }
 
 }  // namespace

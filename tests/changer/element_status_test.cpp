@@ -168,6 +168,7 @@ TEST(ElementStatus, EndsWhereThePagesEnd) {
       {"a descriptor length of 0", "04 00 00 00 00 00 00 0C " + element + one, {0, 1}},
       {"descriptors longer than the page", "04 00 FF FF 00 00 00 0C " + element + one, {0, 1}},
       {"part of a descriptor", "02 00 00 0C 00 00 00 12 " + element + "10 01 01 00 00 00 ", {1}},
+      {"a page without elements", one + page(4, 0), {1, 0}},
       {"part of a page header", one + "04 00 00 0C 00 00 00 ", {1}},
   };
   for (const auto& row : rows) {

@@ -229,13 +229,17 @@ TEST_F(Controller, PrintsTheListWithTheHostAdapters) {
 }
 
 TEST_F(Controller, TakesHostAdapterTextsAsTheyCome) {
-  room.addDrive({.target = 5});
+  room.addAdapter();
+  room.addAdapter();
+  room.addDrive({.adapter = 1, .target = 5});
   controller.rediscoverSCSIBus(false, "", "", "");
   ScsiTarget& device = *controller.getDevice(0);
   const char* const property = "SetupDiGetDeviceRegistryPropertyA";
   const std::pair<const char*, Fault> rows[] = {
       {"a text too long", {.call = property, .reply = Bytes(5000, 'x')}},
       {"a text with a zero inside", {.call = property, .reply = Bytes{'a', 0, 'b'}}},
+      {"an adapter without a path", {.call = "SetupDiGetDeviceInterfaceDetailA", .error = 5}},
+      {"an adapter that does not open", {.call = "CreateFileA", .nth = 2, .error = 5}},
       {"a property refused", {.call = property, .error = 13}},
       {"no set", {.call = "SetupDiGetClassDevsA", .error = 5}},
       {"no list", {.call = "SCSI_GET_INQUIRY_DATA", .times = 0, .error = 5}},

@@ -97,7 +97,7 @@ TEST_F(TargetOpen, LeavesThePortAsTheDriverNameWhenItFails) {
     Fault fault;
     std::uint8_t host, bus, id;
   } rows[] = {
-      {"no such adapter", {}, 4, 0, 5},
+      {"no such adapter", {}, 4, 2, 5},
       {"no such bus", {}, 0, 1, 5},
       {"not listed", {}, 0, 0, 9},
       {"list refused", always("SCSI_GET_INQUIRY_DATA", 1), 0, 0, 5},
@@ -216,7 +216,9 @@ TEST(Target, IsOrderedByBusLast) {
   ScsiTarget other = at(0);
   other.setModelName("other");
   EXPECT_FALSE(other == at(0));
-  other.setProperty("key", "value");
+  EXPECT_EQ(other.setProperty("key", "value"), CMD_OK);
+  EXPECT_EQ(other.setProperty(nullptr, "value"), CMD_ERROR);
+  EXPECT_EQ(other.setProperty("key", nullptr), CMD_ERROR);
   EXPECT_STREQ(ScsiTarget(other).getProperty("key"), "value");
   EXPECT_EQ(other.getProperty("none"), nullptr);
 }

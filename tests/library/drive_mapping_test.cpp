@@ -129,6 +129,9 @@ TEST_F(Mapping, GoesOnWithTheNextLibrary) {
     room.addFault({.cdb = "B8", .device = "H0-B0-T8-L0", .nth = nth, .sense = Sense{.key = 4, .asc = 0x44}});
     map("the first refuses");
   }
+  scan();
+  room.addFault({.cdb = "1A", .device = "H0-B0-T8-L0", .error = ERROR_IO_DEVICE});
+  map("the first is gone");
 }
 
 TEST_F(Mapping, KeepsTheOutcomeOfTheCommandThatFailed) {

@@ -34,13 +34,14 @@ TEST(StandardCommands, BuildTheirCdbs) {
   COMMAND(ScsiCmdModeSense6(false, 0, 0x3F, 0));
   COMMAND(ScsiCmdModeSense6(true, 3, 0x0F, 40));
   COMMAND(ScsiCmdModeSense6(true, 3, 0x0F, 40), c.setDBDFlag(false), c.setPageControl(1), c.setPageCode(0xD1), c.setSubPageCode(0x5A), c.setTransferLength(0));
+  COMMAND(ScsiCmdModeSense6(false, 3, 0x0F, 40), c.setDBDFlag(true));
   COMMAND(ScsiCmdModeSelect6(0));
   COMMAND(ScsiCmdModeSelect6(12));
   COMMAND(ScsiCmdModeSelect6(12), c.setSavePageFlag(true), c.setTransferLength(0));
   COMMAND(ScsiCmdReadCapacity());
   COMMAND(ScsiCmdReadBuffer(0x1B, 2, 0x123456, 0x010203));
   COMMAND(ScsiCmdReadBuffer(2, 0, 0, 64), c.setMode(0x0B), c.setBufferId(0xE4), c.setOffset(0xFF000102), c.setParameterListLength(4));
-  COMMAND(ScsiCmdWriteBuffer(0x0E, 0, 0, 0x8000));
+  COMMAND(ScsiCmdWriteBuffer(0x0F, 0, 0, 0x8000));
   COMMAND(ScsiCmdWriteBuffer(7, 0, 0, 1), c.setMode(0x0D), c.setBufferId(1), c.setOffset(0x8000), c.setParameterListLength(0x100));
   COMMAND(ScsiCmdSendDiagnostic(true, true, 0x0102));
   COMMAND(ScsiCmdSendDiagnostic(false, false, 0));
@@ -118,13 +119,13 @@ TEST(StandardCommands, DecodeReportedLuns) {
   TELL(luns.getNumberOfAttachedLuns());
 }
 
-// An integer, a text, nine bytes, and a parameter that the walk does not reach.
+// An integer of eight bytes, a text, nine bytes, and a parameter that the walk does not reach.
 const std::vector<std::uint8_t> logPage = bytes(
-    "0C 00 00 27 "
-    "00 01 60 02 12 34 "                                //  4: 1234h
-    "00 02 60 0C 0D 0A 4C 31 20 30 09 00 00 00 00 00 "  // 10: text
-    "80 00 60 09 01 02 03 04 05 06 07 08 09 "           // 26: nine bytes
-    "80 01 60 00");                                     // 39: in the last four bytes of the page
+    "0C 00 00 2D "
+    "00 01 60 08 12 34 56 78 9A BC DE F0 "              //  4: 123456789ABCDEF0h
+    "00 02 60 0C 0D 0A 4C 31 20 30 09 00 00 00 00 00 "  // 16: text
+    "80 00 60 09 01 02 03 04 05 06 07 08 09 "           // 32: nine bytes
+    "80 01 60 00");                                     // 45: in the last four bytes of the page
 
 TEST(LogSense, FindsParameters) {
   Record record;
@@ -136,7 +137,7 @@ TEST(LogSense, FindsParameters) {
       record("code " + std::to_string(code), command.getParameterOffset(code),
              command.getAttributeValue(code), command.isAttributeSupported(code),
              command.isAttributeTypeInteger(code), command.getAttributeValueAsString(code));
-    for (const std::uint16_t offset : Numbers{4, 10, 26, 39}) {
+    for (const std::uint16_t offset : Numbers{4, 16, 32, 45}) {
       std::uint16_t code = 9;
       std::uint8_t length = 9;
       std::uint64_t value = 9;

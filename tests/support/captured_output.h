@@ -25,7 +25,7 @@ class CapturedOutput {
   /// The lines caught; log lines without their time, such as "MAIN0000D message", and without the system's
   /// own wording of an error.
   std::vector<std::string> lines() {
-    static const std::regex wording(R"re((errno[:=]? ?-?\d+ ?)(\((?:[^()]|\([^()]*\))*\)|- .*))re");
+    static const std::regex wording(R"re((errno[:=]? ?-?\d+ ?)(\((?:[^()]|\([^()]*\))+\)|- .+))re");
     std::vector<std::string> result;
     const std::string& whole = text();
     std::size_t begin = 0;

@@ -102,3 +102,10 @@ void Record::command(const std::string& what, GenericScsiCommand& command) {
   if (std::ranges::any_of(command.ioDataSpan(), [](std::uint8_t byte) { return byte != 0; }))
     add("    data " + hex(command.ioDataSpan()));
 }
+
+void Record::settersOn(GenericScsiCommand& command, const std::function<void()>& setters) {
+  std::ranges::fill(command.cdbSpan().subspan(1), std::uint8_t{0xFF});
+  std::ranges::fill(command.ioDataSpan(), std::uint8_t{0xFF});
+  setters();
+  add("    on ones " + hex(command.cdbSpan()) + ", data " + briefHex(command.ioDataSpan()));
+}

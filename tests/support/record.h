@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <tuple>
@@ -38,6 +39,8 @@ class Record {
   }
   /// CDB, data direction and length, time-out, twin, and the data buffer where it is not zero.
   void command(const std::string& what, GenericScsiCommand& command);
+  /// What setters make of CDB and data whose bits are all set, the operation code apart.
+  void settersOn(GenericScsiCommand& command, const std::function<void()>& setters);
 
  private:
   void add(const std::string& line);
@@ -74,4 +77,5 @@ class Record {
     auto c = construction;                                          \
     __VA_OPT__((__VA_ARGS__);)                                      \
     record.command(#construction __VA_OPT__(", " #__VA_ARGS__), c); \
+    __VA_OPT__(record.settersOn(c, [&] { __VA_ARGS__; });)          \
   } while (false)

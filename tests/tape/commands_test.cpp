@@ -60,8 +60,9 @@ TEST(TapeCommands, HandleTheCartridge) {
   COMMAND(TapeCmdUnLoad(false, false), c.getCdb()[4] = 0x0F, c.setRetentionFlag(false));
   COMMAND(TapeCmdPreventAllowMediumRemoval(true));
   COMMAND(TapeCmdPreventAllowMediumRemoval(false));
+  COMMAND(TapeCmdPreventAllowMediumRemoval(false), c.setPreventFlag(true));
   COMMAND(TapeCmdPreventAllowMediumRemoval(true), c.setPreventFlag(false));
-  COMMAND(TapeCmdFormat(0x1A, true));
+  COMMAND(TapeCmdFormat(0x1F, true));
   COMMAND(TapeCmdFormat(1, true), c.getCdb()[2] = 0xFF, c.setFormatType(2), c.setImmedFlag(false));
   COMMAND(TapeCmdErase(true, true));
   COMMAND(TapeCmdErase(false, false));

@@ -177,10 +177,11 @@ TEST_F(TapeTwinsByScript, HandOverTheirFields) {
   RUN(TapeCmdLocate16(false, 0xFF02030405060708, 9));
   RUN(TapeCmdVerify(true, false, true, false, true, false, 0x020304));
   RUN(TapeCmdVerify(false, true, false, false, false, true, 0));
+  RUN(TapeCmdVerify(false, false, false, false, false, false, 3), c.getCdb()[1] = 0x15);
   RUN(TapeCmdVerify(false, false, false, true, false, false, 2));
   RUN(QORTapeCmdSetLogicalBlockProtection(), c.setLbpMethod(1), c.setLbpInfoLength(6), c.setLbpRead(true));
   RUN(QORTapeCmdDataEncryptionDiag(), c.setType(0x0102000F));
-  RUN(TapeCmdFormat(2, true));
+  RUN(TapeCmdFormat(3, true));
   PartitionRecord layout;
   layout.addPartitionsDefined = layout.dataPartitionType = 1, layout.partitionType = 2;
   layout.partitionUnits = 9, layout.sizes = {7, 0xFFFF, 8};

@@ -114,6 +114,8 @@ TEST_F(Partitions, GoThroughTheDriver) {
   query("", {&driver, SENSE});
   // Neither a record without a method nor the retry with a partition type of 0 may only format.
   create("without a method", Layout(driver, 1, 0, 0));
+  create("of the first type", Layout(driver, 1, 1, 1));
+  query("", {&driver, SENSE});
   failOnce();
   create("again", Layout(driver, 1, 1, 0));
   TELL(drive.medium()->partitions().size(), QORTapeCmdCreatePartition(Layout(driver, 1, 1)).getTimeOut());

@@ -30,6 +30,7 @@ class Conversation : public UpdateTest {
 };
 
 TEST_F(Conversation, OfAScan) {
+  tell([&] { record("nothing there", scanScsiBus(1)); });
   addDrive({}, false);
   tell([&] { record("result", scanScsiBus(1)); });
 }

@@ -119,6 +119,7 @@ TEST_F(Result, IsReportedForEveryCode) {
       {"forced", [&] { configure("A100"), writeImage("A100", 70000); }, true},
       {"not listed", [&] { directory.write("Config.txt", "QOR-ULTRIUM-TD6 image.bin C300\n"); }, true},
       {"no Config.txt", [&] { erase("Config.txt"); }, true},
+      {"no component", [&] { directory.write("Devlist.txt", "4711 QOR-ULTRIUM-TD5:Fibre\n"); }},
       {"report not to be written",
        [&] { erase("scsiExe.txt"), std::filesystem::create_directory("scsiExe.txt"); }},
   };

@@ -51,7 +51,7 @@ TEST_F(UpdateTest, ADriveIsReadyBySense) {
                               "2/04/01", "-", "+ + 2/3A/00", "+", "+ + 2/04/02", "+ + 4/53/00"}) {
     ScriptedDrive drive(room, answers);
     room.journal().clear();
-    record(answers, UpdateFirmware().wait4DriveReady(&drive));
+    record("log", logOf([&] { record(answers, UpdateFirmware().wait4DriveReady(&drive)); }));
     record("calls", calls());
   }
 }
@@ -77,7 +77,7 @@ TEST_F(UpdateTest, ARestartEndsBySense) {
   for (const auto& [answers, failures] : rows) {
     ScriptedDrive drive(room, answers, failures);
     room.journal().clear();
-    record(answers, failures, UpdateFirmware().wait4RebootComplete(&drive));
+    record("log", logOf([&] { record(answers, failures, UpdateFirmware().wait4RebootComplete(&drive)); }));
     record("calls", calls());
   }
   for (const unsigned failures : {0u, 19u, 20u}) {
