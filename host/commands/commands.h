@@ -48,8 +48,8 @@ struct Run {
   void refuseDuringUpdate() const;
   /// Shows warnings, and keeps them for the document.
   void warn(const std::vector<Warning>& more);
-  /// Puts the unreachable devices into the document, and says what they are.
-  void tell(const std::vector<Unreachable>& unreachable);
+  /// Scans; puts the devices that could not be opened into the document, and says what they are.
+  Inventory findDevices();
   /// Whether devices were asked for as a whole, and a part of them is unknown.
   bool isIncomplete(const Inventory& inventory) const;
 };
@@ -85,7 +85,7 @@ struct PlannedDrive {
   Device drive;
   Plan plan;
 };
-/// Scans, selects, and asks each drive; shows the plan.
+/// Selects drives and asks each; shows the plan.
 std::vector<PlannedDrive> makePlans(Run& run, const Inventory& inventory);
 
 }  // namespace host

@@ -41,10 +41,6 @@ std::int32_t collect(const kiv_element* element, void* user) {
   return 0;
 }
 
-std::string cell(const Json& value) {
-  return value.is_null() ? "" : value.is_string() ? value.get<std::string>() : value.dump();
-}
-
 }  // namespace
 
 void addElements(const Device& library, Json& elements) {
@@ -56,19 +52,17 @@ void addElements(const Device& library, Json& elements) {
 std::string elementsTable(const Json& elements) {
   std::vector<Row> rows = {{"LIBRARY", "ELEMENT", "TYPE", "CARTRIDGE", "BARCODE", "SOURCE", "DRIVE"}};
   for (const Json& element : elements)
-    rows.push_back({cell(element["library"]), cell(element["address"]), cell(element["type"]),
-                    element["full"] ? "yes" : "", cell(element["barcode"]), cell(element["source"]),
-                    cell(element["drive"])});
+    rows.push_back({textOf(element["library"]), textOf(element["address"]), textOf(element["type"]),
+                    element["full"] ? "yes" : "", textOf(element["barcode"]), textOf(element["source"]),
+                    textOf(element["drive"])});
   return formatTable(rows);
 }
 
 int elements(Run& run) {
-  run.document["elements"] = Json::array();
-  run.document["unreachable"] = Json::array();
+  run.document = emptyLists({"elements", "unreachable"});
   run.refuseDuringUpdate();
   const Session session = run.openSession();
-  const Inventory inventory = scanDevices();
-  run.tell(inventory.unreachable);
+  const Inventory inventory = run.findDevices();
   bool any = false;
   for (const Device& device : select(run.options.selection, inventory)) {
     if (!device.isLibrary()) {

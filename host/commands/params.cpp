@@ -41,7 +41,7 @@ std::int32_t collect(const kiv_parameter* parameter, void* user) {
 }  // namespace
 
 int params(Run& run) {
-  run.document["parameters"] = Json::array();
+  run.document = emptyLists({"parameters"});
   const Session session = run.openSession();
   const std::vector<Setting> settings = readSettings(run.options.settings);
   const auto lock = settings.empty() ? std::nullopt : platform::Lock::take(run.options.session.lockName());

@@ -31,13 +31,11 @@ std::vector<PlannedDrive> makePlans(Run& run, const Inventory& inventory) {
 }
 
 int plan(Run& run) {
-  run.document["drives"] = Json::array();
-  run.document["unreachable"] = Json::array();
+  run.document = emptyLists({"drives", "unreachable"});
   run.refuseDuringUpdate();
   const Session session = run.openSession();
   run.warn(lintFiles("."));
-  const Inventory inventory = scanDevices();
-  run.tell(inventory.unreachable);
+  const Inventory inventory = run.findDevices();
   int status = KIV_OK;
   for (const PlannedDrive& planned : makePlans(run, inventory))
     if (planned.plan.status != KIV_OK) status = planned.plan.status;

@@ -50,10 +50,12 @@ void Run::warn(const std::vector<Warning>& more) {
   warnings.insert(warnings.end(), more.begin(), more.end());
 }
 
-void Run::tell(const std::vector<Unreachable>& unreachable) {
-  document["unreachable"] = toJson(unreachable);
-  for (const Unreachable& device : unreachable)
+Inventory Run::findDevices() {
+  Inventory inventory = scanDevices();
+  document["unreachable"] = toJson(inventory.unreachable);
+  for (const Unreachable& device : inventory.unreachable)
     output.complain(fmt::format("{} could not be opened: {}.", device.path, device.message));
+  return inventory;
 }
 
 bool Run::isIncomplete(const Inventory& inventory) const {

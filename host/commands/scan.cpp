@@ -20,49 +20,43 @@ std::string table(const std::vector<Device>& devices) {
   return formatTable(rows);
 }
 
-std::string xml(const std::vector<Device>& devices, const std::vector<Unreachable>& unreachable) {
+/// A device with what the document tells of it, as attributes.
+std::string element(const char* name, const Json& members) {
+  std::string text = fmt::format("  <{}", name);
+  for (const auto& [key, value] : members.items())
+    text += fmt::format(" {}=\"{}\"", key, escapeXml(textOf(value)));
+  return text + "/>\n";
+}
+
+std::string xml(const Json& document) {
   std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Inventory format=\"1\">\n";
-  const auto element = [&](const char* name, const std::vector<std::pair<const char*, std::string>>& values) {
-    text += fmt::format("  <{}", name);
-    for (const auto& [key, value] : values) text += fmt::format(" {}=\"{}\"", key, escapeXml(value));
-    text += "/>\n";
-  };
-  for (const Device& device : devices)
-    element(device.isLibrary() ? "Library" : "Drive",
-            {{"index", std::to_string(device.index)},
-             {"address", addressText(device.address)},
-             {"serial", device.serial},
-             {"vendor", device.vendor},
-             {"product", device.product},
-             {"productString", device.productString},
-             {"interface", device.interface},
-             {"level", device.level},
-             {"component", device.component},
-             {"library", device.librarySerial},
-             {"element", device.librarySerial.empty() ? "" : std::to_string(device.element)}});
-  for (const Unreachable& device : unreachable)
-    element("Unreachable", {{"path", device.path},
-                            {"windowsError", std::to_string(device.windowsError)},
-                            {"message", device.message}});
+  for (Json device : document["drives"]) {
+    const char* const name = device["type"] == "library" ? "Library" : "Drive";
+    const Json place =
+        device["library"].is_null() ? Json{{"serial", ""}, {"element", ""}} : device["library"];
+    device["library"] = place["serial"];
+    device["element"] = place["element"];
+    device.erase("type");
+    text += element(name, device);
+  }
+  for (const Json& device : document["unreachable"]) text += element("Unreachable", device);
   return text + "</Inventory>\n";
 }
 
 }  // namespace
 
 int scan(Run& run) {
-  run.document["drives"] = Json::array();
-  run.document["unreachable"] = Json::array();
+  run.document = emptyLists({"drives", "unreachable"});
   run.refuseDuringUpdate();
   const Session session = run.openSession();
   run.warn(lintFiles("."));
-  const Inventory inventory = scanDevices();
-  run.tell(inventory.unreachable);
+  const Inventory inventory = run.findDevices();
   // Without a selection both paths to a drive are shown.
   const std::vector<Device> devices = run.options.selection.empty() && !inventory.devices.empty()
                                           ? inventory.devices
                                           : select(run.options.selection, inventory);
   for (const Device& device : devices) run.document["drives"].push_back(toJson(device));
-  run.output.say(run.options.xml ? xml(devices, inventory.unreachable) : table(devices));
+  run.output.say(run.options.xml ? xml(run.document) : table(devices));
   if (run.options.elements) {
     run.document["elements"] = Json::array();
     for (const Device& device : devices)

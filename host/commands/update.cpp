@@ -109,8 +109,7 @@ int updateDrives(Run& run, const std::vector<PlannedDrive>& drives) {
 }  // namespace
 
 int update(Run& run) {
-  run.document["drives"] = Json::array();
-  run.document["unreachable"] = Json::array();
+  run.document = emptyLists({"drives", "unreachable"});
   const auto lock = platform::Lock::take(run.options.session.lockName());
   if (!lock) throw HostError(KIV_ALREADY_RUNNING, "Another update is running here: wait until it ends.");
   platform::countInterrupts(&farewell(run));
@@ -121,8 +120,7 @@ int update(Run& run) {
     // Closed before the first drive's process opens its own.
     const Session session = run.openSession();
     run.warn(lintFiles("."));
-    inventory = scanDevices();
-    run.tell(inventory.unreachable);
+    inventory = run.findDevices();
     drives = makePlans(run, inventory);
   }
   for (Json& drive : run.document["drives"]) addNoOutcome(drive);

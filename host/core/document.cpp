@@ -122,6 +122,16 @@ Json document(const Json& found, const std::vector<Warning>& warnings, int statu
   return document;
 }
 
+Json emptyLists(std::initializer_list<const char*> names) {
+  Json document = Json::object();
+  for (const char* name : names) document[name] = Json::array();
+  return document;
+}
+
+std::string textOf(const Json& value) {
+  return value.is_null() ? "" : value.is_string() ? value.get<std::string>() : value.dump();
+}
+
 std::string dump(const Json& document, int indent) {
   return document.dump(indent, ' ', false, Json::error_handler_t::replace) + '\n';
 }

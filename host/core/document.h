@@ -34,6 +34,12 @@ Json outcome(int result, const std::string& before, const std::string& after, st
 Json document(const Json& found, const std::vector<Warning>& warnings, int status,
               const std::string& message);
 
+/// A document of a command that has not found anything yet.
+Json emptyLists(std::initializer_list<const char*> names);
+
+/// A value without its quotation marks; null is empty.
+std::string textOf(const Json& value);
+
 /// In one piece, with a line feed behind it; bytes that are no UTF-8 are replaced.
 std::string dump(const Json& document, int indent = 2);
 
