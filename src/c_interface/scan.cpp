@@ -11,6 +11,7 @@
 #include "c_interface/questions.h"
 #include "c_interface/structure.h"
 #include "c_interface/unopened.h"
+#include "config/configuration_file.h"
 #include "device/patience.h"
 #include "frame/shortage.h"
 #include "kiv/api.h"
@@ -25,7 +26,6 @@
 
 namespace {
 
-constexpr unsigned TABLE_READ = 0;
 constexpr std::uint8_t TYPE_MASK = 0x1F;
 
 /// What the two configuration files say of products.
@@ -38,7 +38,7 @@ struct Configuration {
     firmware.initialize("Config.txt");
   }
   bool supports(const std::string& product) const {
-    return firmware.getStatus() == TABLE_READ ? firmware.isValid(product) : components.isValid(product);
+    return firmware.getStatus() == CONFIG_READ ? firmware.isValid(product) : components.isValid(product);
   }
 };
 

@@ -15,21 +15,17 @@ bool namesMaker(const std::string& product) { return contains(product, "QOR"); }
 
 bool ComponentId::initialize(const char* fileName) {
   return guarded(false, [&] {
-    const FileOutcome outcome = readConfigurationFile(
-        fileName, [this](std::string_view line) { return addEntry(std::string(line)); });
-    if (outcome != FileOutcome::Read) {
-      status = outcome == FileOutcome::NotOpened ? CONFIG_NO_FILE : CONFIG_NOT_READ;
-      return false;
-    }
-    logger->logDebug("CFGC", 0, "Component Map contains %d entries", static_cast<int>(table.size()));
-    int index = 0;
-    for (const auto& [product, id] : table) {
-      logger->logDebug("CFGC", 0, "Component ID [%d]: %s ==>%s<==", index++, product.c_str(), id.c_str());
+    const auto tell = [](int index, const std::string& product, const std::string& id) {
+      logger->logDebug("CFGC", 0, "Component ID [%d]: %s ==>%s<==", index, product.c_str(), id.c_str());
       if (contains(product, "AutomationReady")) automationReadyMode = true;
+    };
+    status = readTable(
+        fileName, "Component", table, [this](std::string_view line) { return addEntry(std::string(line)); },
+        tell);
+    if (status == CONFIG_READ || status == CONFIG_EMPTY) {
+      logger->logDebug("CFGC", 0, "AutomationReadyCheck=%s", automationReadyMode ? "true" : "false");
+      logger->logDebug("CFGC", 0, "LibraryCheck=%s", libraryMode ? "true" : "false");
     }
-    logger->logDebug("CFGC", 0, "AutomationReadyCheck=%s", automationReadyMode ? "true" : "false");
-    logger->logDebug("CFGC", 0, "LibraryCheck=%s", libraryMode ? "true" : "false");
-    status = table.empty() ? CONFIG_EMPTY : CONFIG_READ;
     return status == CONFIG_READ;
   });
 }

@@ -8,19 +8,13 @@
 
 bool ConfigFilename::initialize(const char* fileName) {
   return guarded(false, [&] {
-    const FileOutcome outcome = readConfigurationFile(
-        fileName, [this](std::string_view line) { return addEntry(std::string(line)); });
-    if (outcome != FileOutcome::Read) {
-      status = outcome == FileOutcome::NotOpened ? CONFIG_NO_FILE : CONFIG_NOT_READ;
-      return false;
-    }
-    logger->logDebug("CFGC", 0, "Filename Map contains %d entries", static_cast<int>(table.size()));
-    int index = 0;
-    for (const auto& [product, entry] : table) {
-      logger->logDebug("CFGC", 0, "Filename Map [%d]: %s ==>%s<==>%s<==", index++, product.c_str(),
+    const auto tell = [](int index, const std::string& product, const ConfigEntry& entry) {
+      logger->logDebug("CFGC", 0, "Filename Map [%d]: %s ==>%s<==>%s<==", index, product.c_str(),
                        entry.getFilename().c_str(), entry.getUCodeLevel().c_str());
-    }
-    status = table.empty() ? CONFIG_EMPTY : CONFIG_READ;
+    };
+    status = readTable(
+        fileName, "Filename", table, [this](std::string_view line) { return addEntry(std::string(line)); },
+        tell);
     return status == CONFIG_READ;
   });
 }

@@ -44,13 +44,13 @@ int lengthOf(std::string_view text) { return static_cast<int>(text.size()); }
 
 }  // namespace
 
-FileOutcome readConfigurationFile(const char* fileName,
-                                  const std::function<bool(std::string_view line)>& entry) {
-  return guarded(FileOutcome::OutOfMemory, [&] {
+unsigned int readConfigurationFile(const char* fileName,
+                                   const std::function<bool(std::string_view line)>& addEntry) {
+  return guarded(CONFIG_NOT_READ, [&] {
     auto text = readText(fileName);
     if (!text) {
       logger->logDebug("CFGC", 0, "File open fails==>%s<==", fileName);
-      return FileOutcome::NotOpened;
+      return CONFIG_NO_FILE;
     }
     // A line ends at the first line feed behind at least one character, so an empty line joins the next one.
     std::size_t begin = 0;
@@ -58,11 +58,11 @@ FileOutcome readConfigurationFile(const char* fileName,
       const std::string_view line = tidied(std::span(*text).subspan(begin, end - begin));
       if (line.starts_with('#')) {
         logger->logDebug("CFGC", 0, "%s Parsing comment ==>%.*s<==", fileName, lengthOf(line), line.data());
-      } else if (!entry(line)) {
+      } else if (!addEntry(line)) {
         logger->logDebug("CFGC", 0, "%s invalid format ==>%.*s<==", fileName, lengthOf(line), line.data());
       }
     }
-    return FileOutcome::Read;
+    return CONFIG_READ;
   });
 }
 
