@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <type_traits>
 
 #include "simulator/devices/scsi.h"
 #include "simulator/recording/converse.h"
@@ -60,10 +61,20 @@ Json digestOf(const void* data, std::size_t size) {
 
 constexpr auto nothingMore = [](Answer&, bool) {};
 
-/// A call of the tape interface, which returns an error number.
-template <class Asked, class Behind>
-DWORD tapeCall(const char* call, HANDLE device, Asked asked, Behind behind) {
-  return converse(call, device, DWORD{ERROR_GEN_FAILURE}, asked, behind, nothingMore);
+/// A call of the tape interface, which returns an error number. `names` are those of its arguments.
+template <class... Arguments>
+DWORD tapeCall(const char* call, DWORD (*behind)(HANDLE, Arguments...),
+               const char* const (&names)[sizeof...(Arguments)], HANDLE device,
+               std::type_identity_t<Arguments>... arguments) {
+  const auto asked = [&] {
+    Json json;
+    const char* const* name = names;
+    ((json[*name++] = arguments), ...);
+    return json;
+  };
+  return converse(
+      call, device, DWORD{ERROR_GEN_FAILURE}, asked, [&] { return behind(device, arguments...); },
+      nothingMore);
 }
 
 /// IOCTL_SCSI_PASS_THROUGH_DIRECT, by its meaning: the request holds an address, and its sense data stand
@@ -203,44 +214,24 @@ __time64_t time64(__time64_t* result) {
 }
 
 DWORD eraseTape(HANDLE device, DWORD type, BOOL immediate) {
-  return tapeCall(
-      "EraseTape", device,
-      [&]() -> Json {
-        return {{"type", type}, {"immediate", immediate}};
-      },
-      [&] { return calls::eraseTape(device, type, immediate); });
+  return tapeCall("EraseTape", calls::eraseTape, {"type", "immediate"}, device, type, immediate);
 }
 
 DWORD prepareTape(HANDLE device, DWORD operation, BOOL immediate) {
-  return tapeCall(
-      "PrepareTape", device,
-      [&]() -> Json {
-        return {{"operation", operation}, {"immediate", immediate}};
-      },
-      [&] { return calls::prepareTape(device, operation, immediate); });
+  return tapeCall("PrepareTape", calls::prepareTape, {"operation", "immediate"}, device, operation,
+                  immediate);
 }
 
 DWORD setTapePosition(HANDLE device, DWORD method, DWORD partition, DWORD offsetLow, DWORD offsetHigh,
                       BOOL immediate) {
-  return tapeCall(
-      "SetTapePosition", device,
-      [&]() -> Json {
-        return {{"method", method},
-                {"partition", partition},
-                {"offsetLow", offsetLow},
-                {"offsetHigh", offsetHigh},
-                {"immediate", immediate}};
-      },
-      [&] { return calls::setTapePosition(device, method, partition, offsetLow, offsetHigh, immediate); });
+  return tapeCall("SetTapePosition", calls::setTapePosition,
+                  {"method", "partition", "offsetLow", "offsetHigh", "immediate"}, device, method, partition,
+                  offsetLow, offsetHigh, immediate);
 }
 
 DWORD writeTapemark(HANDLE device, DWORD type, DWORD count, BOOL immediate) {
-  return tapeCall(
-      "WriteTapemark", device,
-      [&]() -> Json {
-        return {{"type", type}, {"count", count}, {"immediate", immediate}};
-      },
-      [&] { return calls::writeTapemark(device, type, count, immediate); });
+  return tapeCall("WriteTapemark", calls::writeTapemark, {"type", "count", "immediate"}, device, type, count,
+                  immediate);
 }
 
 DWORD getTapeParameters(HANDLE device, DWORD operation, LPDWORD size, LPVOID information) {
@@ -260,12 +251,12 @@ DWORD getTapeParameters(HANDLE device, DWORD operation, LPDWORD size, LPVOID inf
 DWORD setTapeParameters(HANDLE device, DWORD operation, LPVOID information) {
   const std::size_t size = operation == SET_TAPE_MEDIA_INFORMATION ? sizeof(TAPE_SET_MEDIA_PARAMETERS)
                                                                    : sizeof(TAPE_SET_DRIVE_PARAMETERS);
-  return tapeCall(
-      "SetTapeParameters", device,
+  return converse(
+      "SetTapeParameters", device, DWORD{ERROR_GEN_FAILURE},
       [&]() -> Json {
         return {{"operation", operation}, {"information", hexOf(information, size)}};
       },
-      [&] { return calls::setTapeParameters(device, operation, information); });
+      [&] { return calls::setTapeParameters(device, operation, information); }, nothingMore);
 }
 
 std::span<const Call> table() {
