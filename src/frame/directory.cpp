@@ -17,7 +17,6 @@ bool isSeparator(char c) { return c == '/' || c == '\\'; }
 
 /// "\file", "\\server\share\file", "C:file", "C:\file".
 bool leadsElsewhere(const std::string& name) {
-  if (name.empty()) return false;
   return isSeparator(name[0]) ||
          (name.size() > 1 && name[1] == ':' && std::isalpha(static_cast<unsigned char>(name[0])));
 }

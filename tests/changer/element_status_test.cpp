@@ -176,6 +176,11 @@ TEST(ElementStatus, EndsWhereThePagesEnd) {
     EXPECT_EQ(descriptors(*Status(decoded(data, false))), row.expected) << row.name;
   }
   EXPECT_EQ(ChangerElementStatusData(nullptr, 100, true).toString(), "");
+  for (const std::uint8_t flags : std::initializer_list<std::uint8_t>{0x40, 0x80}) {
+    Bytes data = image(header + one);
+    data[9] = flags;
+    EXPECT_EQ(Status(decoded(data))->getElementStatusPage(0)->isAlternateVolumeTag(), flags == 0x40);
+  }
 }
 
 TEST(ElementStatus, ReadsVolumeTags) {

@@ -122,6 +122,7 @@ TEST_F(TargetOpen, LeavesThePortAsTheDriverNameWhenItFails) {
   }
   record("by name", logOf([&] {
            EXPECT_EQ(target.openDevice(0xFF, 0xFFFFFFFF, 0xFF, 0xFFFFFFFF, R"(\\.\tape0)", 1), CMD_ERROR);
+           EXPECT_EQ(target.openDevice(1, 2, 3, 4, R"(\\.\tape0)", 1), CMD_ERROR);
          }));
 }
 

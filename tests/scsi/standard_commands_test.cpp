@@ -158,7 +158,8 @@ TEST(LogSense, DistrustsLengths) {
     const auto data = bytes(page);
     ScsiCmdLogSense command(1, 0x0C, 0, static_cast<std::uint16_t>(data.size()));
     answered(command, data);
-    record(page, command.getParameterOffset(0), command.getAttributeValue(0));
+    record(page, command.getParameterOffset(0), command.getAttributeValue(0),
+           command.isAttributeTypeInteger(9));
   }
   ScsiCmdLogSense cut(1, 0x0C, 0, 10);
   answered(cut, bytes("0C 00 00 09 00 01 00 04 12 34"));

@@ -175,9 +175,9 @@ TEST_F(TapeTwinsByScript, HandOverTheirFields) {
   for (const DWORD code : {0x001FE09Cu, 0x001F60A8u, 0x001FE0C8u, 0x84CAC030u, 0x001FE098u})
     script.answers(code, {});
   RUN(TapeCmdLocate16(false, 0xFF02030405060708, 9));
-  RUN(TapeCmdVerify(true, false, true, false, true, false, 0x020304));
-  RUN(TapeCmdVerify(false, true, false, false, false, true, 0));
-  RUN(TapeCmdVerify(false, false, false, false, false, false, 3), c.getCdb()[1] = 0x15);
+  for (unsigned bit = 1; bit <= 0x20; bit *= 2)
+    RUN(TapeCmdVerify(false, false, false, false, false, false, bit == 0x20 ? 0 : 0x020304),
+        c.getCdb()[1] = static_cast<std::uint8_t>(bit));
   RUN(TapeCmdVerify(false, false, false, true, false, false, 2));
   RUN(QORTapeCmdSetLogicalBlockProtection(), c.setLbpMethod(1), c.setLbpInfoLength(6), c.setLbpRead(true));
   RUN(QORTapeCmdDataEncryptionDiag(), c.setType(0x0102000F));

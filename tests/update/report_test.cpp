@@ -58,6 +58,8 @@ TEST_F(Inventory, GoesWhereTheOutputModeSays) {
 
 TEST_F(Inventory, EveryScanStartsFromEmptyLists) {
   kivInit();
+  libraryMode = true;
+  room.addFault({.cdb = "1A", .times = 0, .error = ERROR_IO_DEVICE});  // the library stays open
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(scanScsiBus(4), FW_NO_ERROR);
     EXPECT_EQ(listOfSupportedDevices.size(), 3u);
