@@ -104,37 +104,35 @@ BOOL closeHandle(HANDLE handle) {
   return TRUE;
 }
 
-BOOL readFile(HANDLE handle, LPVOID buffer, DWORD count, LPDWORD read, void*) {
+/// Reads or writes until `count` bytes are moved, or the file ends.
+template <class Move>
+static BOOL moveAll(HANDLE handle, DWORD count, LPDWORD moved, Move move) {
   const int file = descriptor(handle);
   if (file < 0) return FALSE;
   DWORD total = 0;
   while (total < count) {
-    const ssize_t moved = ::read(file, static_cast<char*>(buffer) + total, count - total);
-    if (moved < 0) {
+    const ssize_t more = move(file, total);
+    if (more < 0) {
       SetLastError(errno == EBADF ? ERROR_ACCESS_DENIED : ERROR_GEN_FAILURE);
       return FALSE;
     }
-    if (moved == 0) break;
-    total += static_cast<DWORD>(moved);
+    if (more == 0) break;
+    total += static_cast<DWORD>(more);
   }
-  if (read) *read = total;
+  if (moved) *moved = total;
   return TRUE;
 }
 
+BOOL readFile(HANDLE handle, LPVOID buffer, DWORD count, LPDWORD read, void*) {
+  return moveAll(handle, count, read, [&](int file, DWORD at) {
+    return ::read(file, static_cast<char*>(buffer) + at, count - at);
+  });
+}
+
 BOOL writeFile(HANDLE handle, LPCVOID buffer, DWORD count, LPDWORD written, void*) {
-  const int file = descriptor(handle);
-  if (file < 0) return FALSE;
-  DWORD total = 0;
-  while (total < count) {
-    const ssize_t moved = ::write(file, static_cast<const char*>(buffer) + total, count - total);
-    if (moved < 0) {
-      SetLastError(errno == EBADF ? ERROR_ACCESS_DENIED : ERROR_GEN_FAILURE);
-      return FALSE;
-    }
-    total += static_cast<DWORD>(moved);
-  }
-  if (written) *written = total;
-  return TRUE;
+  return moveAll(handle, count, written, [&](int file, DWORD at) {
+    return ::write(file, static_cast<const char*>(buffer) + at, count - at);
+  });
 }
 
 DWORD getFileSize(HANDLE handle, LPDWORD high) {

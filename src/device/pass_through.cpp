@@ -104,24 +104,19 @@ ulong32 ScsiTarget::GetMaximumTransferLength() {
   if (!isOpened()) return 0;
   ulong32 length = 0;
   ulong32 pages = 0;
+  const auto take = [&](const char* source, const auto& limits) {
+    length = limits.MaximumTransferLength;
+    pages = limits.MaximumPhysicalPages;
+    logger->logDebug("SCSI", 0,
+                     "%s: Adapter %s: MaximumTransferLength (%lu) MaximumPhysicalPages (%lu) "
+                     "AlignmentMask (%lu)",
+                     driverName.c_str(), source, static_cast<unsigned long>(length),
+                     static_cast<unsigned long>(pages), static_cast<unsigned long>(limits.AlignmentMask));
+  };
   if (const auto descriptor = askAdapterDescriptor(deviceHandle)) {
-    logger->logDebug("SCSI", 0,
-                     "%s: Adapter Descriptor: MaximumTransferLength (%lu) MaximumPhysicalPages (%lu) "
-                     "AlignmentMask (%lu)",
-                     driverName.c_str(), static_cast<unsigned long>(descriptor->MaximumTransferLength),
-                     static_cast<unsigned long>(descriptor->MaximumPhysicalPages),
-                     static_cast<unsigned long>(descriptor->AlignmentMask));
-    length = descriptor->MaximumTransferLength;
-    pages = descriptor->MaximumPhysicalPages;
+    take("Descriptor", *descriptor);
   } else if (const auto capabilities = askCapabilities(deviceHandle)) {
-    logger->logDebug("SCSI", 0,
-                     "%s: Adapter Capabilities: MaximumTransferLength (%lu) MaximumPhysicalPages (%lu) "
-                     "AlignmentMask (%lu)",
-                     driverName.c_str(), static_cast<unsigned long>(capabilities->MaximumTransferLength),
-                     static_cast<unsigned long>(capabilities->MaximumPhysicalPages),
-                     static_cast<unsigned long>(capabilities->AlignmentMask));
-    length = capabilities->MaximumTransferLength;
-    pages = capabilities->MaximumPhysicalPages;
+    take("Capabilities", *capabilities);
   } else {
     const DWORD error = GetLastError();
     logger->logError("SCSI", 0, "%s: Failed ot get scsi adapter capabilities (%lu)", driverName.c_str(),

@@ -213,15 +213,17 @@ ReturnCode TapeMetaCmdSetParam::selectOnePage() {
   return status;
 }
 
+static ReturnCode logged(ReturnCode status, const char* operation, int value,
+                         const char* success = "succeeded!") {
+  logger->logDebug("SCSI", 0, "TapeMetaCommands::%s(), setting %d %s", operation, value,
+                   status == CMD_OK ? success : "failed");
+  return status;
+}
+
 ReturnCode TapeMetaCmdSetParam::setCompression(bool on) {
   type = PARAM_COMPRESSION;
   value = on;
-  const ReturnCode status = setParameter();
-  logger->logDebug("SCSI", 0,
-                   status == CMD_OK ? "TapeMetaCommands::setCompression(), setting %d succeeded!"
-                                    : "TapeMetaCommands::setCompression(), setting %d failed",
-                   on);
-  return status;
+  return logged(setParameter(), "setCompression", on);
 }
 
 ReturnCode TapeMetaCmdSetParam::setBlockLength(ulong32 length, ulong32* previous) {
@@ -243,23 +245,13 @@ ReturnCode TapeMetaCmdSetParam::setBlockLength(ulong32 length, ulong32* previous
 ReturnCode TapeMetaCmdSetParam::setWriteCache(bool on) {
   type = PARAM_WRITE_CACHE;
   value = on;
-  const ReturnCode status = setParameter();
-  logger->logDebug("SCSI", 0,
-                   status == CMD_OK ? "TapeMetaCommands::setWriteCache(), setting %d succeeded!"
-                                    : "TapeMetaCommands::setWriteCache(), setting %d failed",
-                   on);
-  return status;
+  return logged(setParameter(), "setWriteCache", on);
 }
 
 ReturnCode TapeMetaCmdSetParam::setImmediateMode(ulong32 mode) {
   type = PARAM_IMMEDIATE_MODE;
   value = static_cast<std::uint32_t>(mode);
-  const ReturnCode status = setParameter();
-  logger->logDebug("SCSI", 0,
-                   status == CMD_OK ? "TapeMetaCommands::setImmediateMode(), setting %d succeeded"
-                                    : "TapeMetaCommands::setImmediateMode(), setting %d failed",
-                   static_cast<int>(mode));
-  return status;
+  return logged(setParameter(), "setImmediateMode", static_cast<int>(mode), "succeeded");
 }
 
 ReturnCode TapeMetaCmdSetParam::setSILIMode(bool on) {

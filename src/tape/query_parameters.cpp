@@ -193,38 +193,29 @@ ReturnCode TapeMetaCmdQueryParam::readOne(ParamType parameter) {
   return concluded(status == CMD_OK && parameters.getParameterCount() == 0 ? CMD_ERROR : status);
 }
 
-ReturnCode TapeMetaCmdQueryParam::getBlockLength(ulong32& length) {
-  const ReturnCode status = readOne(PARAM_BLOCK_LENGTH);
+static ReturnCode logged(ReturnCode status, const char* success, std::uint32_t value, const char* failure) {
   if (status == CMD_OK) {
-    length = value;
-    logger->logDebug("SCSI", 0, "TapeMetaCommands::getBlockLength(), succeeded! blockLength is:%ld",
-                     static_cast<long>(value));
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::%s%ld", success, static_cast<long>(value));
   } else {
-    logger->logDebug("SCSI", 0, "TapeMetaCommands::getBlockLength(), failed");
+    logger->logDebug("SCSI", 0, "TapeMetaCommands::%s", failure);
   }
   return status;
+}
+
+ReturnCode TapeMetaCmdQueryParam::getBlockLength(ulong32& length) {
+  const ReturnCode status = readOne(PARAM_BLOCK_LENGTH);
+  if (status == CMD_OK) length = value;
+  return logged(status, "getBlockLength(), succeeded! blockLength is:", value, "getBlockLength(), failed");
 }
 
 ReturnCode TapeMetaCmdQueryParam::getWriteCache(bool* on) {
   const ReturnCode status = readOne(PARAM_WRITE_CACHE);
-  if (status == CMD_OK) {
-    *on = value != 0;
-    logger->logDebug("SCSI", 0, "TapeMetaCommands::getWriteCache() succeeded! WriteCache is: %ld",
-                     static_cast<long>(value));
-  } else {
-    logger->logDebug("SCSI", 0, "TapeMetaCommands::getWriteCache(), failed");
-  }
-  return status;
+  if (status == CMD_OK) *on = value != 0;
+  return logged(status, "getWriteCache() succeeded! WriteCache is: ", value, "getWriteCache(), failed");
 }
 
 ReturnCode TapeMetaCmdQueryParam::getCompression(bool* on) {
   const ReturnCode status = readOne(PARAM_COMPRESSION);
-  if (status == CMD_OK) {
-    *on = value != 0;
-    logger->logDebug("SCSI", 0, "TapeMetaCommands::getCompression(), succeeded! Compression is: %ld",
-                     static_cast<long>(value));
-  } else {
-    logger->logDebug("SCSI", 0, "TapeMetaCommands::getCompression(), failed");
-  }
-  return status;
+  if (status == CMD_OK) *on = value != 0;
+  return logged(status, "getCompression(), succeeded! Compression is: ", value, "getCompression(), failed");
 }
