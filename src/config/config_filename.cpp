@@ -13,13 +13,12 @@ bool ConfigFilename::initialize(const char* fileName) {
                        entry.getFilename().c_str(), entry.getUCodeLevel().c_str());
     };
     status = readTable(
-        fileName, "Filename", table, [this](std::string_view line) { return addEntry(std::string(line)); },
-        tell);
+        fileName, "Filename", table, [this](std::string_view line) { return addEntry(line); }, tell);
     return status == CONFIG_READ;
   });
 }
 
-bool ConfigFilename::addEntry(std::string line) {
+bool ConfigFilename::addEntry(std::string_view line) {
   std::string_view level = line;
   std::string_view product;
   std::string_view fileName;
@@ -27,11 +26,9 @@ bool ConfigFilename::addEntry(std::string line) {
   ConfigEntry entry;
   entry.setFilename(std::string(fileName));
   entry.setUCodeLevel(std::string(level));
-  // The product begins the line.
-  line.resize(product.size());
   // In a file that is in order the place is the end.
   const std::size_t before = table.size();
-  const auto place = table.try_emplace(table.end(), std::move(line), std::move(entry));
+  const auto place = table.try_emplace(table.end(), std::string(product), std::move(entry));
   if (table.size() == before) {
     logger->logDebug("CFGC", 0, "Component ID %s is already configured, item will be ignored",
                      place->first.c_str());

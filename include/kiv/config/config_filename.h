@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "kiv/api.h"
 
@@ -45,7 +46,7 @@ class KIV_API ConfigFilename {
   }
 
  private:
-  bool addEntry(std::string line);
+  bool addEntry(std::string_view line);
 
   unsigned int status = 3;
   std::map<std::string, ConfigEntry> table;
