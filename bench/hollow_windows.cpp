@@ -65,8 +65,7 @@ std::vector<std::uint8_t> inquiryListOf(unsigned devices) {
 }
 
 BOOL passThrough(void* block, DWORD size, DWORD* returned) {
-  SCSI_PASS_THROUGH_DIRECT request;
-  std::memcpy(&request, block, sizeof request);
+  auto& request = *static_cast<SCSI_PASS_THROUGH_DIRECT*>(block);
   const UCHAR code = request.Cdb[0];
   if (code == 0x12) {
     const std::string_view page = !(request.Cdb[1] & 1)    ? STANDARD_INQUIRY
@@ -79,7 +78,6 @@ BOOL passThrough(void* block, DWORD size, DWORD* returned) {
     std::memcpy(static_cast<std::uint8_t*>(block) + request.SenseInfoOffset, NO_CARTRIDGE,
                 sizeof NO_CARTRIDGE);
   }
-  std::memcpy(block, &request, sizeof request);
   *returned = size;
   return TRUE;
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <vector>
 
 /// Seconds of this process's processor time that one run takes.
 template <typename Work>
@@ -25,16 +26,17 @@ double shortestOf(Work&& work, int runs) {
   return shortest;
 }
 
-/// How much longer the work takes than its floor. Run by turns, so that both meet the same machine.
+/// How much longer the work takes than its floor: the median of runs in pairs, so that both meet the same
+/// machine and an outlier on either side does not count.
 template <typename Work, typename Floor>
-double ratioOf(Work&& work, Floor&& floor, int runs) {
-  double shortestWork = 1e9;
-  double shortestFloor = 1e9;
-  for (int i = 0; i < runs; ++i) {
-    shortestFloor = std::min(shortestFloor, secondsOf(floor));
-    shortestWork = std::min(shortestWork, secondsOf(work));
+double ratioOf(Work&& work, Floor&& floor, int pairs) {
+  std::vector<double> ratios;
+  for (int i = 0; i < pairs; ++i) {
+    const double floorSeconds = secondsOf(floor);
+    ratios.push_back(secondsOf(work) / floorSeconds);
   }
-  return shortestWork / shortestFloor;
+  std::ranges::nth_element(ratios, ratios.begin() + pairs / 2);
+  return ratios[static_cast<std::size_t>(pairs) / 2];
 }
 
 /// Keeps the compiler from leaving out what nobody looks at.

@@ -5,7 +5,7 @@
 
 struct Row {
   const char* work;
-  const char* floor;  ///< what it is measured against
+  std::string floor;  ///< what it is measured against
   std::string goal;
   double measured;
   const char* unit = "";

@@ -1,0 +1,1 @@
+// A DLL of nothing: what loading takes at least.
