@@ -3,9 +3,8 @@
  *
  * Calling order: kiv_scan(), then anything about the devices that it found; kiv_close() before unloading.
  * Everything else may be called at any time: kiv_report_start() before the updates of a run, kiv_report_add()
- * after them. Texts go in and come out as UTF-8, ended by a zero byte; texts
- * that come from a device hold printable ASCII only, any other byte being shown as '?', without blanks at the
- * end.
+ * after them. Texts go in and come out as UTF-8, ended by a zero byte; texts that come from a device hold
+ * printable ASCII only, any other byte being shown as '?', without blanks at the end.
  *
  * Every function that returns an int32_t returns a result code (KIV_OK or one of kiv_result below) unless it
  * says otherwise, and keeps text, Windows error and sense data of a failure for kiv_last_error(). A host sets
@@ -312,11 +311,11 @@ typedef struct kiv_report_entry {
   const char* component;      /**< what Devlist.txt calls it */
   const char* level;          /**< the firmware level that it runs, as far as is known */
 } kiv_report_entry;
-/** Adds a device that was refused before its update, or whose update ended without a word, to the report; the
- * words are those of the results 0 to 8, and "Unknown failure" for any other. An address that the report
- * tells of already is left as it is. What an update left torn goes, and a file that is no report is begun
- * anew. Asks no device, and needs no scan. KIV_OK, KIV_BAD_ARGUMENT, or KIV_UNEXPECTED when it cannot be
- * read or written; then the report stays as it was. */
+/** Adds a device that was refused before its update, or whose update ended without a word, to the report,
+ * with the words that kiv_update() finds for the same result. An address that the report tells of already is
+ * left as it is. What an update left torn goes, and a file that is no report is begun anew. Asks no device,
+ * and needs no scan. KIV_OK, KIV_BAD_ARGUMENT, or KIV_UNEXPECTED when it cannot be read or written; then the
+ * report stays as it was. */
 int32_t kiv_report_add(const kiv_report_entry* entry);
 
 /** @} */

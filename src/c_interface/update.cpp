@@ -153,10 +153,8 @@ class Update {
     ComponentId ids;
     ids.initialize("Devlist.txt");
     const std::string id = ids.isValid(device.product) ? ids.getId4InquiryData(device.product) : "";
-    const std::string message =
-        result.result <= KIV_NO_MEMORY ? resultMessage(result.result) : kiv_result_text(result.result);
     report.add({addressOf(*device.target), device.product, id, device.target->getFirmwareVersion()},
-               result.result, message);
+               result.result);
   } catch (const Failure& failure) {
     logger->logError("MAIN", 0, "%s", failure.text.c_str());
     copyText(result.text, std::string(result.text) + " The report scsiExe.txt could not be written.");

@@ -60,6 +60,11 @@ std::string escaped(const std::string& text) {
   return result;
 }
 
+/// The library's words for its own results, a sentence for those of this interface.
+std::string messageOf(int result) {
+  return result <= KIV_NO_MEMORY ? resultMessage(result) : kiv_result_text(result);
+}
+
 std::string orEmpty(const char* text) { return text ? text : ""; }
 
 }  // namespace
@@ -73,10 +78,10 @@ bool UpdateReport::tellsOf(const std::string& address) const {
   return document.find(" enum=\"" + address + '"') != std::string::npos;
 }
 
-void UpdateReport::add(const ReportedDevice& device, int result, const std::string& message) {
+void UpdateReport::add(const ReportedDevice& device, int result) {
   document += resultEntry(deviceEntryStart(device.address, escaped(device.product), escaped(device.component),
                                            escaped(device.level)),
-                          result, message);
+                          result, messageOf(result));
   write();
 }
 
@@ -108,6 +113,6 @@ KIV_API std::int32_t kiv_report_add(const kiv_report_entry* entry) {
     UpdateReport report(true);
     if (report.tellsOf(address)) return;
     report.add({address, orEmpty(entry->product_string), orEmpty(entry->component), orEmpty(entry->level)},
-               entry->result, resultMessage(entry->result));
+               entry->result);
   });
 }

@@ -17,7 +17,7 @@ class UpdateReport {
   explicit UpdateReport(bool append);
   bool tellsOf(const std::string& address) const;
   /// Adds one device. Throws a failure when it cannot be written.
-  void add(const ReportedDevice& device, int result, const std::string& message);
+  void add(const ReportedDevice& device, int result);
 
  private:
   void write() const;
