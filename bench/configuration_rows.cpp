@@ -71,7 +71,9 @@ void configurationRows() {
   const ScratchDirectory directory;
   for (const auto& [order, work] : {std::pair{IN_ORDER, "Config.txt, 1 million lines in order"},
                                     std::pair{SHUFFLED, "Config.txt, 1 million lines in no order"}}) {
-    const auto write = [&](unsigned lines) { directory.write("Config.txt", configuration(lines, order)); };
+    const auto write = [&directory, step = order](unsigned lines) {
+      directory.write("Config.txt", configuration(lines, step));
+    };
     const auto exponentOf = [&](void (*reader)()) {
       write(100'000);
       const double tenth = shortestOf(reader, 3);
