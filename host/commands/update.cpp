@@ -67,9 +67,15 @@ Json updateOne(Run& run, const Device& drive, const Plan& plan) {
 
 void report(const Device& drive, Json& entry) {
   const auto& [adapter, bus, target, lun] = drive.address;
-  const kiv_report_entry reported{
-      sizeof reported,         entry["result"],    adapter, bus, target, lun, drive.productString.c_str(),
-      drive.component.c_str(), drive.level.c_str()};
+  const kiv_report_entry reported{.size = sizeof reported,
+                                  .result = entry["result"],
+                                  .adapter = adapter,
+                                  .bus = bus,
+                                  .target = target,
+                                  .lun = lun,
+                                  .product_string = drive.productString.c_str(),
+                                  .component = drive.component.c_str(),
+                                  .level = drive.level.c_str()};
   const std::string lost = "The report scsiExe.txt could not be written.";
   std::string message = entry["message"];
   if (kiv_report_add(&reported) == KIV_OK || message.ends_with(lost)) return;
