@@ -22,7 +22,9 @@ class ScratchDirectory {
   ScratchDirectory& operator=(const ScratchDirectory&) = delete;
 
   void write(const char* name, const std::string& text) const {
-    std::ofstream(path / name, std::ios::binary) << text;
+    std::ofstream file(path / name, std::ios::binary);
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    file << text << std::flush;
   }
 
  private:

@@ -40,6 +40,6 @@ int main(int count, char** arguments) {
   }
   LARGE_INTEGER perSecond;
   QueryPerformanceFrequency(&perSecond);
-  std::printf("%.2f\n", 1000.0 * static_cast<double>(work - floor) / static_cast<double>(perSecond.QuadPart));
+  std::printf("%.2f", 1000.0 * static_cast<double>(work - floor) / static_cast<double>(perSecond.QuadPart));
   return 0;
 }
