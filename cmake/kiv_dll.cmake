@@ -2,10 +2,10 @@
 add_library(kiv SHARED ${KIV_SOURCES})
 kiv_windows_binary(kiv VFT_DLL)
 set_target_properties(kiv PROPERTIES PREFIX "" IMPORT_PREFIX "lib")
-# The setup API and the registry are not imported: src/platform/late_calls.cpp defines their functions.
-target_compile_definitions(kiv PRIVATE KIV_BUILDING_DLL _SETUPAPI_ _ADVAPI32_)
+target_compile_definitions(kiv PRIVATE KIV_BUILDING_DLL)
 # The library waits for devices most of the time: small is worth more than fast.
 target_compile_options(kiv PRIVATE -Os)
+target_link_libraries(kiv PRIVATE setupapi advapi32)
 target_link_options(kiv PRIVATE -Wl,--output-def,${PROJECT_BINARY_DIR}/kiv.def)
 # What nobody catches ends the process without a text: to spell the names of exceptions would take a tenth of the DLL.
 target_link_options(kiv PRIVATE -Wl,--defsym,_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)

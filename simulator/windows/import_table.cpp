@@ -10,20 +10,11 @@
 namespace simulator {
 namespace {
 
-FARPROC WINAPI lookUp(HMODULE module, LPCSTR name);
-
 void* replacement(std::string_view name) {
-  if (name == "GetProcAddress") return reinterpret_cast<void*>(lookUp);
   for (const recording::Call& call : recording::table()) {
     if (name == call.name) return call.function;
   }
   return nullptr;
-}
-
-/// What a module looks up instead of importing it is the simulator's too.
-FARPROC WINAPI lookUp(HMODULE module, LPCSTR name) {
-  void* function = IS_INTRESOURCE(name) ? nullptr : replacement(name);
-  return function ? reinterpret_cast<FARPROC>(function) : GetProcAddress(module, name);
 }
 
 bool overwrite(ULONGLONG& slot, void* function) {

@@ -21,7 +21,7 @@ foreign=$($tool-c++filt < "$pinned" | grep -E '^(vtable for |typeinfo (name )?fo
 [ -z "$foreign" ] || complain "exports the C++ library's own: $foreign"
 
 imports=$(echo "$headers" | sed -n 's/.*DLL Name: //p' | tr '[:lower:]' '[:upper:]' | sort | tr '\n' ' ')
-[ "$imports" = "KERNEL32.DLL MSVCRT.DLL " ] || complain "imports from $imports"
+[ "$imports" = "ADVAPI32.DLL KERNEL32.DLL MSVCRT.DLL SETUPAPI.DLL " ] || complain "imports from $imports"
 
 for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
   echo "$headers" | grep -q "$flag" || complain "not set: $flag"
