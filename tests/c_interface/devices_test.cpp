@@ -69,6 +69,7 @@ TEST_F(Devices, ThatDoNotOpenAreToldWithWindowsReason) {
   room.addFault({.call = "CreateFileA", .device = "\\\\.\\scsi0:", .nth = 2, .error = 5});
   EXPECT_EQ(kiv_scan(0), KIV_OK);
   tellDevices("the adapter, once counted, does not open any more");
+  directory.write("Devlist.txt", "100106 QOR-ULTRIUM-PX6:SAS\n");
   for (const Fault& fault :
        {Fault{.error = 1117}, Fault{.sense = Sense{2, 4, 1}}, Fault{.sense = Sense{5, 0x20, 0}}}) {
     Fault unanswered = fault;
@@ -85,7 +86,8 @@ TEST_F(Devices, ThatAreBusyOrTellOfAResetStayWhatTheyAre) {
       {.target = 5, .model = "ULTRIUM-PX6", .serial = "ONE", .interface = simulator::Interface::Sas},
       {.automationReady = true});
   for (const char* cdb : {"12", "3C", "00"}) {
-    for (const Fault& effect : {Fault{.status = 0x08}, Fault{.sense = Sense{6, 0x29, 0}}}) {
+    for (const Fault& effect : {Fault{.status = 0x08}, Fault{.status = 0x28}, Fault{.error = 170},
+                                Fault{.sense = Sense{6, 0x29, 0}}}) {
       Fault fault = effect;
       fault.cdb = cdb;
       fault.times = 2;
@@ -115,6 +117,8 @@ TEST_F(Devices, StandInLibrariesThatAreAskedOnce) {
   tellDevices("found");
   const kiv_device tapeLibrary = kiv_device_find("LIB");
   tellResult("elements", kiv_elements(tapeLibrary, tellElement, &record));
+  room.addFault({.cdb = "B8 14", .sense = Sense{5, 0x24, 0}});
+  tellResult("elements without identifiers", kiv_elements(tapeLibrary, tellElement, &record));
   for (int i = 0; i < 2; ++i) tellResult("move", kiv_move_medium(tapeLibrary, 0, 10999, 1000));
   EXPECT_NE(library.element(1000).cartridge, nullptr);
   room.addFault({.cdb = "A5", .sense = Sense{5, 0x53, 2}});
@@ -269,7 +273,9 @@ TEST_F(Devices, MisuseHasCodes) {
   auto noBuffer = wrong(request, [](auto& it) { it.direction = KIV_DATA_IN, it.data_length = 1; });
   auto noDirection = wrong(request, [](auto& it) { it.data_length = 4; });
   const auto nested = [](const kiv_element*, void* user) -> std::int32_t {
-    *static_cast<std::int32_t*>(user) = kiv_scan(0) + static_cast<std::int32_t>(kiv_device_count());
+    *static_cast<std::int32_t*>(user) =
+        kiv_scan(0) +
+        static_cast<std::int32_t>(kiv_device_count() + kiv_device_at(0) + kiv_device_find("ONE"));
     return 1;
   };
   std::int32_t scanInside = 0;

@@ -78,6 +78,7 @@ class PlanAndUpdate : public CInterfaceTest {
 TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
   addDrive("DUE");
   auto& current = addDrive("CURRENT");
+  const auto& taken = addDrive("TAKEN");
   addDrive("HIGHER", {}, "C333");
   addDrive("LOADED", {.cartridge = true});
   addDrive("KEPT", {.cartridge = true, .removalPrevented = true});
@@ -94,6 +95,7 @@ TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
       {.cdb = "12 00 00 00 24", .device = addDrive("SHORT").address(), .nth = 2, .times = 0, .transfer = 35});
   ASSERT_EQ(kiv_scan(0), KIV_OK);
   current.options().level = "B222";  // updated behind our back
+  room.addFault({.cdb = "00", .device = taken.address(), .times = 0, .status = 0x18});
   room.journal().clear();
 
   const std::pair<const char*, std::uint32_t> rows[] = {{"DUE", 0},
@@ -106,6 +108,7 @@ TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
                                                         {"KEPT", KIV_EJECT},
                                                         {"DONE", KIV_EJECT},
                                                         {"RESERVED", KIV_FORCE},
+                                                        {"TAKEN", 0},
                                                         {"MANUAL", KIV_FORCE},
                                                         {"STUCK", 0},
                                                         {"UNKNOWN", 0},

@@ -227,9 +227,12 @@ TEST(ElementStatus, ReadsIdentifiersWithinTheirDescriptor) {
   EXPECT_EQ(decode(63, true)->getIdentifierLength(), 0);
 
   Bytes neighbour = image("00 10 40 00 00 00 00 00 00 00 00 00 02 01 00 2B " + text("QOR", 44));
-  IOElemwDVCIDStatusDescriptor station(neighbour.data(), 60, 60, false);
-  station.decodeData();
-  EXPECT_FALSE(station.isMediaChangerConnected()) << "43 bytes do not name a library";
+  for (const std::uint8_t length : std::initializer_list<std::uint8_t>{43, 44}) {
+    neighbour[15] = length;
+    IOElemwDVCIDStatusDescriptor station(neighbour.data(), 60, 60, false);
+    station.decodeData();
+    EXPECT_EQ(station.isMediaChangerConnected(), length == 44) << "43 bytes do not name a library";
+  }
 }
 
 }  // namespace

@@ -88,6 +88,7 @@ TEST_F(Configuration, AListedAutomationReadyProductSetsTheModeAgain) {
   directory.write("Devlist.txt", "xAutomationReadyCheck=falsex\n1 QOR-P\n");
   ids.initialize("Devlist.txt");
   EXPECT_FALSE(automationReadyMode);
+  EXPECT_FALSE(libraryMode);
   directory.write("Devlist.txt", "AutomationReadyCheck=false\n1 QOR-P:SAS:AutomationReady\n");
   ids.initialize("Devlist.txt");
   EXPECT_TRUE(automationReadyMode);

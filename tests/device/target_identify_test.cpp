@@ -86,7 +86,7 @@ TEST_F(TargetIdentify, TellsTheInterface) {
     if (8u + row.first < page.size()) page[8u + row.first] = row.second;
     room.addFault({.cdb = "12 00", .times = 0, .reply = standard});
     room.addFault({.cdb = "12 01 83", .reply = page});
-    identify();
+    record("log", logOf([&] { identify(); }));
     record(row.what, target.getInterfaceType());
   }
   room.faults().clear();

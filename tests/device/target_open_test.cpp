@@ -99,6 +99,7 @@ TEST_F(TargetOpen, LeavesThePortAsTheDriverNameWhenItFails) {
   } rows[] = {
       {"no such adapter", {}, 4, 2, 5},
       {"no such bus", {}, 0, 1, 5},
+      {"no bus at all", {}, 0, 0xFF, 5},
       {"not listed", {}, 0, 0, 9},
       {"list refused", always("SCSI_GET_INQUIRY_DATA", 1), 0, 0, 5},
       {"address refused", always("SCSI_GET_ADDRESS", 50), 0, 0, 6},

@@ -19,7 +19,8 @@ TEST(Timeouts, FollowTheModel) {
         "RX7",     "RX8",          "UMX Gen 5",    "UMX Gen 6",    "UMX Gen 7",   "UMX Gen 8",
         "PX6 PX5", "PX7 PX6",      "PX8 PX7",      "RX5 PX8",      "RX6 RX5",     "RX7 RX6",
         "RX8 RX7", "R477 W12 PX7", "R477 W12 W11", "R477 W13 W12", "R477 W14 W13"}) {
-    ScsiTarget target = targetOf(model);
+    ScsiTarget target;
+    record("log", logOf([&] { target = targetOf(model); }));
     std::string line = model;
     for (unsigned opcode = 0; opcode < 256; ++opcode) {
       const auto code = static_cast<std::uint8_t>(opcode);

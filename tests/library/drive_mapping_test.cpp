@@ -39,7 +39,7 @@ class Mapping : public RoomTest {
       if (each->isOpened()) open.push_back(each->getSerialNumber());
     record("  left open", open);
     if (level == LOG_DEBUG)
-      record("  seconds, commands, log", room.journal().count("Sleep"), room.journal().cdbs("H0-B0-T8-L0"),
+      record("  seconds, commands, log", room.journal().count("1000"), room.journal().cdbs("H0-B0-T8-L0"),
              log);
     else
       record("  log", log);
