@@ -162,6 +162,7 @@ TEST_F(PlanAndUpdate, FailuresSayWhatFailedAndWhatTheDriveRunsNow) {
       {"READY-RESET", chunk({.cdb = "00", .times = 0, .sense = Sense{6, 0x29, 0}}, 3)},
       {"READY-CABLE", chunk({.cdb = "00", .times = 0, .error = 1167}, 3)},
       {"KEEPS", chunk({.cdb = "1B", .sense = Sense{5, 0x24, 0}}, 1), {.cartridge = true}},
+      {"SLOW", chunk({.cdb = "12 00 00 00 24", .times = 2, .error = 1167}, 4)},
       {"GONE", nothing, gone},
       {"STUCK", nothing, {.cartridge = true, .stuckCartridge = true}},
       {"LIAR", [](simulator::VirtualDrive& drive) { drive.options().level = "A111"; }},

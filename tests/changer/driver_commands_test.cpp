@@ -24,6 +24,13 @@ GET_CHANGER_PARAMETERS parameters() {
 class ChangerTwins : public TwinTest {
  protected:
   ChangerTwins() { script.answers(IOCTL_CHANGER_GET_PARAMETERS, bytesOf(parameters())); }
+  /// Asks for the locations of two cartridges; no command makes this twin by itself.
+  void locate(const std::string& what) {
+    ChangerCmdReadCartridgeLocation locations(0x1000, 2);
+    std::ranges::fill(locations.ioDataSpan(), std::uint8_t{0xEE});
+    QORChangerCmdReadCartridgeLocation twin(&locations);
+    run(what, twin);
+  }
   /// Runs a twin on its own, with this CDB.
   template <class Twin>
   void cdb(const char* text) {
@@ -171,7 +178,7 @@ TEST_F(ChangerTwins, RefuseWhatTheInterfaceCannotTell) {
   RUN(ChangerCmdReadElementStatus(4, 0x0101, 9, true, false, 8));
   script.refuses(IOCTL_CHANGER_GET_PARAMETERS, ERROR_IO_DEVICE);
   RUN(ChangerCmdReadElementStatus(4, 0x0100, 9, true, false, 8));
-  RUN(ChangerCmdReadCartridgeLocation(0x1000, 2));
+  locate("refused");
 }
 
 TEST_F(ChangerTwins, TellPlainRecordsFromExtendedOnes) {
@@ -198,9 +205,12 @@ TEST_F(ChangerTwins, TakeNoMoreThanTheDriverReturns) {
     EXPECT_EQ(cmd.getNumberElementsAvail(), size / 100);
     EXPECT_EQ(cmd.getByteCntReportAvail(), size < 100 ? 0 : 8 + size / 100 * 12);
   }
-  for (const char* answer : {"02 00 00", "02 00 00 00", "FF FF FF FF 00 10 00 00 09 80 30 03"}) {
+  std::string whole = "FF FF FF FF 00 10 00 00 09 80 30 03";  // one location, of which the driver tells more
+  for (int i = 0; i < 64; ++i) whole += " 41";
+  for (const std::string& answer : {std::string("02 00 00"), std::string("02 00 00 00"),
+                                    whole.substr(0, 75 * 3 - 1), whole, whole + " 41"}) {
     script.answers(cartridgeLocations, bytes(answer));
-    RUN(ChangerCmdReadCartridgeLocation(0x1000, 2));
+    locate(std::to_string(answer.size() / 3 + 1) + " bytes");
   }
 }
 
