@@ -300,6 +300,7 @@ TEST_F(Devices, MisuseHasCodes) {
       {"library to load", kiv_load(library)},
       {"elements of a drive", kiv_elements(drive, nested, nullptr)},
       {"no function", kiv_elements(library, nullptr, nullptr)},
+      {"no function for parameters", kiv_parameters(drive, nullptr, nullptr)},
       {"unknown scan flag", kiv_scan(64)},
       {"unknown update flag", kiv_plan(drive, 64, &plan)},
       {"log level", kiv_set_log(9, nullptr, nullptr)},

@@ -89,6 +89,13 @@ TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
   room.addFault({.cdb = "00", .device = addDrive("STUCK").address(), .times = 0, .sense = Sense{4, 0x44, 0}});
   room.addFault({.cdb = "00", .device = addDrive("LOST").address(), .nth = 2, .times = 0, .error = 1167});
   addDrive("UNKNOWN", {}, "A111", "PX5");
+  // Whether removal is prevented: an empty parameter, and the shortest page that tells.
+  for (const auto& [serial, page] :
+       {std::pair{"VAGUE", "11 00 00 05 00 00 03 00 80"}, {"BRIEF", "11 00 00 05 00 00 03 01 80"}})
+    room.addFault({.cdb = "4D",
+                   .device = addDrive(serial, {.cartridge = true}).address(),
+                   .times = 0,
+                   .reply = bytes(page)});
   addDrive("NOIMAGE", {}, "A111", "PX7");
   addDrive("EMPTY", {}, "A111", "PX8");
   room.addFault(
@@ -106,6 +113,8 @@ TEST_F(PlanAndUpdate, PlansTellWhatStandsInTheWayAndTouchNothing) {
                                                         {"LOADED", 0},
                                                         {"LOADED", KIV_EJECT},
                                                         {"KEPT", KIV_EJECT},
+                                                        {"VAGUE", KIV_EJECT},
+                                                        {"BRIEF", KIV_EJECT},
                                                         {"DONE", KIV_EJECT},
                                                         {"RESERVED", KIV_FORCE},
                                                         {"TAKEN", 0},
@@ -215,6 +224,7 @@ TEST_F(PlanAndUpdate, NothingIsWrittenToAnotherDriveOrWithoutAReport) {
   EXPECT_THAT(result.text, testing::HasSubstr("serial number \"OTHER\" stands in its place"));
   EXPECT_EQ(chunksSentTo(drive), 0u);
   EXPECT_EQ(update("DUE", 0x80).result, KIV_BAD_ARGUMENT);
+  EXPECT_EQ(update("DUE", 0x80).scsi_status, 0xFFu);
   EXPECT_EQ(update("NONE").result, KIV_STALE_DEVICE);
 }
 

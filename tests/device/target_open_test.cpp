@@ -218,6 +218,8 @@ TEST(Target, IsOrderedByBusLast) {
   ScsiTarget other = at(0);
   other.setModelName("other");
   EXPECT_FALSE(other == at(0));
+  other.setBusyBit(1), other.setLengthTargetId(2), other.setLengthLun(3);
+  EXPECT_EQ(other.getBusyBit() * 100 + other.getLengthTargetId() * 10 + other.getLengthLun(), 123);
   EXPECT_EQ(other.setProperty("key", "value"), CMD_OK);
   EXPECT_EQ(other.setProperty(nullptr, "value"), CMD_ERROR);
   EXPECT_EQ(other.setProperty("key", nullptr), CMD_ERROR);

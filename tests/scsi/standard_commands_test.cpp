@@ -89,6 +89,8 @@ TEST(StandardCommands, DecodeInquiryAndModeData) {
              inquiry.getRevisionLevel());
     }
   }
+  ScsiCmdInquiry listOfPages(0, true, 40);
+  EXPECT_EQ(answered(listOfPages, data).getVendorId(), "");
   ScsiCmdModeSense6 modeSense(false, 0, 0x3F, 16);
   TELL(answered(modeSense, bytes("17 00 10 08")).getPageLength());
   TELL(modeSense.setExecutionStatus(CMD_ERROR), modeSense.getPageLength());

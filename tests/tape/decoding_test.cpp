@@ -72,6 +72,8 @@ TEST(TapeDecoding, WalksAttributes) {
   // length of the list, which does not count its own four bytes.
   const std::string list = "04 01 81 00 08 31 32 33 34 35 36 37 38 00 02 80 00 00 08 06 81 00 02 41 42";
   tell("00 00 00 19 " + list, {0x0401, 0x0002, 0x0806, 0x0400, 0x3132}, CMD_OK);
+  tell("00 00 00 19 04", {0x0401}, CMD_OK);
+  tell("00 00 00 19", {0x0401}, CMD_OK);
   tell("00 00 00 17 " + list, {0x0806}, CMD_OK);
   tell("00 00 00 16 " + list, {0x0806}, CMD_OK);
   tell("00 00 00 19 " + list, {0x0401}, CMD_ERROR);
