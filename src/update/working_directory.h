@@ -1,4 +1,4 @@
-// The directory that holds the configuration files, the firmware images and the reports.
+// The full name of that directory, for what asks for a place or shows it.
 #pragma once
 
 #include <string>
