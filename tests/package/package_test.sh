@@ -39,9 +39,20 @@ python3 "$source/tests/package/reference_test.py" "$sdk" || fail=1
 
 for binary in kiv.dll kivhost.exe; do
   $tool-strings -n 3 -e l "$sdk/bin/$binary" > "$work/texts"
-  for text in "Commit $commit" "$binary" CompanyName kiv FileVersion ProductVersion 1.95; do
-    grep -qxF "$text" "$work/texts" || complain "$binary: its version information lacks $text"
-  done
+  while read -r key value; do
+    [ "$(grep -A 1 -xF "$key" "$work/texts" | tail -1)" = "$value" ] || complain "$binary: $key is not $value"
+  done << EOF
+Comments Commit $commit
+CompanyName kiv
+FileVersion 1.95
+OriginalFilename $binary
+ProductName kiv
+ProductVersion 1.95
+EOF
+  python3 -c 'import struct, sys
+data = open(sys.argv[1], "rb").read()
+numbers = struct.unpack_from("<4I", data, data.index(b"\xbd\x04\xef\xfe") + 8)
+sys.exit(numbers != (1 << 16 | 95, 0) * 2)' "$sdk/bin/$binary" || complain "$binary: its version in numbers is not 1.95.0.0"
   $tool-objdump -h "$sdk/bin/$binary" | grep -q ' \.gnu_debuglink ' || complain "$binary does not name its symbols"
   $tool-objdump -h "$sdk/bin/$binary" | grep -q ' \.debug_' && complain "$binary has its symbols inside"
 done
@@ -55,14 +66,18 @@ for owner in signer other; do
     -keyout "$work/$owner.key" -out "$work/$owner.crt" 2>/dev/null
 done
 cat "$work/signer.key" "$work/signer.crt" > "$work/signer.pem"
-"$work/elsewhere/clone/scripts/package" --sign "$work/signer.pem" >/dev/null
-unpack "$work/elsewhere/clone/build/package/$name.zip" "$work/signed"
+echo secret > "$work/password"
+openssl pkcs12 -export -in "$work/signer.pem" -passout "file:$work/password" -out "$work/signer.p12"
 verifies() { osslsigncode verify -CAfile "$1" -in "$2" >/dev/null 2>&1; }
-for binary in kiv.dll kivhost.exe; do
-  verifies "$work/signer.crt" "$work/signed/bin/$binary" || complain "$binary: the signature does not verify"
-  ! verifies "$work/other.crt" "$work/signed/bin/$binary" || complain "$binary: verifies for another signer"
-  ! verifies "$work/signer.crt" "$sdk/bin/$binary" || complain "$binary: verifies without a signature"
+for kind in pem p12; do
+  (cd "$work" && KIV_SIGN_PASSWORD_FILE=password elsewhere/clone/scripts/package --sign "signer.$kind" >/dev/null)
+  unpack "$work/elsewhere/clone/build/package/$name.zip" "$work/signed-$kind"
+  for binary in kiv.dll kivhost.exe; do
+    verifies "$work/signer.crt" "$work/signed-$kind/bin/$binary" || complain "$binary: the signature does not verify"
+    ! verifies "$work/other.crt" "$work/signed-$kind/bin/$binary" || complain "$binary: verifies for another signer"
+  done
 done
+! verifies "$work/signer.crt" "$sdk/bin/kiv.dll" || complain "kiv.dll: verifies without a signature"
 if "$work/elsewhere/clone/scripts/package" --sign "$work/signer.crt" >/dev/null 2>&1; then complain "signs without a key"; fi
 
 # With mingw-w64, in C alone, in C and C++.

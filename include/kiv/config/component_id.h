@@ -6,7 +6,7 @@
 #include "kiv/api.h"
 
 /// @file
-/// `Devlist.txt`.
+/// Reading `Devlist.txt`: what hosts call each product.
 
 /// The component identifier table: one line of `Devlist.txt` per product, "identifier product", where a
 /// product may hold blanks. The lines "AutomationReadyCheck=false" and "LibraryCheck=true" set the global

@@ -7,7 +7,7 @@
 #include "kiv/api.h"
 
 /// @file
-/// `Config.txt`.
+/// Reading `Config.txt`: the image and the level of each product.
 
 /// What `Config.txt` says of one product: the firmware image file and the firmware level that it brings.
 class KIV_API ConfigEntry {
