@@ -8,12 +8,15 @@
 
 Standard input is JSON in base64; a RESULT is what Ansible registers of a raw task. FOLDER/servers holds a record for
 each server: what it means, as `drives`, and the documents as the server gave them. Whatever a server says is data of a
-stranger: it is checked, bounded and never run.
+stranger: it is checked, bounded and never run. What goes wrong here with the answer of one server is that server's
+failure, and not the end of the roll-out.
 """
 import base64
 import datetime
+import itertools
 import json
 import pathlib
+import re
 import sys
 import urllib.parse
 
@@ -21,7 +24,8 @@ sys.dont_write_bytecode = True
 import fleet_page  # noqa: E402
 
 LARGEST_DOCUMENT = 4 << 20
-MOST_DRIVES = 1000
+MOST_ROWS = 1000
+MOST_GREETINGS = 100
 LONGEST_TEXT = 400
 # kivhost ends with these before any drive had its turn, or before all had.
 STOPPED = {14: "interrupted", 15: "another update runs", 64: "wrong usage", 70: "unexpected"}
@@ -43,54 +47,88 @@ def document_of(result):
     out = out if isinstance(out, str) else ""
     if len(out) > LARGEST_DOCUMENT:
         return None, "no answer", "Answered with more than 4 MiB."
-    try:
-        # A shell may greet before.
-        document = json.loads(out[out.index("{"):])
-    except (ValueError, RecursionError):
+    document = first_document(out)
+    if document is None:
         said = text(result.get("stderr")) or text(out) or text(result.get("msg")) or f"exit status {result.get('rc')}"
         return None, "no answer", f"kivhost gave no document: {said}"
-    if not isinstance(document, dict) or document.get("format") != 1:
+    if document["format"] != 1 or type(document.get("status")) is not int:
         return None, "no answer", "kivhost gave a document of another format: use the fleet role of the same package."
     return document, "", ""
 
 
-def drives_of(document):
-    drives = document.get("drives")
-    drives = [drive for drive in drives if isinstance(drive, dict)] if isinstance(drives, list) else []
-    return [drive for drive in drives if drive.get("type") != "library"][:MOST_DRIVES]
+def first_document(out):
+    """The first document in what a session said, None without one: a shell may greet before it and say good-bye after it."""
+    starts = re.finditer(r"\A[^{]*(?={)|^(?={)", out, re.MULTILINE)
+    for start in itertools.islice(starts, MOST_GREETINGS):
+        try:
+            document, _ = json.JSONDecoder().raw_decode(out, start.end())
+        except (ValueError, RecursionError):
+            continue
+        if isinstance(document, dict) and "format" in document:
+            return document
+    return None
 
 
-def row(drive, outcome, after, sentence=None):
+def entries(document, name):
+    value = document.get(name)
+    return [entry for entry in value if isinstance(entry, dict)][:MOST_ROWS] if isinstance(value, list) else []
+
+
+def rows_of(document, of_drive):
+    """A row for each drive, and for each device that could not be opened."""
+    rows = [of_drive(drive) for drive in entries(document, "drives") if drive.get("type") != "library"]
+    return rows + [whole_server("blocked", f"{text(device.get('path')) or 'a device'}: {text(device.get('message'))}")
+                   for device in entries(document, "unreachable")]
+
+
+def accounted(document, rows):
+    """The rows, with one more when kivhost says that something is wrong and they do not."""
+    if document["status"] != 0 and not any(fleet_page.is_wrong(row["outcome"]) for row in rows):
+        rows.insert(0, whole_server("blocked", f"Exit status {document['status']}: {text(document.get('message'))}"))
+    return rows
+
+
+def row(drive, outcome, after, sentence=None, changed=False):
+    """`changed`: whether the drive runs another level now; None when nobody knows."""
     before = text(drive.get("before")) or text(drive.get("level"))
-    return {"serial": text(drive.get("serial")), "product": text(drive.get("productString")), "before": before,
-            "after": after, "outcome": outcome, "sentence": text(drive.get("message")) if sentence is None else sentence}
+    return {"serial": text(drive.get("serial")), "product": text(drive.get("productString")), "before": before, "after": after,
+            "outcome": outcome, "sentence": text(drive.get("message")) if sentence is None else sentence, "changed": changed}
 
 
-def planned(drive, outcome="to update", sentence=None):
+def planned(drive):
     """A drive as its plan shows it."""
     verdict = drive.get("verdict")
     if verdict == "update":
-        wanted = text(drive.get("wanted"))
-        return row(drive, outcome, "", sentence or f"Would be updated to {wanted}.")
+        return row(drive, "to update", "", f"Would be updated to {text(drive.get('wanted'))}.")
     if verdict == "current":
         return row(drive, "current", text(drive.get("level")))
     return row(drive, "blocked", "", f"{text(verdict) or 'no verdict'}: {text(drive.get('message'))}")
 
 
+def begun(drive, why):
+    """A drive whose update had its chance, and of which nobody told what came of it."""
+    if drive.get("verdict") != "update":
+        return planned(drive)
+    sentence = f"{why} The update had begun, and kivhost finishes the drive at work: run this again later."
+    return row(drive, "unknown", "", sentence, None)
+
+
 def updated(drive):
     """A drive as its update shows it."""
     after = text(drive.get("after"))
+    changed = drive.get("changed") is True
     if drive.get("verdict") not in ("update", "current"):
         return planned(drive)
     if drive.get("result") is None:
         return row(drive, "not done", after)
     if drive.get("result") != 0 or drive.get("verified") is not True:
-        return row(drive, "failed", after)
-    return row(drive, "updated" if drive.get("changed") is True or drive.get("verdict") == "update" else "current", after)
+        silent = not after and drive.get("written") not in (None, 0)
+        return row(drive, "failed", after, changed=None if silent else changed)
+    return row(drive, "updated" if changed or drive.get("verdict") == "update" else "current", after, changed=changed)
 
 
 def whole_server(outcome, sentence):
-    return {"serial": "", "product": "", "before": "", "after": "", "outcome": outcome, "sentence": sentence}
+    return row({}, outcome, "", text(sentence))
 
 
 class Fleet:
@@ -122,7 +160,20 @@ class Fleet:
     def record(self, name):
         """What is known of a server; nothing when its turn did not come."""
         path = self.path(name)
-        return json.loads(path.read_text(encoding="utf-8")) if path.exists() else None
+        try:
+            return json.loads(path.read_text(encoding="utf-8")) if path.exists() else None
+        except (ValueError, RecursionError) as error:
+            return self.failure(None, name, error)
+
+    @staticmethod
+    def failure(record, name, error):
+        """The record of a server whose answer was too much for what stands here."""
+        record = record or {"server": name, "check": False, "changed": False, "drives": [], "plan": None, "update": None}
+        what = whole_server("failed", f"The answer could not be taken down ({type(error).__name__}: {error}).")
+        return record | {"failed": True, "drives": [what, *record["drives"]]}
+
+    def take_failure(self, name, error):
+        self.write(self.path(name), self.failure(self.record(name), name, error))
 
     def goes_on(self, percent):
         records = [self.record(name) for name in self.names()]
@@ -131,50 +182,64 @@ class Fleet:
 
     def take_plan(self, name, result, check):
         document, outcome, sentence = document_of(result)
-        rows = [planned(drive) for drive in drives_of(document)] if document else [whole_server(outcome, sentence)]
+        rows = accounted(document, rows_of(document, planned)) if document else [whole_server(outcome, sentence)]
         if not rows:
             rows = [whole_server("blocked", text(document.get("message")) or "No drive that Config.txt names.")]
         to_do = document is not None and any(row["outcome"] == "to update" for row in rows)
-        self.write(self.path(name), {"server": name, "check": check, "changed": False, "failed": document is None,
-                                     "drives": rows, "plan": document, "update": None})
+        if to_do and not check:
+            # Until the outcome is taken down: the control node may end before.
+            rows = rows_of(document, lambda drive: begun(drive, "Nobody waited for the end."))
+        self.write(self.path(name), {"server": name, "check": check, "changed": False, "drives": rows, "plan": document,
+                                     "failed": document is None or to_do and not check, "update": None})
         return to_do
 
     def take_update(self, name, result):
         record = self.record(name)
-        document, outcome, sentence = document_of(result)
+        document, _, sentence = document_of(result)
         if document is None:
-            # The update began. A lost session does not end it, so nobody knows.
-            sentence += " The update had begun, and kivhost finishes the drive at work: run this again later."
-            record["drives"] = [planned(drive, "unknown", sentence) for drive in drives_of(record["plan"])]
+            # A lost session does not end the update, so nobody knows.
+            record["drives"] = rows_of(record["plan"], lambda drive: begun(drive, sentence))
             record["failed"] = True
         else:
-            rows = [updated(drive) for drive in drives_of(document)]
-            stopped = STOPPED.get(document.get("status"))
+            rows = rows_of(document, updated)
+            stopped = STOPPED.get(document["status"])
             if stopped or not rows:
                 rows.insert(0, whole_server("failed", text(document.get("message")) or f"Not done: {stopped}."))
-            record["drives"] = rows
-            record["changed"] = any(row["outcome"] == "updated" for row in rows)
+            record["drives"] = rows = accounted(document, rows)
+            record["changed"] = any(row["changed"] for row in rows)
             record["failed"] = any(row["outcome"] in ("failed", "not done") for row in rows)
         record["update"] = document
         self.write(self.path(name), record)
         return record["changed"]
 
     def page(self):
-        rows, wrong, changed, check = [], {}, 0, False
+        rows, wrong, waiting, check = [], {}, {}, False
         names = self.names()
         for name in names:
-            record = self.record(name) or {"drives": [whole_server("not started", "The roll-out ended before its turn.")]}
+            record = self.record(name)
+            if not record:
+                waiting[name] = "The roll-out ended before its turn."
+                record = {"drives": [whole_server("not started", waiting[name])]}
             check = check or record.get("check", False)
             drives = record["drives"]
-            changed += sum(1 for drive in drives if drive["outcome"] == "updated")
             bad = [drive for drive in drives if fleet_page.is_wrong(drive["outcome"])]
             if bad:
                 wrong[name] = "; ".join(f"{drive['serial'] or name} {drive['outcome']}: {drive['sentence']}" for drive in bad[:3])
             rows += [{"server": text(name), **drive} for drive in drives]
-        summary = fleet_page.summary(rows, len(names), changed, check)
-        begun = json.loads((self.folder / "fleet.json").read_text(encoding="utf-8"))["begun"]
-        fleet_page.write(self.folder, rows, summary, begun)
-        return {"summary": summary, "wrong": wrong}
+        summary = fleet_page.summary(rows, len(names), check)
+        begun_at = json.loads((self.folder / "fleet.json").read_text(encoding="utf-8"))["begun"]
+        fleet_page.write(self.folder, rows, summary, begun_at)
+        # When nothing that a server did has ended the roll-out, something here has.
+        return {"summary": summary, "wrong": wrong or waiting}
+
+
+def taken(fleet, name, take):
+    """What `take` says; False when it failed, and that is taken down."""
+    try:
+        return take()
+    except Exception as error:  # pylint: disable=broad-except
+        fleet.take_failure(name, error)
+        return False
 
 
 def standard_input():
@@ -188,9 +253,11 @@ def main(command, folder, *rest):
     elif command == "goes-on":
         print("yes" if fleet.goes_on(float(rest[0])) else "no", end="")
     elif command == "plan":
-        print("update" if fleet.take_plan(rest[0], standard_input(), "--check" in rest) else "nothing", end="")
+        to_do = taken(fleet, rest[0], lambda: fleet.take_plan(rest[0], standard_input(), "--check" in rest))
+        print("update" if to_do else "nothing", end="")
     elif command == "update":
-        print("changed" if fleet.take_update(rest[0], standard_input()) else "unchanged", end="")
+        changed = taken(fleet, rest[0], lambda: fleet.take_update(rest[0], standard_input()))
+        print("changed" if changed else "unchanged", end="")
     elif command == "page":
         print(json.dumps(fleet.page()))
     else:

@@ -7,11 +7,11 @@ import re
 # Outcome: how bad it is (2 something is wrong, 1 to be looked at, 0 fine), and what it means. In the order of the page.
 OUTCOMES = {
     "failed": (2, "was tried and failed"),
-    "unknown": (2, "the server was lost while the update ran"),
+    "unknown": (2, "the server was lost, or the run ended, while the update ran"),
     "unreachable": (2, "the server did not answer"),
     "no answer": (2, "the server answered, but not kivhost"),
     "not done": (2, "its turn did not come on its server"),
-    "blocked": (2, "was left alone: the sentence says why"),
+    "blocked": (2, "was left alone, or not opened: the sentence says why"),
     "not started": (1, "the roll-out ended before"),
     "to update": (1, "would be updated"),
     "updated": (0, "runs its wanted level now, read back"),
@@ -55,16 +55,33 @@ def counts(rows):
     return {outcome: present.count(outcome) for outcome in OUTCOMES if outcome in present}
 
 
-def summary(rows, servers, changed, check):
-    """One sentence for the page and for the end of the run."""
-    what = ", ".join(f"{number} {outcome}" for outcome, number in counts(rows).items())
+def number_of(count, noun):
+    return f"{count} {noun}{'' if count == 1 else 's'}"
+
+
+def listed(rows):
+    return ", ".join(f"{number} {outcome}" for outcome, number in counts(rows).items()) or "none"
+
+
+def summary(rows, servers, check):
+    """What the page says first, and the end of the run."""
+    changed = sum(1 for row in rows if row["changed"])
+    unknown = sum(1 for row in rows if row["changed"] is None)
+    said = []
     if check:
-        done = "This was a check: nothing was changed."
+        said.append("This was a check: nothing was changed.")
     elif changed:
-        done = f"{changed} {'drive runs' if changed == 1 else 'drives run'} another level now."
-    else:
-        done = "Nothing was changed."
-    return f"{done} Drives of {servers} {'server' if servers == 1 else 'servers'}: {what}."
+        said.append(f"{number_of(changed, 'drive')} {'runs' if changed == 1 else 'run'} another level now.")
+    elif not unknown:
+        tried = any(row["outcome"] in ("updated", "failed") for row in rows)
+        said.append("No drive runs another level now." if tried else "Nothing was changed.")
+    if unknown:
+        said.append(f"What became of {number_of(unknown, 'drive')} is not known.")
+    said.append(f"Drives of {number_of(servers, 'server')}: {listed([row for row in rows if row['serial']])}.")
+    nameless = [row for row in rows if not row["serial"]]
+    if nameless:
+        said.append(f"Without a serial number: {listed(nameless)}.")
+    return " ".join(said)
 
 
 def page(rows, sentence, begun):
