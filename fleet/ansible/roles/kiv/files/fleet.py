@@ -204,7 +204,7 @@ class Fleet:
             rows = rows_of(document, updated)
             stopped = STOPPED.get(document["status"])
             if stopped or not rows:
-                rows.insert(0, whole_server("failed", text(document.get("message")) or f"Not done: {stopped}."))
+                rows.insert(0, whole_server("failed", text(document.get("message")) or f"Not done: {stopped or 'no drive was told of'}."))
             record["drives"] = rows = accounted(document, rows)
             record["changed"] = any(row["changed"] for row in rows)
             record["failed"] = any(row["outcome"] in ("failed", "not done") for row in rows)
