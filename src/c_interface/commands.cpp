@@ -12,6 +12,8 @@
 #include "kiv/changer/commands.h"
 #include "kiv/scsi/big_endian.h"
 #include "kiv/tape/medium.h"
+#include "scsi/sense.h"
+#include "scsi/status.h"
 
 namespace {
 
@@ -111,11 +113,10 @@ void move(const FoundDevice& device, GenericScsiCommand&& command, const char* w
   const OpenDevice target(device);
   clearAttentions(*target);
   if (target->scsiExecCDB(command) == CMD_OK) return;
-  constexpr std::uint16_t REMOVAL_PREVENTED = 0x5302;
   const Outcome outcome = outcomeOf(*target, command);
-  const bool inUse =
-      outcome.status == STATUS_RESERVATION_CONFLICT ||
-      (outcome.sense.valid && (outcome.sense.asc << 8 | outcome.sense.ascq) == REMOVAL_PREVENTED);
+  const bool inUse = outcome.status == STATUS_RESERVATION_CONFLICT ||
+                     (outcome.sense.valid && outcome.sense.asc == REMOVAL_PREVENTED.asc &&
+                      outcome.sense.ascq == REMOVAL_PREVENTED.ascq);
   throw Failure{inUse ? KIV_IN_USE : KIV_COMMAND_FAILED,
                 nameOf(device) + " did not " + what + " (" + outcomeText(outcome) + ").",
                 outcome.windowsError, outcome.sense};

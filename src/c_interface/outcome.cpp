@@ -6,6 +6,7 @@
 #include "kiv/device/driver_target.h"
 #include "kiv/scsi/big_endian.h"
 #include "platform/win32.h"
+#include "scsi/status.h"
 
 namespace {
 

@@ -15,9 +15,5 @@ struct Outcome {
 };
 Outcome outcomeOf(const ScsiTarget& target, const ScsiCommand& command);
 
-inline constexpr std::uint8_t STATUS_GOOD = 0x00;
-inline constexpr std::uint8_t STATUS_BUSY = 0x08;
-inline constexpr std::uint8_t STATUS_RESERVATION_CONFLICT = 0x18;
-
 /// "sense 5/24/00, Invalid field in CDB"; "busy"; "no answer in time"; Windows' words.
 std::string outcomeText(const Outcome& outcome);

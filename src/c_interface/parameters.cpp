@@ -12,6 +12,7 @@
 #include "c_interface/structure.h"
 #include "kiv/api.h"
 #include "kiv/tape/parameters.h"
+#include "scsi/sense.h"
 
 namespace {
 
@@ -80,7 +81,6 @@ const FoundDevice& requireDrive(kiv_device number) {
 
 /// Whether a failure says that there is no such thing, on the drive or on the way to it.
 bool isUnsupported(ReturnCode status, const ScsiCommand& command) {
-  constexpr std::uint8_t ILLEGAL_REQUEST = 5;
   return status == CMD_NOT_SUPPORTED || status == CMD_INVALID_PARAMETER_TYPE ||
          (command.isSenseDataValid() && command.getSenseKey() == ILLEGAL_REQUEST);
 }

@@ -5,8 +5,9 @@
 #include "kiv/scsi/big_endian.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/tape/reservations.h"
+#include "scsi/sense.h"
+#include "scsi/status.h"
 #include "scsi/text_field.h"
-#include "update/sense.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 #include "c_interface/update_words.h"
 
-#include "update/sense.h"
+#include "scsi/sense.h"
+#include "scsi/status.h"
 
 namespace {
 
@@ -23,7 +24,6 @@ std::string commonCause(const Outcome& outcome) {
 }
 
 Failure ejectFailure(const FailedStep& step) {
-  constexpr SenseTriple REMOVAL_PREVENTED = {5, 0x53, 0x02};
   if (is(step.outcome.sense, REMOVAL_PREVENTED))
     return failure(KIV_IN_USE,
                    "A host keeps the cartridge in: end the job that uses it. Nothing was written.",
@@ -41,7 +41,6 @@ Failure ejectFailure(const FailedStep& step) {
 
 /// What a refused chunk says of its cause.
 std::string refusal(const Outcome& outcome) {
-  constexpr SenseTriple INVALID_FIELD_IN_LIST = {5, 0x26, 0x00};
   const kiv_sense& sense = outcome.sense;
   if (is(sense, INVALID_FIELD_IN_CDB) || is(sense, BAD_MICROCODE) || is(sense, INVALID_FIELD_IN_LIST))
     return "refused the image: check that Config.txt names the image for this product, and fetch it again";

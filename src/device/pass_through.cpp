@@ -7,11 +7,10 @@
 #include "kiv/device/target.h"
 #include "kiv/frame/logger.h"
 #include "platform/device_control.h"
+#include "scsi/status.h"
 
 namespace {
 
-constexpr std::uint8_t STATUS_GOOD = 0x00;
-constexpr std::uint8_t STATUS_BUSY = 0x08;
 /// Seconds that the port driver gets beyond the command's time-out, so that the device's own answer comes
 /// first.
 constexpr ulong32 TIME_OUT_MARGIN = 3;

@@ -5,6 +5,8 @@
 
 #include "device/dos_devices.h"
 #include "kiv/scsi/big_endian.h"
+#include "scsi/sense.h"
+#include "scsi/status.h"
 
 namespace {
 
@@ -46,18 +48,15 @@ void ScanWitness::failed(std::uint8_t hostAdapter, const InquiryRecord& record) 
 }
 
 void ScanWitness::unanswered(ScsiTarget& target, const ScsiCommand& command) {
-  constexpr unsigned NOT_READY = 2;
-  constexpr unsigned ILLEGAL_REQUEST = 5;
-  constexpr std::uint8_t RESERVATION_CONFLICT = 0x18;
   const unsigned key = senseKeyOf(command);
   if (current == nullptr || key == ILLEGAL_REQUEST) return;
   const bool waits = key == NOT_READY || command.getExecutionStatus() == CMD_BUSY;
   const auto error = static_cast<DWORD>(command.getAdditionalFailureCode());
-  current->doubts.push_back(
-      {addressOf(target),
-       {command.getTargetStatus() == RESERVATION_CONFLICT, waits                    ? ERROR_NOT_READY
-                                                           : error != ERROR_SUCCESS ? error
-                                                                                    : ERROR_IO_DEVICE}});
+  current->doubts.push_back({addressOf(target),
+                             {command.getTargetStatus() == STATUS_RESERVATION_CONFLICT,
+                              waits                    ? ERROR_NOT_READY
+                              : error != ERROR_SUCCESS ? error
+                                                       : ERROR_IO_DEVICE}});
 }
 
 std::optional<Doubt> ScanWitness::doubtAbout(ScsiTarget& target) const {

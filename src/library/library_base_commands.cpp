@@ -12,6 +12,7 @@
 #include "kiv/scsi/standard_commands.h"
 #include "platform/win32.h"
 #include "scsi/device_types.h"
+#include "scsi/sense.h"
 
 namespace {
 
@@ -24,11 +25,8 @@ constexpr int READY_ROUNDS = 61;
 
 /// Whether waiting may help: the changer is becoming ready, or tells that something has happened to it.
 bool isWorthWaiting(const ScsiCommand& failed) {
-  if (!failed.isSenseDataValid()) return false;
-  const bool becomingReady =
-      failed.getSenseKey() == 0x02 && failed.getASC() == 0x04 && failed.getASCQ() == 0x01;
-  const bool unitAttention = failed.getSenseKey() == 0x06;
-  return becomingReady || unitAttention;
+  return failed.isSenseDataValid() &&
+         (hasSense(failed, BECOMING_READY) || failed.getSenseKey() == UNIT_ATTENTION);
 }
 
 /// Sends TEST UNIT READY once a second until the changer is ready or says that it will not be. False, with

@@ -10,6 +10,7 @@
 #include "kiv/tape/driver_partitions.h"
 #include "kiv/tape/medium.h"
 #include "scsi/cdb.h"
+#include "scsi/sense.h"
 #include "tape/mode_page.h"
 
 namespace {
@@ -29,7 +30,6 @@ constexpr std::uint8_t RECOGNISES_ALL = 3;
 constexpr std::uint8_t METHOD_MASK = 0xE0;
 /// By partitioning method, 1 to 3: IDP, SDP, FDP.
 constexpr std::uint8_t METHOD_BITS[] = {0x00, 0x20, 0x40, 0x80};
-constexpr std::uint8_t RECOVERED_ERROR = 1;
 constexpr std::uint8_t FORMAT_AS_THE_PAGE_SAYS = 1;
 
 }  // namespace

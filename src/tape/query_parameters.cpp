@@ -9,12 +9,12 @@
 #include "kiv/scsi/big_endian.h"
 #include "kiv/tape/driver_parameters.h"
 #include "kiv/tape/parameters.h"
+#include "scsi/sense.h"
 #include "tape/mode_page.h"
 #include "tape/parameter_fields.h"
 
 namespace {
 
-constexpr std::uint8_t ILLEGAL_REQUEST = 5;
 constexpr std::uint8_t POWER_CONDITION_PAGE_LENGTH = 38;
 
 using Value = std::optional<std::uint32_t>;

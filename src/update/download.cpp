@@ -6,7 +6,7 @@
 #include "kiv/kiv.h"
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/update/update_firmware.h"
-#include "update/sense.h"
+#include "scsi/sense.h"
 #include "update/update_observer.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include "kiv/tape/medium.h"
 #include "kiv/update/update_firmware.h"
 #include "platform/win32.h"
-#include "update/sense.h"
+#include "scsi/sense.h"
 #include "update/update_observer.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include "kiv/scsi/standard_commands.h"
 #include "kiv/update/update_firmware.h"
 #include "platform/device_control.h"
-#include "update/sense.h"
+#include "scsi/sense.h"
 #include "update/update_observer.h"
 
 namespace {
