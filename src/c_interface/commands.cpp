@@ -65,7 +65,7 @@ void checkRequest(const kiv_request& request, const FoundDevice& device) {
 /// Sense data as long as the device says that they are (SPC-4, fixed and descriptor format).
 std::uint8_t senseLength(std::span<const std::uint8_t> sense) {
   constexpr std::size_t HEADER = 8;
-  if ((readByte(sense, 0) & 0x7F) == 0) return 0;
+  if (senseResponseCode(sense) == 0) return 0;
   return static_cast<std::uint8_t>(std::min<std::size_t>(HEADER + readByte(sense, 7), sense.size()));
 }
 

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "device/dos_devices.h"
-#include "kiv/scsi/big_endian.h"
 #include "scsi/sense.h"
 #include "scsi/status.h"
 
@@ -12,13 +11,6 @@ namespace {
 
 ScsiAddress addressOf(ScsiTarget& target) {
   return {target.getHostAdapterId(), target.getBusNumber(), target.getTargetId(), target.getLun()};
-}
-
-/// In fixed format, or in descriptor format (SPC-4).
-unsigned senseKeyOf(const ScsiCommand& command) {
-  constexpr std::uint8_t DESCRIPTOR_FORMAT = 0x72;
-  const auto sense = command.senseSpan();
-  return readByte(sense, (readByte(sense, 0) & 0x7F) >= DESCRIPTOR_FORMAT ? 1 : 2) & 0x0F;
 }
 
 }  // namespace
@@ -48,7 +40,7 @@ void ScanWitness::failed(std::uint8_t hostAdapter, const InquiryRecord& record) 
 }
 
 void ScanWitness::unanswered(ScsiTarget& target, const ScsiCommand& command) {
-  const unsigned key = senseKeyOf(command);
+  const std::uint8_t key = senseIn(command.senseSpan()).key;
   if (current == nullptr || key == ILLEGAL_REQUEST) return;
   const bool waits = key == NOT_READY || command.getExecutionStatus() == CMD_BUSY;
   const auto error = static_cast<DWORD>(command.getAdditionalFailureCode());
