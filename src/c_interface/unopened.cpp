@@ -5,6 +5,7 @@
 
 #include "c_interface/code_page.h"
 #include "c_interface/structure.h"
+#include "device/dos_devices.h"
 #include "device/port_driver.h"
 
 namespace {
@@ -48,7 +49,7 @@ FoundDevice describe(const UnopenedDevice& device) {
 }
 
 bool isBehind(const UnopenedDevice& device, const std::string& path) {
-  const auto isIt = [&](const Refusal& refusal) { return isSamePath(refusal.path, path); };
+  const auto isIt = [&](const Refusal& refusal) { return equalsIgnoringCase(refusal.path, path); };
   return device.record && std::ranges::any_of(device.refusals, isIt);
 }
 
@@ -67,7 +68,7 @@ std::vector<FoundDevice> unopenedDevices(const ScanWitness& witness, const std::
     if (device.record && !isMakers(described.info.vendor)) continue;
     const auto isSame = [&](const FoundDevice& other) {
       return device.record ? addressOf(other.info) == addressOf(described.info)
-                           : isSamePath(other.info.path, described.info.path);
+                           : equalsIgnoringCase(other.info.path, described.info.path);
     };
     const bool known =
         std::ranges::any_of(opened, isSame) || (!device.record && std::ranges::any_of(found, isSame));

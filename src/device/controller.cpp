@@ -23,10 +23,6 @@ bool hasAddress(const ScsiTarget& target, std::uint8_t host, std::uint8_t bus, s
          target.getTargetId() == targetId && target.getLun() == lun;
 }
 
-bool isSameName(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && startsWithIgnoringCase(a, b);
-}
-
 void destroyAll(std::vector<ScsiTarget*>& devices) {
   for (ScsiTarget* device : devices) {
     if (device != nullptr) CloseAndDelete()(device);
@@ -62,7 +58,7 @@ bool DeviceController::isListed(std::uint8_t host, std::uint64_t targetId, std::
                                 std::uint64_t lun, std::string_view name) const {
   return std::any_of(deviceList.begin(), deviceList.end(), [&](const ScsiTarget* device) {
     return device != nullptr && (hasAddress(*device, host, bus, targetId, lun) ||
-                                 (!name.empty() && isSameName(device->getDriverName(), name)));
+                                 (!name.empty() && equalsIgnoringCase(device->getDriverName(), name)));
   });
 }
 

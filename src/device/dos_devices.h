@@ -30,5 +30,6 @@ class DosDevices {
   ulong32 used;
 };
 
-/// Windows does not tell device names apart by case.
+/// Windows does not tell device names and paths apart by case.
 bool startsWithIgnoringCase(std::string_view text, std::string_view prefix);
+bool equalsIgnoringCase(std::string_view a, std::string_view b);

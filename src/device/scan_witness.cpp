@@ -15,10 +15,6 @@ ScsiAddress addressOf(ScsiTarget& target) {
 
 }  // namespace
 
-bool isSamePath(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && startsWithIgnoringCase(a, b);
-}
-
 void ScanWitness::begin() {
   if (current) current->refusals.clear();
 }
@@ -26,7 +22,7 @@ void ScanWitness::begin() {
 void ScanWitness::refused(const std::string& path, DWORD error) {
   if (current == nullptr || error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return;
   const bool known = std::ranges::any_of(
-      current->refusals, [&](const Refusal& refusal) { return isSamePath(refusal.path, path); });
+      current->refusals, [&](const Refusal& refusal) { return equalsIgnoringCase(refusal.path, path); });
   if (!known) current->refusals.push_back({path, error});
 }
 

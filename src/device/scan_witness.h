@@ -22,9 +22,6 @@ struct Refusal {
 /// Host adapter, bus, target, logical unit.
 using ScsiAddress = std::array<std::uint64_t, 4>;
 
-/// Windows' names of devices are the same whatever their case.
-bool isSamePath(std::string_view a, std::string_view b);
-
 struct UnopenedDevice {
   /// On the way to the device, in the order of the tries, each path once. Those that say "not there" are left
   /// out.
