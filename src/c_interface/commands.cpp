@@ -1,13 +1,15 @@
 // Single commands: any that a host likes, and those that move cartridges.
 #include <algorithm>
-#include <cstdio>
 #include <span>
+#include <string>
 
 #include "c_interface/call.h"
 #include "c_interface/devices.h"
 #include "c_interface/outcome.h"
 #include "c_interface/questions.h"
 #include "c_interface/structure.h"
+#include "device/arrived_data.h"
+#include "device/timeouts.h"
 #include "kiv/api.h"
 #include "kiv/changer/commands.h"
 #include "kiv/scsi/big_endian.h"
@@ -25,19 +27,19 @@ class OwnTimeOut {
  public:
   OwnTimeOut(ScsiTarget& device, std::uint8_t opcode, std::uint32_t seconds) : target(device) {
     if (seconds == 0) return;
-    std::snprintf(key, sizeof key, "TIMEOUT_0x%02X", opcode);
+    key = timeoutKey(opcode);
     before = std::to_string(target.getTimeoutForOpcode(opcode));
-    target.setProperty(key, std::to_string(seconds).c_str());
+    target.setProperty(key.c_str(), std::to_string(seconds).c_str());
   }
   ~OwnTimeOut() {
-    if (*key) target.setProperty(key, before.c_str());
+    if (!key.empty()) target.setProperty(key.c_str(), before.c_str());
   }
   OwnTimeOut(const OwnTimeOut&) = delete;
   OwnTimeOut& operator=(const OwnTimeOut&) = delete;
 
  private:
   ScsiTarget& target;
-  char key[16] = "";
+  std::string key;
   std::string before;
 };
 
@@ -88,9 +90,7 @@ Outcome exchange(ScsiTarget& target, kiv_request& request) {
   const Outcome outcome = outcomeOf(target, command);
   // A request that Windows did not carry out keeps the length that was asked for.
   const bool carriedOut = outcome.windowsError == 0 && !outcome.timedOut;
-  request.transferred = carriedOut ? static_cast<std::uint32_t>(std::min<ulong32>(
-                                         target.GetTransferredDataLength(), command.getIoDataLength()))
-                                   : 0;
+  request.transferred = carriedOut ? static_cast<std::uint32_t>(arrivedData(target, command).size()) : 0;
   if (request.direction == KIV_DATA_IN) std::copy_n(command.getIoData(), request.transferred, data);
   request.status = outcome.status;
   request.timed_out = outcome.timedOut;
