@@ -1,6 +1,7 @@
 #include "c_interface/outcome.h"
 
 #include "c_interface/code_page.h"
+#include "device/system_error.h"
 #include "kiv/device/driver_target.h"
 #include "platform/win32.h"
 #include "scsi/sense.h"
@@ -18,9 +19,7 @@ Outcome outcomeOf(const ScsiTarget& target, const ScsiCommand& command) {
   }
   if (outcome.sense.valid || outcome.status != 0xFF) return outcome;
   outcome.windowsError = static_cast<std::uint32_t>(command.getAdditionalFailureCode());
-  // Of the driver's devices, the C runtime's number for an input or output error, which is Windows' "access
-  // denied".
-  constexpr std::uint32_t INPUT_OUTPUT_ERROR = 5;
+  // The number is Windows' "access denied".
   const bool byDriver = dynamic_cast<const QORScsiTarget*>(&target) != nullptr;
   if (byDriver && outcome.windowsError == INPUT_OUTPUT_ERROR) outcome.windowsError = ERROR_IO_DEVICE;
   return outcome;

@@ -22,11 +22,10 @@
 #include "kiv/frame/logger.h"
 #include "kiv/frame/modes.h"
 #include "kiv/kiv.h"
+#include "scsi/device_types.h"
 #include "update/product_string.h"
 
 namespace {
-
-constexpr std::uint8_t TYPE_MASK = 0x1F;
 
 /// What the two configuration files say of products.
 struct Configuration {
@@ -49,7 +48,7 @@ FoundDevice identify(ScsiTarget& target) {
   FoundDevice device{&target, {}, {}};
   kiv_info& info = device.info;
   info.size = sizeof info;
-  info.type = target.getDeviceTyp() & TYPE_MASK;
+  info.type = target.getDeviceTyp() & DEVICE_TYPE_MASK;
   info.reachable = 1;
   info.through_driver = dynamic_cast<QORScsiTarget*>(&target) != nullptr;
   info.adapter = target.getHostAdapterId();

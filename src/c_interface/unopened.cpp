@@ -7,10 +7,10 @@
 #include "c_interface/structure.h"
 #include "device/dos_devices.h"
 #include "device/port_driver.h"
+#include "scsi/device_types.h"
 
 namespace {
 
-constexpr std::uint8_t TYPE_MASK = 0x1F;
 constexpr std::uint32_t UNKNOWN = UINT32_MAX;
 
 std::string textAt(const InquiryRecord& record, std::size_t offset, std::size_t length) {
@@ -21,7 +21,7 @@ auto addressOf(const kiv_info& info) { return std::tuple(info.adapter, info.bus,
 
 /// What the port driver tells of a device that it lists.
 void describe(const InquiryRecord& record, std::uint8_t hostAdapter, kiv_info& info) {
-  info.type = record.deviceType & TYPE_MASK;
+  info.type = record.deviceType & DEVICE_TYPE_MASK;
   info.adapter = hostAdapter;
   info.bus = record.pathId;
   info.target = record.targetId;

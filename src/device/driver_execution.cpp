@@ -18,9 +18,6 @@
 
 namespace {
 
-/// The C runtime's EIO, for failures that no Windows error tells apart.
-constexpr ulong32 INPUT_OUTPUT_ERROR = 5;
-
 bool isTapeDevice(std::string_view name) {
   constexpr std::string_view TAPE = "TAPE";
   const auto sameLetter = [](char c, char upper) {
@@ -38,7 +35,7 @@ const char* className(const ScsiCommand& cmd) {
 }
 
 /// A step of a command on the driver's handle: its result, the system's error and the seconds it took.
-struct Outcome {
+struct DriverOutcome {
   ReturnCode result = CMD_NOT_SUPPORTED;
   DWORD error = ERROR_SUCCESS;
   long seconds = 0;
@@ -46,8 +43,8 @@ struct Outcome {
   bool failed() const { return result != CMD_OK && result != CMD_NOT_SUPPORTED; }
 };
 
-Outcome runDriverCommand(QORScsiCommand& cmd, HANDLE device) {
-  Outcome outcome;
+DriverOutcome runDriverCommand(QORScsiCommand& cmd, HANDLE device) {
+  DriverOutcome outcome;
   const __time64_t start = _time64(nullptr);
   // A call that succeeds leaves the last error alone, and an old one must not pass for this command's.
   SetLastError(ERROR_SUCCESS);
@@ -86,7 +83,7 @@ void takeSense(ScsiCommand& cmd, std::span<const std::uint8_t> data) {
 ReturnCode QORScsiTarget::scsiExecCmd(QORScsiCommand& cmd) {
   return executeGuarded(cmd, [&] {
     if (const ReturnCode refusal = beginExecution(*this, cmd, "QORScsiTarget::scsiExecCmd")) return refusal;
-    const Outcome outcome = runDriverCommand(cmd, deviceHandle);
+    const DriverOutcome outcome = runDriverCommand(cmd, deviceHandle);
     if (outcome.result == CMD_NO_MEMORY) return CMD_NO_MEMORY;
     if (outcome.failed()) cmd.setAdditionalFailureCode(outcome.error);
     if (exceeds(outcome.seconds, cmd.getTimeOut())) {
@@ -103,7 +100,7 @@ ReturnCode QORScsiTarget::scsiExecCmd(QORScsiCommand& cmd) {
                      className(cmd), static_cast<int>(outcome.error), systemErrorText(outcome.error).c_str());
 
     QORScsiCmdRequestSense request(ulong32{cmd.getSenseDataLength()});
-    const Outcome sense = runDriverCommand(request, deviceHandle);
+    const DriverOutcome sense = runDriverCommand(request, deviceHandle);
     if (sense.result == CMD_OK) {
       takeSense(cmd, request.ioDataSpan());
       if (cmd.isSenseDataValid())
@@ -128,7 +125,7 @@ ReturnCode QORScsiTarget::sendByDriver(GenericScsiCommand& cmd) {
     if (const ReturnCode refusal = beginExecution(*this, cmd, "QORScsiTarget::scsiExecCDB")) return refusal;
     takeModelTimeOut(*this, cmd);
     const std::uint32_t opcode = cmd.getCmdCode();
-    Outcome outcome;
+    DriverOutcome outcome;
     if (auto twin = createTwin(cmd)) {
       outcome = runDriverCommand(*twin, deviceHandle);
     } else {
@@ -173,7 +170,7 @@ void QORScsiTarget::fetchSense(GenericScsiCommand& cmd) {
   QORScsiCmdRequestSense tapeRequest(ulong32{senseLength});
   QORScsiCmdChangerRequestSense changerRequest(ulong32{senseLength});
   QORScsiCommand* request = isTapeDevice(driverName) ? &tapeRequest : &changerRequest;
-  Outcome outcome = runDriverCommand(*request, deviceHandle);
+  DriverOutcome outcome = runDriverCommand(*request, deviceHandle);
   if (outcome.result == CMD_OK) {
     takeSense(cmd, request->ioDataSpan());
     return;

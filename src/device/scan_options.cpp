@@ -17,7 +17,7 @@ constexpr const char* MODE_LABELS[] = {"FULL", "GENERIC", "PARTIAL QOR", "PARTIA
 
 constexpr const char* NUMBERS_PATTERN = "* * * *";
 constexpr const char* HBTL_PATTERN = "H*-B*-T*-L*";
-constexpr const char* DIGITS = "0123456789";
+constexpr const char* DECIMAL_DIGITS = "0123456789";
 constexpr std::uint8_t HIGHEST_NUMBER = 255;
 constexpr std::uint64_t HIGHEST_LONG_NUMBER = 4294967295;
 
@@ -69,7 +69,7 @@ void setBound(Bound& bound, std::optional<std::int64_t> number, std::uint64_t hi
 }  // namespace
 
 std::optional<std::int64_t> firstNumberIn(const std::string& text) {
-  const std::size_t digit = text.find_first_of(DIGITS);
+  const std::size_t digit = text.find_first_of(DECIMAL_DIGITS);
   if (digit == std::string::npos) return std::nullopt;
   return parseIntegerValue(text.substr(digit));
 }
@@ -182,7 +182,7 @@ bool DeviceController::isQORDevicePartOfScan(std::string name) {
   if (scanMode != MODE_PARTIAL_DRIVER) return false;
   return guarded(false, [&] {
     const auto number = firstNumberIn(name);
-    const std::size_t prefixLength = scanStart.find_first_of(DIGITS);
+    const std::size_t prefixLength = scanStart.find_first_of(DECIMAL_DIGITS);
     return number && prefixLength != std::string::npos && *number >= firstQORDevice2Scan &&
            *number <= lastQORDevice2Scan &&
            name.starts_with(std::string_view(scanStart).substr(0, prefixLength)) &&

@@ -6,6 +6,7 @@
 #include "device/unknown_address.h"
 #include "frame/guarded.h"
 #include "platform/win32.h"
+#include "scsi/store.h"
 
 namespace {
 
@@ -14,12 +15,6 @@ ReturnCode store(std::string& field, const char* text) {
     field = text != nullptr ? text : "";
     return CMD_OK;
   });
-}
-
-template <typename Value>
-ReturnCode store(Value& field, Value value) {
-  field = value;
-  return CMD_OK;
 }
 
 }  // namespace

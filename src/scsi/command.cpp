@@ -7,6 +7,7 @@
 #include "frame/shortage.h"
 #include "kiv/frame/logger.h"
 #include "scsi/fields.h"
+#include "scsi/store.h"
 
 namespace {
 
@@ -24,12 +25,6 @@ ReturnCode replaceBuffer(std::uint8_t*& buffer, Length& length, Length n, std::u
   if (!had) ++shortages;
   missing = static_cast<std::uint8_t>(had ? missing & ~which : missing | which);
   return had ? CMD_OK : CMD_NO_MEMORY;
-}
-
-template <typename Value>
-ReturnCode store(Value& field, Value value) {
-  field = value;
-  return CMD_OK;
 }
 
 }  // namespace

@@ -3,6 +3,9 @@
 
 #include <cstdint>
 
+/// The type in that byte; the peripheral qualifier stands above it.
+inline constexpr std::uint8_t DEVICE_TYPE_MASK = 0x1F;
+
 inline constexpr std::uint8_t DIRECT_ACCESS_DEVICE = 0x00;
 inline constexpr std::uint8_t SEQUENTIAL_ACCESS_DEVICE = 0x01;
 inline constexpr std::uint8_t WRITE_ONCE_DEVICE = 0x04;

@@ -2,6 +2,7 @@
 
 #include "frame/guarded.h"
 #include "scsi/cdb.h"
+#include "scsi/device_types.h"
 #include "scsi/text_field.h"
 
 namespace {
@@ -47,7 +48,7 @@ std::string ScsiCmdInquiry::getRevisionLevel() const {
   return isStandardInquiry() ? textOf(*this, 32, 4) : std::string();
 }
 std::uint8_t ScsiCmdInquiry::getPeripheralDeviceType() const {
-  return isStandardInquiry() ? readByte(ioDataSpan(), 0) & 0x1F : 0;
+  return isStandardInquiry() ? readByte(ioDataSpan(), 0) & DEVICE_TYPE_MASK : 0;
 }
 
 ScsiCmdModeSense6::ScsiCmdModeSense6(bool dbd, std::uint8_t pageControl, std::uint8_t pageCode,
