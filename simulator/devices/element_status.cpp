@@ -1,4 +1,6 @@
 // What a library says of its elements: READ ELEMENT STATUS (SMC-3 6.11) and its mode pages (SMC-3 7.3).
+#include "simulator/devices/element_status.h"
+
 #include <algorithm>
 
 #include "simulator/devices/virtual_changer.h"
@@ -7,8 +9,6 @@
 namespace simulator {
 namespace {
 
-constexpr std::size_t descriptorHeader = 12;
-constexpr std::size_t volumeTagSize = 36;
 constexpr std::size_t designatorHeader = 4;
 constexpr std::uint8_t elementAddressAssignment = 0x1D;
 constexpr std::uint8_t transportGeometry = 0x1E;

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 
+#include "simulator/windows/handle_marks.h"
+
 namespace simulator::recording {
 namespace {
-
-// Handles lie where neither Windows nor a simulated room puts its own.
-constexpr std::uintptr_t handleMark = 0x51A8'0000'0000'0000;
-constexpr std::uintptr_t handleMarkBits = 0xFFFF'0000'0000'0000;
 
 /// One call as a line of a recording shows it.
 std::string textOf(const std::string& call, const Json& asked) {
@@ -81,16 +79,15 @@ __time64_t Player::time64() {
 
 std::uint64_t Player::numberOf(const void* handle) const {
   const auto value = reinterpret_cast<std::uintptr_t>(handle);
-  return (value & handleMarkBits) == handleMark ? value & ~handleMarkBits : 0;
+  return (value & handleMarkBits) == replayedHandleMark ? value & ~handleMarkBits : 0;
 }
 
 void Player::opened(Answer& answer, const char* key, HANDLE& handle) {
   std::uint64_t number = 0;
   answer.number(key, number);
-  handle =
-      number == 0
-          ? INVALID_HANDLE_VALUE
-          : reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(handleMark | (number & ~handleMarkBits)));
+  handle = number == 0 ? INVALID_HANDLE_VALUE
+                       : reinterpret_cast<HANDLE>(
+                             static_cast<std::uintptr_t>(replayedHandleMark | (number & ~handleMarkBits)));
 }
 
 }  // namespace simulator::recording

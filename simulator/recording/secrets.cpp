@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "simulator/devices/element_status.h"
 #include "simulator/devices/scsi.h"
 #include "simulator/windows/driver_protocol.h"
 #include "simulator/windows/windows_calls.h"
@@ -119,15 +120,16 @@ void Secrets::logParameters(Data page) {
 
 /// READ ELEMENT STATUS data (SMC-3 6.11).
 void Secrets::elementStatus(Data report) {
-  constexpr std::size_t tagSize = 36;
   for (std::size_t page = 8; page + 8 <= report.size();) {
     const std::size_t length = number(report, page + 2, 2);
     const std::size_t end = page + 8 + number(report, page + 5, 3);
     const std::size_t tags = (report[page + 1] & 0x80 ? 1u : 0u) + (report[page + 1] & 0x40 ? 1u : 0u);
-    for (std::size_t at = page + 8; length >= 12 && at < std::min(end, report.size()); at += length) {
+    for (std::size_t at = page + 8; length >= descriptorHeader && at < std::min(end, report.size());
+         at += length) {
       const Data descriptor = part(report, at, length);
-      for (std::size_t tag = 0; tag < tags; ++tag) text(part(descriptor, 12 + tag * tagSize, 32));
-      designators(part(descriptor, 12 + tags * tagSize));
+      for (std::size_t tag = 0; tag < tags; ++tag)
+        text(part(descriptor, descriptorHeader + tag * volumeTagSize, 32));
+      designators(part(descriptor, descriptorHeader + tags * volumeTagSize));
     }
     page = end;
   }

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <stdexcept>
 
+#include "simulator/windows/handle_marks.h"
 #include "simulator/windows/import_table.h"
 #include "simulator/windows/virtual_driver.h"
 
@@ -12,11 +13,8 @@ namespace {
 
 Room* currentRoom = nullptr;
 
-// Handles of rooms lie where Windows never puts its own: only the low 32 bits of those carry a value.
-constexpr std::uintptr_t handleMark = 0x51A7'0000'0000'0000;
-constexpr std::uintptr_t handleMarkBits = 0xFFFF'0000'0000'0000;
 // Not counted per room, so that a handle that outlives its room never meets another's.
-std::uintptr_t lastHandle = handleMark;
+std::uintptr_t lastHandle = roomHandleMark;
 
 std::string lower(std::string_view text) {
   std::string result(text);
@@ -140,7 +138,7 @@ std::vector<std::string> Room::dosNames() const {
 }
 
 bool Room::owns(HANDLE value) {
-  return (reinterpret_cast<std::uintptr_t>(value) & handleMarkBits) == handleMark;
+  return (reinterpret_cast<std::uintptr_t>(value) & handleMarkBits) == roomHandleMark;
 }
 
 HANDLE Room::addHandle(std::unique_ptr<Handle> handle) {

@@ -10,7 +10,6 @@ namespace {
 
 constexpr std::size_t header = 4;  // of MODE SENSE(6) data without block descriptors
 constexpr std::uint8_t deviceConfigurationPage = 0x10;
-constexpr std::uint8_t mediumPartitionPage = 0x11;
 constexpr std::uint8_t controlPage = 0x0A;
 constexpr std::uint8_t dataProtectionSubpage = 0xF0;
 

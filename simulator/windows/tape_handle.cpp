@@ -6,9 +6,7 @@
 namespace simulator {
 namespace {
 
-// Mode pages (SSC-4 8.3).
-constexpr std::uint8_t dataCompressionPage = 0x0F;
-constexpr std::uint8_t mediumPartitionPage = 0x11;
+constexpr std::uint8_t dataCompressionPage = 0x0F;  // mode page (SSC-4 8.3)
 constexpr std::size_t modeHeader = 4;
 constexpr std::size_t blockDescriptor = 8;
 

@@ -1,12 +1,15 @@
 // "\\.\Tape0" behind Windows' class driver: the tape interface.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "simulator/windows/class_driver.h"
 #include "simulator/windows/virtual_adapter.h"
 
 namespace simulator {
+
+constexpr std::uint8_t mediumPartitionPage = 0x11;  // mode page (SSC-4 8.3)
 
 class TapeHandle : public ClassHandle {
  public:
