@@ -229,10 +229,10 @@ TEST_F(PlanAndUpdate, NothingIsWrittenToAnotherDriveOrWithoutAReport) {
 }
 
 TEST_F(PlanAndUpdate, ReportsTellOfDevicesThatWereNeverHandedOver) {
-  constexpr std::uint32_t size = sizeof(kiv_report_entry);
-  const kiv_report_entry refused{size, KIV_CONFIG_ERROR,     UINT32_MAX, 0,  1,
+  constexpr std::uint32_t SIZE = sizeof(kiv_report_entry);
+  const kiv_report_entry refused{SIZE, KIV_CONFIG_ERROR,     UINT32_MAX, 0,  1,
                                  0,    "A<&\">\x01\xFC:SAS", "4711 ",    "1"};
-  const kiv_report_entry told{size, KIV_UNEXPECTED, 0, 0, 1, 0, nullptr, nullptr, nullptr};
+  const kiv_report_entry told{SIZE, KIV_UNEXPECTED, 0, 0, 1, 0, nullptr, nullptr, nullptr};
   addDrive("DUE");
   ASSERT_EQ(kiv_scan(0), KIV_OK);
   ASSERT_EQ(kiv_report_add(&refused), KIV_OK);

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr DWORD cartridgeLocations = 0x0030E06C;
+constexpr DWORD CARTRIDGE_LOCATIONS = 0x0030E06C;
 
 /// One robot at 1, four stations at 10h, four drives at 100h, sixty slots at 1000h.
 GET_CHANGER_PARAMETERS parameters() {
@@ -209,7 +209,7 @@ TEST_F(ChangerTwins, TakeNoMoreThanTheDriverReturns) {
   for (int i = 0; i < 64; ++i) whole += " 41";
   for (const std::string& answer : {std::string("02 00 00"), std::string("02 00 00 00"),
                                     whole.substr(0, 75 * 3 - 1), whole, whole + " 41"}) {
-    script.answers(cartridgeLocations, bytes(answer));
+    script.answers(CARTRIDGE_LOCATIONS, bytes(answer));
     locate(std::to_string(answer.size() / 3 + 1) + " bytes");
   }
 }

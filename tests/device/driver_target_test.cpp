@@ -35,9 +35,9 @@ class OperationCommand : public GenericScsiCommand {
 
 namespace {
 
-constexpr const char* tapeSense = "0x001F6064";
-constexpr const char* changerSense = "0x00306064";
-constexpr const char* senseReply = "12 00 00 00 70 00 04 00 00 00 00 0A 00 00 00 00 44 01 00 00 00 00";
+constexpr const char* TAPE_SENSE = "0x001F6064";
+constexpr const char* CHANGER_SENSE = "0x00306064";
+constexpr const char* SENSE_REPLY = "12 00 00 00 70 00 04 00 00 00 00 0A 00 00 00 00 44 01 00 00 00 00";
 
 class DriverTarget : public RoomTest {
  protected:
@@ -129,8 +129,8 @@ TEST_F(DriverTarget, RunsDriverCommands) {
     for (const auto& row : rows) {
       room.journal().clear();
       room.faults().clear();
-      room.addFault(answers ? Fault{.call = tapeSense, .reply = bytes(senseReply)}
-                            : Fault{.call = tapeSense, .error = ERROR_NOT_READY});
+      room.addFault(answers ? Fault{.call = TAPE_SENSE, .reply = bytes(SENSE_REPLY)}
+                            : Fault{.call = TAPE_SENSE, .error = ERROR_NOT_READY});
       OperationTwin command(nullptr, [&](auto& cmd) {
         EXPECT_EQ(cmd.getTargetStatus(), 0xFF);
         SetLastError(ERROR_CRC);
@@ -149,15 +149,15 @@ TEST_F(DriverTarget, RunsDriverCommands) {
 
 // What a failed command's sense data come from, and what is left in the command.
 TEST_F(DriverTarget, RunsCdbCommands) {
-  const Fault driverTells{.call = tapeSense, .reply = bytes(senseReply)};
-  const Fault driverSaysNothing{.call = tapeSense, .reply = bytes("12 00 00 00 70 00 00 00 00 00 00 0A")};
-  const Fault driverRefuses{.call = tapeSense, .error = ERROR_NOT_SUPPORTED};
+  const Fault driverTells{.call = TAPE_SENSE, .reply = bytes(SENSE_REPLY)};
+  const Fault driverSaysNothing{.call = TAPE_SENSE, .reply = bytes("12 00 00 00 70 00 00 00 00 00 00 0A")};
+  const Fault driverRefuses{.call = TAPE_SENSE, .error = ERROR_NOT_SUPPORTED};
   const Fault driveFails{.cdb = "00", .sense = Sense{.key = 4, .asc = 0x3E}};
   const Fault driveBusy{.cdb = "00", .status = std::uint8_t{0x08}};
   const Fault driveGone{.cdb = "00", .error = ERROR_IO_DEVICE};
   const Fault driveStaysGone{.cdb = "03", .error = ERROR_IO_DEVICE};
   const Fault driveTells{.cdb = "03", .reply = bytes("70 00 06 00 00 00 00 0A 00 00 00 00 29 01")};
-  constexpr ReturnCode ok = CMD_OK, failed = CMD_ERROR, notSupported = CMD_NOT_SUPPORTED, noTwin = 99;
+  constexpr ReturnCode NO_TWIN = 99;
   const struct {
     const char* name;
     ReturnCode twin;
@@ -165,24 +165,28 @@ TEST_F(DriverTarget, RunsCdbCommands) {
     unsigned seconds;
     std::vector<Fault> faults;
   } rows[] = {
-      {"twin succeeds", ok, 0, 0, {}},
-      {"twin succeeds just in time", ok, 23, 30, {}},
-      {"no twin to be had", noTwin, 0, 0, {}},
-      {"not supported, the CDB succeeds", notSupported, 0, 0, {}},
-      {"the CDB fails, the driver knows why", notSupported, 0, 0, {driveGone, driverTells}},
-      {"the CDB fails and tells why", notSupported, 0, 0, {driveFails, driverSaysNothing}},
-      {"the CDB fails, the drive knows why", notSupported, 0, 0, {driveGone, driverRefuses, driveTells}},
+      {"twin succeeds", CMD_OK, 0, 0, {}},
+      {"twin succeeds just in time", CMD_OK, 23, 30, {}},
+      {"no twin to be had", NO_TWIN, 0, 0, {}},
+      {"not supported, the CDB succeeds", CMD_NOT_SUPPORTED, 0, 0, {}},
+      {"the CDB fails, the driver knows why", CMD_NOT_SUPPORTED, 0, 0, {driveGone, driverTells}},
+      {"the CDB fails and tells why", CMD_NOT_SUPPORTED, 0, 0, {driveFails, driverSaysNothing}},
+      {"the CDB fails, the drive knows why", CMD_NOT_SUPPORTED, 0, 0, {driveGone, driverRefuses, driveTells}},
       {"the CDB fails, the driver tells of an error recovered",
-       notSupported,
+       CMD_NOT_SUPPORTED,
        0,
        0,
-       {driveFails, {.call = tapeSense, .reply = bytes("12 00 00 00 70 00 01 00 00 00 00 0A")}}},
-      {"the drive is busy, nobody knows why", notSupported, 0, 0, {driveBusy, driverRefuses, driveStaysGone}},
-      {"twin fails", failed, 23, 0, {driverTells}},
-      {"twin fails without an error number", failed, 0, 0, {driverTells}},
-      {"twin is late", ok, 0, 31, {driverTells}},
-      {"twin is late and not supported", notSupported, 0, 31, {driverTells}},
-      {"semaphore time-out", failed, 121, 0, {driverTells}},
+       {driveFails, {.call = TAPE_SENSE, .reply = bytes("12 00 00 00 70 00 01 00 00 00 00 0A")}}},
+      {"the drive is busy, nobody knows why",
+       CMD_NOT_SUPPORTED,
+       0,
+       0,
+       {driveBusy, driverRefuses, driveStaysGone}},
+      {"twin fails", CMD_ERROR, 23, 0, {driverTells}},
+      {"twin fails without an error number", CMD_ERROR, 0, 0, {driverTells}},
+      {"twin is late", CMD_OK, 0, 31, {driverTells}},
+      {"twin is late and not supported", CMD_NOT_SUPPORTED, 0, 31, {driverTells}},
+      {"semaphore time-out", CMD_ERROR, 121, 0, {driverTells}},
   };
   OperationCommand closed([](auto&) { return CMD_OK; });
   tellCommand("closed", driver.scsiExecCDB(closed), closed);
@@ -195,7 +199,7 @@ TEST_F(DriverTarget, RunsCdbCommands) {
       SetLastError(row.error);
       return after(row.seconds, row.twin);
     };
-    OperationCommand command(row.twin == noTwin ? nullptr : operation);
+    OperationCommand command(row.twin == NO_TWIN ? nullptr : operation);
     command.getSenseData()[0] = 0x70;
     const std::uint8_t* const buffers[] = {command.getCdb(), command.getIoData(), command.getSenseData()};
     ReturnCode result = 99;
@@ -209,9 +213,9 @@ TEST_F(DriverTarget, RunsCdbCommands) {
 TEST_F(DriverTarget, AsksTheChangerDriverForSense) {
   open(R"(\\.\Changer0)");
   OperationCommand fails([](auto&) { return CMD_ERROR; });
-  room.addFault({.call = changerSense, .reply = bytes(senseReply)});
+  room.addFault({.call = CHANGER_SENSE, .reply = bytes(SENSE_REPLY)});
   tellCommand("told", driver.scsiExecCDB(fails), fails);
-  room.addFault({.call = changerSense, .error = ERROR_NOT_READY});
+  room.addFault({.call = CHANGER_SENSE, .error = ERROR_NOT_READY});
   record("log", logOf([&] { driver.scsiExecCDB(fails); }));
   tellCommand("refused", fails.getExecutionStatus(), fails);
 }

@@ -17,9 +17,9 @@ TEST(Globals, HaveTheirDefaults) {
   EXPECT_TRUE(automationReadyMode);
   EXPECT_FALSE(libraryMode);
   EXPECT_EQ(logger, &Logger::getLogger());
-  constexpr GUID storagePorts = {
+  constexpr GUID STORAGE_PORTS = {
       0x2ACCFE60, 0xC130, 0x11D2, {0xB0, 0x82, 0x00, 0xA0, 0xC9, 0x1E, 0xFB, 0x8B}};
-  EXPECT_EQ(std::memcmp(&testHost, &storagePorts, sizeof testHost), 0);
+  EXPECT_EQ(std::memcmp(&testHost, &STORAGE_PORTS, sizeof testHost), 0);
 }
 
 }  // namespace

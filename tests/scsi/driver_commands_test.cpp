@@ -8,8 +8,8 @@
 namespace {
 
 // The driver's control codes.
-constexpr DWORD tapeSense = 0x001F6064, changerSense = 0x00306064, tapeLogSense = 0x001F60CC,
-                modeSense = 0x4D1BC00C;
+constexpr DWORD TAPE_SENSE = 0x001F6064, CHANGER_SENSE = 0x00306064, TAPE_LOG_SENSE = 0x001F60CC,
+                MODE_SENSE = 0x4D1BC00C;
 
 /// `data` continued with zeros.
 std::vector<std::uint8_t> padded(std::vector<std::uint8_t> data, std::size_t size) {
@@ -114,11 +114,11 @@ TEST_F(DriverRequest, ReadsALogPage) {
   RUN(ScsiCmdLogSense(1, 0x17, 0, 8), c.setSubpageCode(0x21));  // refused
   auto answer =
       padded(bytes("17 21 01 00 00 00 00 00 06 00 00 00 00 00 00 00 57 21 00 02 AB CD EE EE EE"), 1040);
-  script.answers(tapeLogSense, answer);
+  script.answers(TAPE_LOG_SENSE, answer);
   RUN(ScsiCmdLogSense(1, 0x17, 0, 8), c.setSubpageCode(0x21));
   // A length beyond the block, and a buffer beyond that.
   std::fill(answer.begin() + 8, answer.end(), std::uint8_t{0xFF});
-  script.answers(tapeLogSense, answer);
+  script.answers(TAPE_LOG_SENSE, answer);
   RUN(ScsiCmdLogSense(1, 0x17, 0, 2000));
 }
 
@@ -126,16 +126,16 @@ TEST_F(DriverRequest, HandsOutSenseData) {
   for (const char* answer :
        {"04 00 00 00 70 00 06 00 11 22", "60 00 00 00 F1 00 06 00 00 00 00 0A", "FF FF FF FF 70 00 06",
         "00 00 00 00 70 00 06", "12 00 00 00 80 00 06", "12", ""}) {
-    script.answers(tapeSense, bytes(answer));
-    script.answers(changerSense, bytes(answer));
+    script.answers(TAPE_SENSE, bytes(answer));
+    script.answers(CHANGER_SENSE, bytes(answer));
     record(answer);
     RUN(QORScsiCmdRequestSense(ulong32{6}));
     RUN(QORScsiCmdChangerRequestSense(ulong32{6}));
   }
-  script.answers(tapeSense, std::vector<std::uint8_t>(100, 0xFF));
+  script.answers(TAPE_SENSE, std::vector<std::uint8_t>(100, 0xFF));
   RUN(QORScsiCmdRequestSense(ulong32{255}));
-  script.refuses(tapeSense, ERROR_GEN_FAILURE);
-  script.refuses(changerSense, ERROR_GEN_FAILURE);
+  script.refuses(TAPE_SENSE, ERROR_GEN_FAILURE);
+  script.refuses(CHANGER_SENSE, ERROR_GEN_FAILURE);
   RUN(QORScsiCmdRequestSense(ulong32{6}));
   RUN(QORScsiCmdChangerRequestSense(ulong32{6}));
 }
@@ -164,9 +164,9 @@ TEST_F(DriverRequest, TurnsModeDataIntoSixByteForm) {
     ScsiCmdModeSense6 command(row.dbd, 1, 0x0F, row.allocation);
     command.setSubPageCode(0x21);
     if (row.answer) {
-      script.answers(modeSense, padded(bytes(row.answer), 264));
+      script.answers(MODE_SENSE, padded(bytes(row.answer), 264));
     } else {
-      script.refuses(modeSense, ERROR_GEN_FAILURE);
+      script.refuses(MODE_SENSE, ERROR_GEN_FAILURE);
     }
     run(row.name, command);
     TELL(command.cdbSpan());
@@ -175,18 +175,18 @@ TEST_F(DriverRequest, TurnsModeDataIntoSixByteForm) {
 
 // Every combination of lengths that end at or beyond a border, on buffers of every size that matters.
 TEST_F(DriverRequest, SurvivesLyingModeData) {
-  constexpr std::uint16_t lengths[] = {0, 1, 5, 6, 8, 247, 251, 255, 256, 263, 0xFFF8, 0xFFFF};
+  constexpr std::uint16_t LENGTHS[] = {0, 1, 5, 6, 8, 247, 251, 255, 256, 263, 0xFFF8, 0xFFFF};
   for (const bool dbd : {false, true}) {
     for (const std::uint8_t allocation : std::initializer_list<std::uint8_t>{1, 3, 4, 5, 9, 255}) {
       ScsiCmdModeSense6 command(dbd, 0, 0x0F, allocation);
       QORScsiCmdModeSense6 twin(&command);
-      for (const std::uint16_t dataLength : lengths) {
-        for (const std::uint16_t descriptors : lengths) {
+      for (const std::uint16_t dataLength : LENGTHS) {
+        for (const std::uint16_t descriptors : LENGTHS) {
           std::vector<std::uint8_t> answer(264, 0xEE);
           answer[0] = 0x5A;
           writeBigEndian(answer, 1, 2, dataLength);
           writeBigEndian(answer, 7, 2, descriptors);
-          script.answers(modeSense, answer);
+          script.answers(MODE_SENSE, answer);
           ASSERT_EQ(twin.doOperation(scripted()), CMD_OK);
           const int pages = std::clamp(std::min<int>(dataLength + 2, 263) - 8 - descriptors, 0, 252);
           ASSERT_EQ(command.getIoData()[0], 3 + pages);
@@ -195,7 +195,7 @@ TEST_F(DriverRequest, SurvivesLyingModeData) {
               std::clamp(allocation - 4, 0, pages));
           answer[0] = 0x1A;
           answer[4] = static_cast<std::uint8_t>(descriptors);
-          script.answers(modeSense, answer);
+          script.answers(MODE_SENSE, answer);
           ASSERT_EQ(twin.doOperation(scripted()), CMD_OK);
         }
       }

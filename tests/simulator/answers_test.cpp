@@ -7,14 +7,14 @@
 namespace simulator {
 namespace {
 
-constexpr const char* port = "\\\\.\\scsi0:";
+constexpr const char* PORT = "\\\\.\\scsi0:";
 
 // clang-format off
 class DriveAnswers : public testing::Test {
  protected:
   Room room;
   VirtualDrive& drive = room.addDrive({.target = 5, .model = "ULTRIUM-PX6", .serial = "1068000451"}, {.cartridge = true});
-  Conversation tape{port, drive.options()};
+  Conversation tape{PORT, drive.options()};
 };
 
 TEST_F(DriveAnswers, ToCommandBlocks) {
@@ -43,7 +43,7 @@ TEST_F(DriveAnswers, ToLogSense) {
   drive.remove();
   tape.follow({{"4D 00 51 00 00 00 00 02 00 00", "11 20", 8}});  // empty: DINIT
   VirtualDrive& stuck = room.addDrive({.target = 6, .level = "A1B2"}, {.cartridge = true, .stuckCartridge = true});
-  Conversation(port, stuck.options()).follow(2);
+  Conversation(PORT, stuck.options()).follow(2);
 }
 
 TEST_F(DriveAnswers, ToAttributeCommands) {
@@ -54,7 +54,7 @@ TEST_F(DriveAnswers, ToAttributeCommands) {
 
 TEST_F(DriveAnswers, ToEncryption) {
   tape.follow(1);
-  Conversation(port, room.addDrive({.target = 6, .model = "ULTRIUM-PX3"}).options()).follow(2);
+  Conversation(PORT, room.addDrive({.target = 6, .model = "ULTRIUM-PX3"}).options()).follow(2);
 }
 
 TEST_F(DriveAnswers, ToTheRest) {
@@ -66,7 +66,7 @@ TEST_F(DriveAnswers, ToTheRest) {
 
   // Cartridges of other generations, and one for cleaning.
   VirtualDrive& eighth = room.addDrive({.target = 6, .model = "ULTRIUM-PX8"});
-  Conversation other(port, eighth.options());
+  Conversation other(PORT, eighth.options());
   other.follow({{"44 00 00 00 00 00 00 00 FF 00", "00 6A 00 00 5C 5C 80"}});  // it reads two generations
   const std::pair<const char*, const char*> cartridges[] = {{"QOR001L6", "2/30/00"}, {"QOR001L7", ""}, {"CLNU01L1", "2/30/03"}};
   for (const auto& [barcode, ready] : cartridges) {
@@ -79,15 +79,15 @@ TEST_F(DriveAnswers, ToTheRest) {
 
 TEST_F(DriveAnswers, WhenAnotherInitiatorHoldsIt) {
   VirtualDrive& held = room.addDrive({.target = 6}, {.cartridge = true, .reserved = true});
-  Conversation(port, held.options()).follow(1);
+  Conversation(PORT, held.options()).follow(1);
   VirtualDrive& prevented = room.addDrive({.target = 7}, {.cartridge = true, .removalPrevented = true});
-  Conversation(port, prevented.options()).follow(2);
+  Conversation(PORT, prevented.options()).follow(2);
 }
 
 TEST(ChangerAnswers, ToWhatDrivesKnowToo) {
   Room room;
   VirtualChanger& library = room.addChanger({.target = 2, .worldWideName = 0x10}, {.importExport = {0x10, 0}});
-  Conversation changer(port, library.options());
+  Conversation changer(PORT, library.options());
   changer.follow(1);
   // A power cycle is told once by any command but INQUIRY and REPORT LUNS, REQUEST SENSE among them.
   library.restart(5);

@@ -15,7 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr const char* port = "\\\\.\\scsi0:";
+constexpr const char* PORT = "\\\\.\\scsi0:";
 
 TEST(Room, JournalsCallsAndCountsHandles) {
   Room room;
@@ -84,7 +84,7 @@ TEST(Port, ListsWhatItFound) {
   VirtualDrive& drive = room.addDrive({.bus = 1, .target = 5, .claimed = true});
   room.addDisk({.bus = 1, .target = 2});
   room.addDisk({.bus = 1, .target = 5, .lun = 1, .className = "PhysicalDrive9"});
-  DeviceClient adapter(port);
+  DeviceClient adapter(PORT);
   Bytes list(2048);
   const auto fetch = [&](std::size_t size) {
     return adapter.control(IOCTL_SCSI_GET_INQUIRY_DATA, nullptr, 0, list.data(), static_cast<DWORD>(size));
@@ -97,7 +97,7 @@ TEST(Port, ListsWhatItFound) {
   EXPECT_THAT(room.dosNames(),
               testing::IsSupersetOf({"Scsi0:", "Tape0", "PhysicalDrive0", "PhysicalDrive9"}));
 
-  Conversation claimed(port, drive.options());
+  Conversation claimed(PORT, drive.options());
   EXPECT_EQ(claimed.send("00 00 00 00 00 00"), "error 5") << "the class driver has it";
   room.adapter(0).overrideInquiryList(Bytes{7, 0xFF});
   EXPECT_EQ(fetch(2), NO_ERROR);
@@ -108,7 +108,7 @@ TEST(RoomPassThrough, ChecksTheRequest) {
   Room room;
   VirtualDrive& drive = room.addDrive({.target = 5});
   room.adapter(0).options().maximumTransferLength = 4096;
-  Conversation tape(port, drive.options());
+  Conversation tape(PORT, drive.options());
   EXPECT_EQ(tape.fetch("12 00 00 00 24 00", 4096), "");
   EXPECT_EQ(tape.last.block.DataTransferLength, 36u) << "the residual";
   EXPECT_EQ(tape.fetch("12 00 00 00 24 00", 4097), "error 87");
@@ -145,27 +145,27 @@ TEST(RoomPassThrough, ChecksTheRequest) {
   }
 }
 
-constexpr const char* ready = "00 00 00 00 00 00";
-constexpr const char* inquiry = "12 00 00 00 24 00";
+constexpr const char* READY_CDB = "00 00 00 00 00 00";
+constexpr const char* INQUIRY_CDB = "12 00 00 00 24 00";
 
 TEST(Fault, StrikesAtTheNthUse) {
   Room room;
   VirtualDrive& drive = room.addDrive({.target = 5});
-  Conversation tape(port, drive.options());
-  Conversation other(port, room.addDrive({.target = 6}).options());
+  Conversation tape(PORT, drive.options());
+  Conversation other(PORT, room.addDrive({.target = 6}).options());
   room.addFault({.cdb = "00",
                  .device = drive.address(),
                  .nth = 2,
                  .times = 2,
                  .sense = Sense{.key = 2, .asc = 4, .ascq = 1}});
-  other.follow({{ready, "2/3A/00"}});
-  tape.follow({{ready, "2/3A/00"}});
-  other.follow({{ready, "2/3A/00"}});
-  tape.follow({{ready, "2/04/01"}, {ready, "2/04/01"}, {ready, "2/3A/00"}});
+  other.follow({{READY_CDB, "2/3A/00"}});
+  tape.follow({{READY_CDB, "2/3A/00"}});
+  other.follow({{READY_CDB, "2/3A/00"}});
+  tape.follow({{READY_CDB, "2/04/01"}, {READY_CDB, "2/04/01"}, {READY_CDB, "2/3A/00"}});
 
   room.faults().clear();
   room.addFault({.cdb = "12 01 ??", .status = 8});
-  tape.follow({{inquiry, "01 80"}, {"12 01 83 00 24 00", "status 08"}});
+  tape.follow({{INQUIRY_CDB, "01 80"}, {"12 01 83 00 24 00", "status 08"}});
   room.addFault({.cdb = "12 01 80", .transfer = 6, .reply = bytes("01 80 00 03 41 42 43")});
   EXPECT_EQ(tape.fetch("12 01 80 00 24 00"), "");
   EXPECT_EQ(toHex(tape.data), "01 80 00 03 41 42");
@@ -173,25 +173,25 @@ TEST(Fault, StrikesAtTheNthUse) {
   EXPECT_EQ(tape.control(IOCTL_SCSI_RESCAN_BUS, nullptr, 0, nullptr, 0), ERROR_GEN_FAILURE);
   EXPECT_EQ(tape.control(IOCTL_SCSI_RESCAN_BUS, nullptr, 0, nullptr, 0), NO_ERROR);
   room.addFault({.call = "CreateFileA", .device = "\\\\.\\SCSI0:", .error = 5});
-  EXPECT_EQ(DeviceClient(port).handle, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(DeviceClient(PORT).handle, INVALID_HANDLE_VALUE);
 }
 
 TEST(Fault, DelaysUpToTheTimeOutAndLetsADeviceVanish) {
   Room room;
-  Conversation tape(port, room.addDrive({.target = 5}).options());
+  Conversation tape(PORT, room.addDrive({.target = 5}).options());
   tape.timeOut = 10;
   room.addFault({.cdb = "00", .delay = 10});
   room.addFault({.cdb = "00", .nth = 2, .delay = 11});
-  tape.follow({{ready, "2/3A/00"}});
+  tape.follow({{READY_CDB, "2/3A/00"}});
   EXPECT_EQ(room.clock().elapsed(), 10'000);
-  tape.follow({{ready, "error 121"}});
+  tape.follow({{READY_CDB, "error 121"}});
   EXPECT_EQ(room.clock().elapsed(), 20'000) << "aborted when the time was up";
   room.addFault({.cdb = "12", .vanish = 30});
-  tape.follow({{inquiry, "error 1117"}});
+  tape.follow({{INQUIRY_CDB, "error 1117"}});
   calls::sleep(29'999);
-  tape.follow({{ready, "error 1117"}});
+  tape.follow({{READY_CDB, "error 1117"}});
   calls::sleep(1);
-  tape.follow({{ready, "2/3A/00"}});
+  tape.follow({{READY_CDB, "2/3A/00"}});
 }
 
 /// Downloads an image in two parts and returns how each ended.
@@ -210,7 +210,7 @@ std::string download(Conversation& tape, const Bytes& image, std::size_t cut = 4
 TEST(Drive, JudgesFirmware) {
   Room room;
   VirtualDrive& drive = room.addDrive({.target = 5, .level = "A1B2"});
-  Conversation tape(port, drive.options());
+  Conversation tape(PORT, drive.options());
   const Bytes good = makeFirmwareImage("C3D4", 5000);
   const auto spoilt = [&](std::size_t at) {
     Bytes image = good;
@@ -223,23 +223,23 @@ TEST(Drive, JudgesFirmware) {
   EXPECT_EQ(download(tape, Bytes(good.begin(), good.end() - 1)), "[][]") << "incomplete";
   EXPECT_EQ(drive.level(), "A1B2");
   drive.insertBlank();
-  tape.follow({{ready, "6/28/00"}});
+  tape.follow({{READY_CDB, "6/28/00"}});
   EXPECT_EQ(download(tape, good), "[5/2C/00][5/2C/00]") << "a cartridge is loaded";
   drive.remove();
   EXPECT_EQ(download(tape, good), "[][]");
   EXPECT_EQ(drive.downloaded(), good);
-  tape.follow({{inquiry, "error 1117"}});  // rebooting
+  tape.follow({{INQUIRY_CDB, "error 1117"}});  // rebooting
   calls::sleep(40'000);
-  tape.follow({{ready, "6/29/00"}, {ready, "6/3F/01"}, {ready, "2/04/01"}});
+  tape.follow({{READY_CDB, "6/29/00"}, {READY_CDB, "6/3F/01"}, {READY_CDB, "2/04/01"}});
   calls::sleep(1000);
-  tape.follow({{ready, "2/3A/00"}, {inquiry, "43 33 44 34", 32}});
+  tape.follow({{READY_CDB, "2/3A/00"}, {INQUIRY_CDB, "43 33 44 34", 32}});
 }
 
 TEST(Drive, IsLostUntilARescan) {
   Room room;
   VirtualDrive& drive =
       room.addDrive({.target = 5, .claimed = true}, {.afterDownload = AfterDownload::LostUntilRescan});
-  DeviceClient adapter(port);
+  DeviceClient adapter(PORT);
   const auto rescan = [&] { return adapter.control(IOCTL_SCSI_RESCAN_BUS, nullptr, 0, nullptr, 0); };
   drive.reboot();
   EXPECT_EQ(DeviceClient("\\\\.\\Tape0").handle, INVALID_HANDLE_VALUE);

@@ -74,14 +74,14 @@ Record::~Record() {
 void Record::add(const std::string& line) { text += printable(line) + "\n"; }
 
 std::vector<std::string> Record::folded(const std::vector<std::string>& lines) {
-  constexpr std::size_t longest = 24, fewest = 5;
+  constexpr std::size_t LONGEST = 24, FEWEST = 5;
   std::vector<std::string> result;
   for (std::size_t at = 0; at < lines.size();) {
     std::size_t period = 1, times = 1;
-    for (std::size_t p = 1; p <= longest; ++p) {
+    for (std::size_t p = 1; p <= LONGEST; ++p) {
       std::size_t same = 0;
       while (at + p + same < lines.size() && lines[at + same] == lines[at + p + same]) ++same;
-      if (1 + same / p >= fewest && p * (same / p) > period * (times - 1)) period = p, times = 1 + same / p;
+      if (1 + same / p >= FEWEST && p * (same / p) > period * (times - 1)) period = p, times = 1 + same / p;
     }
     if (times > 1) result.push_back(std::to_string(times) + " times:");
     for (std::size_t i = 0; i < period; ++i) result.push_back((times > 1 ? "  " : "") + lines[at + i]);

@@ -23,11 +23,11 @@ Bytes featureRecord(const std::string& name, const Bytes& value) {
 const Bytes tail(36);
 
 /// Offset of the byte with the feature bit, or 0 for the named entry.
-constexpr std::uint32_t named = 0;
+constexpr std::uint32_t NAMED = 0;
 
 /// A buffer in which every bit but one says the opposite.
 Bytes featureBuffer(std::uint32_t offset, bool ready) {
-  if (offset == named) {
+  if (offset == NAMED) {
     const Bytes word = ready ? Bytes{0xEF, 0xFF, 0xFF, 0xFF} : Bytes{0x10, 0, 0, 0};
     return featureRecord("lib_features", Bytes(4)) + featureRecord("lib_feature", word) + tail;
   }
@@ -68,9 +68,9 @@ TEST_F(ProductString, TellsAutomationReadinessByModel) {
   } rows[] = {
       {"ULTRIUM-PX1", 3, 104}, {"ULTRIUM-PX2", 3, 6403}, {"PX3", 3, 403},   {"RX3 HH", 3, 403},
       {"PX4", 3, 403},         {"RX4", 3, 403},          {"PX5", 3, 471},   {"RX5", 3, 471},
-      {"PX6", 3, named},       {"RX6", 3, named},        {"PX7", 3, named}, {"RX7", 3, named},
-      {"PX8", 3, named},       {"RX8", 3, named},        {"W11", 7, named}, {"PX6 RX5", 3, named},
-      {"RX5 PX1", 3, 471},     {"W11 PX8", 7, named},
+      {"PX6", 3, NAMED},       {"RX6", 3, NAMED},        {"PX7", 3, NAMED}, {"RX7", 3, NAMED},
+      {"PX8", 3, NAMED},       {"RX8", 3, NAMED},        {"W11", 7, NAMED}, {"PX6 RX5", 3, NAMED},
+      {"RX5 PX1", 3, 471},     {"W11 PX8", 7, NAMED},
   };
   for (const auto& row : rows) {
     for (const bool ready : {true, false}) {

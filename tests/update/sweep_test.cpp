@@ -197,11 +197,11 @@ class Sweep : public testing::TestWithParam<std::tuple<Operation, Path, Way>> {
   /// One refused allocation costs the device that it meets, and all of them only before the first is met;
   /// nothing that was not done passes for done, and want of memory not for anything else.
   void tellOfShortage(const Outcome& outcome) {
-    constexpr int devices = 2;
+    constexpr int DEVICES = 2;
     const int done = operation == Scan ? count(outcome.report, "<Device ") : updated();
     const bool tooEarly = scene.room.journal().cdbs().empty() && outcome.result == FW_NO_MEMORY;
-    EXPECT_GE(done, way.refusals > 1 || operation == UpdateOne || tooEarly ? 0 : devices - 1);
-    EXPECT_TRUE(operation != UpdateAll || outcome.result != FW_NO_ERROR || done == devices);
+    EXPECT_GE(done, way.refusals > 1 || operation == UpdateOne || tooEarly ? 0 : DEVICES - 1);
+    EXPECT_TRUE(operation != UpdateAll || outcome.result != FW_NO_ERROR || done == DEVICES);
     EXPECT_EQ(count(outcome.report, "componentID=\"\""), 0) << outcome.report;
     EXPECT_TRUE(outcome.result == FW_NO_ERROR || outcome.result == FW_NO_MEMORY) << outcome.result;
   }
