@@ -43,7 +43,7 @@ ulong32 getDosDevices(char** list) {
 
 std::vector<std::string> DosDevices::names() const {
   std::vector<std::string> result;
-  std::string_view rest(text.get(), used);
+  std::string_view rest(text.names, used);
   while (!rest.empty() && rest.front() != '\0') {
     const std::string_view name = rest.substr(0, rest.find('\0'));
     result.emplace_back(name);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,22 +10,23 @@
 /// The DOS device names as the system gave them.
 class DosDevices {
  public:
-  DosDevices() {
-    char* names = nullptr;
-    used = getDosDevices(&names);
-    text.reset(names);
-  }
+  DosDevices() : used(getDosDevices(&text.names)) {}
   /// Null when there was no memory for it.
-  const char* list() const { return text.get(); }
+  const char* list() const { return text.names; }
   /// 0 when the names could not be read.
   ulong32 size() const { return used; }
   std::vector<std::string> names() const;
 
  private:
-  struct Free {
-    void operator()(char* memory) const { std::free(memory); }
+  /// Freed also when a log function of the host's throws while they are asked for.
+  struct Text {
+    Text() = default;
+    Text(const Text&) = delete;
+    Text& operator=(const Text&) = delete;
+    ~Text() { std::free(names); }
+    char* names = nullptr;
   };
-  std::unique_ptr<char, Free> text;
+  Text text;
   ulong32 used;
 };
 
