@@ -61,7 +61,7 @@ BOOL getDeviceInterfaceDetail(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
       [&](Answer& answer, bool failed) {
         answer.wanted("required", required);
         if (failed) return;
-        answer.text("path", {reinterpret_cast<char*>(detail) + head, room}, room);
+        answer.text("path", {detail ? detail->DevicePath : nullptr, room}, room);
         device(answer, of);
       });
 }

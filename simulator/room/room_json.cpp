@@ -229,6 +229,8 @@ json parse(std::string_view text) {
     const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(error.byte, text.size()));
     const auto line = std::count(text.begin(), end, '\n') + 1;
     throw std::runtime_error("The text is not JSON: look at line " + std::to_string(line) + ".");
+  } catch (const json::out_of_range&) {
+    throw std::runtime_error("A number is too large: look for one that nothing could hold.");
   }
 }
 
