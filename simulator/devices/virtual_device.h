@@ -152,7 +152,6 @@ class VirtualDevice {
   std::map<std::uint8_t, std::function<Bytes()>> vpdPages_;
   std::deque<Attention> attentions_;
   std::int64_t goneUntil_ = 0;
-  bool rescanNeeded_ = false;
   bool known_ = true;
   Bytes listedInquiry_;
 };

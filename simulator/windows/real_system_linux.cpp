@@ -20,9 +20,6 @@
 namespace simulator::real {
 namespace {
 
-constexpr DWORD errorTooManyOpenFiles = 4;
-constexpr DWORD errorInvalidName = 123;
-
 std::map<HANDLE, int>& files() {
   static std::map<HANDLE, int> open;
   return open;
@@ -57,9 +54,9 @@ DWORD openError(int error, const std::string& path) {
       return ERROR_ACCESS_DENIED;
     case EMFILE:
     case ENFILE:
-      return errorTooManyOpenFiles;
+      return ERROR_TOO_MANY_OPEN_FILES;
     case ENAMETOOLONG:
-      return errorInvalidName;
+      return ERROR_INVALID_NAME;
     default:
       return ERROR_GEN_FAILURE;
   }
@@ -82,7 +79,7 @@ HANDLE createFile(LPCSTR name, DWORD access, DWORD, void*, DWORD disposition, DW
   if (!name || !*name) return refuse(ERROR_PATH_NOT_FOUND);
   if (disposition != OPEN_EXISTING) return refuse(ERROR_NOT_SUPPORTED);
   const std::string path = nativePath(name);
-  if (path.find_first_of("*?\"<>|") != std::string::npos) return refuse(errorInvalidName);
+  if (path.find_first_of("*?\"<>|") != std::string::npos) return refuse(ERROR_INVALID_NAME);
   const bool reads = access & GENERIC_READ;
   const bool writes = access & GENERIC_WRITE;
   const int file = open(path.c_str(), (reads && writes ? O_RDWR : writes ? O_WRONLY : O_RDONLY) | O_CLOEXEC);

@@ -13,9 +13,6 @@ namespace {
 constexpr GUID storagePortInterface{
     0x2ACCFE60, 0xC130, 0x11D2, {0xB0, 0x82, 0x00, 0xA0, 0xC9, 0x1E, 0xFB, 0x8B}};
 constexpr GUID adapterClass{0x4D36E97B, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
-constexpr DWORD errorInvalidData = 13;
-constexpr DWORD errorInvalidUserBuffer = 1784;
-constexpr DWORD errorNoSuchDevinst = 0xE000020B;
 
 bool same(const GUID& a, const GUID& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
@@ -29,8 +26,8 @@ class DeviceInfoSet : public Handle {
     return *adapters_[index];
   }
   VirtualAdapter& of(const SP_DEVINFO_DATA* device) const {
-    if (!device || device->cbSize != sizeof *device) throw WindowsError{errorInvalidUserBuffer};
-    if (device->DevInst == 0 || device->DevInst > adapters_.size()) throw WindowsError{errorNoSuchDevinst};
+    if (!device || device->cbSize != sizeof *device) throw WindowsError{ERROR_INVALID_USER_BUFFER};
+    if (device->DevInst == 0 || device->DevInst > adapters_.size()) throw WindowsError{ERROR_NO_SUCH_DEVINST};
     return *adapters_[device->DevInst - 1];
   }
 
@@ -69,7 +66,7 @@ T& as(HANDLE value) {
 }
 
 void describe(SP_DEVINFO_DATA* device, DWORD index) {
-  if (device->cbSize != sizeof *device) throw WindowsError{errorInvalidUserBuffer};
+  if (device->cbSize != sizeof *device) throw WindowsError{ERROR_INVALID_USER_BUFFER};
   device->ClassGuid = adapterClass;
   device->DevInst = index + 1;
 }
@@ -128,7 +125,7 @@ BOOL enumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA* of, const GUID* interfa
   return answer("SetupDiEnumDeviceInterfaces", "", std::to_string(index), failing(FALSE),
                 [&](JournalEntry&, const Fault*) {
                   as<DeviceInfoSet>(set).at(index);
-                  if (data->cbSize != sizeof *data) throw WindowsError{errorInvalidUserBuffer};
+                  if (data->cbSize != sizeof *data) throw WindowsError{ERROR_INVALID_USER_BUFFER};
                   data->InterfaceClassGuid = storagePortInterface;
                   data->Flags = 1;  // SPINT_ACTIVE
                   data->Reserved = index + 1;
@@ -148,7 +145,7 @@ BOOL getDeviceInterfaceDetail(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
     if (required) *required = static_cast<DWORD>(head + path.size() + 1);
     if (device) describe(device, index);
     if (size < head + path.size() + 1) throw WindowsError{ERROR_INSUFFICIENT_BUFFER};
-    if (detail->cbSize != sizeof *detail) throw WindowsError{errorInvalidUserBuffer};
+    if (detail->cbSize != sizeof *detail) throw WindowsError{ERROR_INVALID_USER_BUFFER};
     copyValue(textValue(path, nullptr), reinterpret_cast<char*>(detail) + head, size - head,
               ERROR_INSUFFICIENT_BUFFER);
     return TRUE;
@@ -173,7 +170,7 @@ BOOL getDeviceRegistryProperty(HDEVINFO set, SP_DEVINFO_DATA* device, DWORD whic
                 [&](JournalEntry&, const Fault* fault) {
                   VirtualAdapter& adapter = as<DeviceInfoSet>(set).of(device);
                   const std::string text = property(adapter.options(), adapter.number(), which);
-                  if (text.empty()) throw WindowsError{errorInvalidData};
+                  if (text.empty()) throw WindowsError{ERROR_INVALID_DATA};
                   const Bytes value = textValue(text, fault);
                   if (type) *type = REG_SZ;
                   if (required) *required = static_cast<DWORD>(value.size());

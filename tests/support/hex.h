@@ -20,12 +20,12 @@ inline std::string hex(std::span<const std::uint8_t> data) {
 
 /// The same with "00 x 12" for a byte that stands twelve times in a row.
 inline std::string briefHex(std::span<const std::uint8_t> data) {
-  constexpr std::size_t fewest = 8;
+  constexpr std::size_t FEWEST = 8;
   std::string text;
   for (std::size_t at = 0, same; at < data.size(); at += same) {
     same = 1;
     while (at + same < data.size() && data[at + same] == data[at]) ++same;
-    const bool brief = same >= fewest;
+    const bool brief = same >= FEWEST;
     if (!brief) same = 1;
     text +=
         (text.empty() ? "" : " ") + hex(data.subspan(at, 1)) + (brief ? " x " + std::to_string(same) : "");

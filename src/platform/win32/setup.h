@@ -15,6 +15,7 @@ constexpr DWORD DICS_FLAG_GLOBAL = 1;
 constexpr DWORD DIREG_DRV = 2;
 constexpr REGSAM KEY_READ = 0x20019;
 constexpr DWORD REG_SZ = 1;
+constexpr DWORD ERROR_NO_SUCH_DEVINST = 0xE000020B;
 
 typedef struct _SP_DEVINFO_DATA {
   DWORD cbSize;
